@@ -1,0 +1,285 @@
+#include "vndlp/checksum.h"
+
+#include "io/format_table.h"
+#include "io/platform.h"
+#include "io/report.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#if defined(VNDLP_HAVE_LIBDEFLATE)
+#include <libdeflate.h>
+#endif
+
+namespace vndlp {
+
+namespace {
+
+constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;
+constexpr long long kTrailerBytes = 4;
+constexpr std::size_t kBlockBytes = 1u << 18;
+constexpr std::size_t kSniffBytes = 15;
+constexpr std::size_t kMagicOffset = 4;     // behind the length of the magic string
+constexpr std::size_t kLongestMagic = 11;   // what the sniffed bytes hold behind that offset
+constexpr std::size_t kVersionOffset = 13;  // behind an 8-character magic and its terminator
+
+enum Code : int {
+    kOk = 0,
+    kNullPath = -1,
+    kCannotOpen = -2,
+    kCannotRead = -3,
+    kTrailerIo = -4,
+    kUnknownMagic = -4,
+    kMismatch = -5,
+};
+
+struct CloseFile {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+unsigned bigEndian16(const unsigned char* bytes) { return static_cast<unsigned>(bytes[0]) << 8 | bytes[1]; }
+
+std::uint32_t bigEndian32(const unsigned char* bytes) { return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2); }
+
+/// The XOR of sign-extended bytes is the sign-extended XOR of the bytes: bit 7 of that XOR is the parity of the bytes
+/// of 0x80 and above, which is what fills the upper 24 bits. So it continues from, and ends as, one byte.
+std::uint32_t continueXor(std::uint32_t sum, const unsigned char* data, std::size_t size) {
+    unsigned char folded = 0;
+    for (std::size_t i = 0; i < size; ++i) folded = static_cast<unsigned char>(folded ^ data[i]);
+    return sum ^ static_cast<std::uint32_t>(static_cast<std::int32_t>(static_cast<signed char>(folded)));
+}
+
+/// Length of an open file, its position moved to the start; -1 on failure.
+long long lengthOf(std::FILE* stream) {
+    if (platform::seek(stream, 0, SEEK_END) != 0) return -1;
+    const long long length = platform::tell(stream);
+    return platform::seek(stream, 0, SEEK_SET) == 0 ? length : -1;
+}
+
+/// Sums `length` bytes from the start of a file with `step(sum, data, size)`.
+template <class Step>
+[[nodiscard]] Code sumFile(std::FILE* stream, long long length, Step&& step, std::uint32_t& sum) {
+    sum = 0;
+    if (length <= 0) return kOk;
+    std::vector<unsigned char> block(static_cast<std::size_t>(std::min<long long>(length, kBlockBytes)));
+    for (long long left = length; left > 0;) {
+        const auto wanted = static_cast<std::size_t>(std::min<long long>(left, static_cast<long long>(block.size())));
+        if (std::fread(block.data(), 1, wanted, stream) != wanted) return kCannotRead;
+        sum = step(sum, block.data(), wanted);
+        left -= static_cast<long long>(wanted);
+    }
+    return kOk;
+}
+
+/// The steps the three operations share: open, measure, sum all but the last `uncovered` bytes. `file` stays open.
+template <class Step>
+[[nodiscard]] Code openAndSum(const char* path, const char* mode, long long uncovered, Step&& step, File& file,
+                              std::uint32_t& sum) {
+    file.reset(platform::openFile(path, mode));
+    if (file == nullptr) return kCannotOpen;
+    const long long length = lengthOf(file.get());
+    if (length < 0) return kCannotRead;
+    return sumFile(file.get(), length - uncovered, step, sum);
+}
+
+/// Writes the trailer at the end. The bytes sit in the stream's buffer until the file is closed, so only the result of
+/// closing tells whether they reached the file.
+[[nodiscard]] Code writeTrailer(File file, std::uint32_t sum) {
+    const unsigned char trailer[kTrailerBytes] = {
+        static_cast<unsigned char>(sum >> 24), static_cast<unsigned char>(sum >> 16),
+        static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum)};
+    const bool written = platform::seek(file.get(), 0, SEEK_END) == 0 &&
+                         std::fwrite(trailer, 1, sizeof trailer, file.get()) == sizeof trailer;
+    const bool closed = std::fclose(file.release()) == 0;
+    return written && closed ? kOk : kTrailerIo;
+}
+
+[[nodiscard]] Code readTrailer(std::FILE* stream, std::uint32_t& stored) {
+    unsigned char trailer[kTrailerBytes];
+    if (platform::seek(stream, -kTrailerBytes, SEEK_END) != 0) return kTrailerIo;
+    if (std::fread(trailer, 1, sizeof trailer, stream) != sizeof trailer) return kTrailerIo;
+    stored = bigEndian32(trailer);
+    return kOk;
+}
+
+/// Absolute value in 32-bit arithmetic: the most negative value stays itself.
+std::uint32_t magnitude(std::uint32_t value) { return value >> 31 != 0 ? 0 - value : value; }
+
+bool xorSumsAgree(std::uint32_t computed, std::uint32_t stored) {
+    const std::uint32_t c = magnitude(computed);
+    const std::uint32_t s = magnitude(stored);
+    return c == s || c + s == 0x100;
+}
+
+template <class Step>
+int appendSum(const char* path, Step&& step) {
+    File file;
+    std::uint32_t sum = 0;
+    const Code code = openAndSum(path, "rb+", 0, step, file, sum);
+    return code != kOk ? code : writeTrailer(std::move(file), sum);
+}
+
+template <class Step, class Agree>
+int checkSum(const char* path, Step&& step, Agree&& agree) {
+    File file;
+    std::uint32_t computed = 0;
+    std::uint32_t stored = 0;
+    Code code = openAndSum(path, "rb", kTrailerBytes, step, file, computed);
+    if (code == kOk) code = readTrailer(file.get(), stored);
+    if (code != kOk) return code;
+    return agree(computed, stored) ? kOk : kMismatch;
+}
+
+template <class Step>
+int getSum(const char* path, Step&& step) {
+    File file;
+    std::uint32_t sum = 0;
+    const Code code = openAndSum(path, "rb", kTrailerBytes, step, file, sum);
+    return code != kOk ? code : static_cast<int>(sum);
+}
+
+}  // namespace
+
+CheckSum::CheckSum() : m_table{} { makeCrc32Table(); }
+
+CheckSum& CheckSum::instance() {
+    static CheckSum only;
+    return only;
+}
+
+int CheckSum::makeCrc32Table() {
+    for (std::uint32_t n = 0; n < 256; ++n) {
+        std::uint32_t entry = n;
+        for (int bit = 0; bit < 8; ++bit) entry = (entry & 1) != 0 ? entry >> 1 ^ kCrcPolynomial : entry >> 1;
+        m_table[n] = entry;
+    }
+    return 0;
+}
+
+unsigned int CheckSum::makeCrc(unsigned int crc, unsigned char* data, unsigned int len) {
+#if defined(VNDLP_HAVE_LIBDEFLATE)
+    // libdeflate inverts the register at both ends; undone here
+    return len == 0 ? crc : ~libdeflate_crc32(~crc, data, len);
+#else
+    for (unsigned int i = 0; i < len; ++i) crc = crc >> 8 ^ m_table[(crc ^ data[i]) & 0xFF];
+    return crc;
+#endif
+}
+
+int CheckSum::getFileVersionInfo(const char* path, std::string& versionName, int& subVersionNum,
+                                 EnumCheckSumType& type) {
+    if (path == nullptr) return kNullPath;
+    const File file(platform::openFile(path, "rb"));
+    if (file == nullptr) return kCannotOpen;
+    subVersionNum = 0;
+    type = CHECKSUM_NONE;
+    unsigned char head[kSniffBytes + 2];
+    if (std::fread(head, 1, kSniffBytes, file.get()) != kSniffBytes) return kCannotRead;
+
+    const unsigned char* magic = head + kMagicOffset;
+    versionName.assign(magic, std::find(magic, magic + kLongestMagic, 0));
+    const FormatRow* row = findFormat(versionName);
+    if (row == nullptr) return kUnknownMagic;
+    if (row->hasVersionBehindMagic) subVersionNum = static_cast<int>(bigEndian16(head + kVersionOffset));
+    if (row->versionMayBe32Bit && subVersionNum == 0) {
+        if (std::fread(head + kSniffBytes, 1, 2, file.get()) != 2) return kCannotRead;
+        subVersionNum = static_cast<int>(bigEndian16(head + kSniffBytes));
+    }
+    type = checkSumTypeOf(*row, subVersionNum);
+    return kOk;
+}
+
+namespace {
+
+/// Sniffs and announces the file, then hands over to the member for its kind of sum.
+template <class Xor, class Crc32>
+int dispatch(CheckSum& sums, const char* path, Xor&& xorMember, Crc32&& crcMember) {
+    std::string versionName;
+    int subVersionNum = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    const int code = sums.getFileVersionInfo(path, versionName, subVersionNum, type);
+    if (code != 0) {
+        report("getFileVersionInfo failed, ret:%d\n", code);
+        return -1;
+    }
+    // the same text for all three operations
+    report("checkFileSum, file:%s, versionName:%s, subVersionNum:%d, checktype:%d\n", path, versionName.c_str(),
+           subVersionNum, static_cast<int>(type));
+    switch (type) {
+        case CHECKSUM_XOR: return xorMember();
+        case CHECKSUM_CRC32: return crcMember();
+        case CHECKSUM_NONE: break;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int CheckSum::appendFileSum(const char* path) {
+    return dispatch(
+        *this, path, [&] { return appendFileSumXor(path); }, [&] { return appendFileSumCrc32(path); });
+}
+
+int CheckSum::checkFileSum(const char* path) {
+    return dispatch(
+        *this, path, [&] { return checkFileSumXor(path); }, [&] { return checkFileSumCrc32(path); });
+}
+
+int CheckSum::getFileSum(const char* path) {
+    return dispatch(
+        *this, path, [&] { return getFileSumXor(path); }, [&] { return getFileSumCrc32(path); });
+}
+
+int CheckSum::appendFileSumCrc32(const char* path) {
+    if (path == nullptr) return kNullPath;
+    return appendSum(path, [this](std::uint32_t sum, unsigned char* data, std::size_t size) {
+        return makeCrc(sum, data, static_cast<unsigned>(size));
+    });
+}
+
+int CheckSum::appendFileSumXor(const char* path) {
+    if (path == nullptr) return kNullPath;
+    const int code = appendSum(path, continueXor);
+    if (code == kTrailerIo) report("appendFileSumXor error -4\n");
+    return code;
+}
+
+int CheckSum::checkFileSumCrc32(const char* path) {
+    if (path == nullptr) return kNullPath;
+    return checkSum(
+        path,
+        [this](std::uint32_t sum, unsigned char* data, std::size_t size) {
+            return makeCrc(sum, data, static_cast<unsigned>(size));
+        },
+        [](std::uint32_t computed, std::uint32_t stored) { return computed == stored; });
+}
+
+int CheckSum::checkFileSumXor(const char* path) {
+    if (path == nullptr) return kNullPath;
+    return checkSum(path, continueXor, xorSumsAgree);
+}
+
+int CheckSum::getFileSumCrc32(const char* path) {
+    if (path == nullptr) return kNullPath;
+    return getSum(path, [this](std::uint32_t sum, unsigned char* data, std::size_t size) {
+        return makeCrc(sum, data, static_cast<unsigned>(size));
+    });
+}
+
+int CheckSum::getFileSumXor(const char* path) {
+    if (path == nullptr) return kNullPath;
+    return getSum(path, continueXor);
+}
+
+long long CheckSum::getFileSize(const char* path) {
+    if (path == nullptr) return kNullPath;
+    const File file(platform::openFile(path, "rb+"));
+    if (file == nullptr) return kCannotOpen;
+    return lengthOf(file.get());
+}
+
+}  // namespace vndlp

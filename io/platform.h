@@ -1,0 +1,22 @@
+/// The calls that differ between systems: opening by UTF-8 name, 64-bit positions, removal.
+
+#pragma once
+
+#include <cstdio>
+
+namespace vndlp::platform {
+
+/// Opens a file by its UTF-8 name. Null on failure, and for a directory opened for reading (which some C libraries
+/// open, with a length that means nothing).
+[[nodiscard]] std::FILE* openFile(const char* path, const char* mode);
+
+/// 64-bit fseek; 0 on success.
+[[nodiscard]] int seek(std::FILE* stream, long long offset, int origin);
+
+/// 64-bit ftell; -1 on failure.
+[[nodiscard]] long long tell(std::FILE* stream);
+
+/// Deletes a file by its UTF-8 name; 0 on success.
+int removeFile(const char* path);
+
+}  // namespace vndlp::platform

@@ -1,0 +1,330 @@
+#include "vndlp/streams.h"
+
+#include "io/platform.h"
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+
+namespace vndlp {
+
+namespace {
+
+constexpr unsigned int kLongestText = 65536;  // bytes of UTF-16; a longer count is a null mark or damage
+
+template <class Value>
+Value swapped(Value value) {
+    changeByteOrder(reinterpret_cast<char*>(&value), static_cast<int>(sizeof value));
+    return value;
+}
+
+}  // namespace
+
+BYTEORDER byteOrderJudge() { return std::endian::native == std::endian::little ? LittleEndian : BigEndian; }
+
+void changeByteOrder(char* data, int n) {
+    if (n > 1) std::reverse(data, data + n);
+}
+
+FileRead::FileRead()
+    : m_hostOrder(byteOrderJudge()), m_fileOrder(byteOrderJudge()), m_stream(nullptr), m_fileLength(0) {}
+
+FileRead::FileRead(std::string path, int mode) : FileRead() { open(std::move(path), mode); }
+
+FileRead::~FileRead() { close(); }
+
+int FileRead::open(std::string path, int /*mode*/) {
+    if (m_stream != nullptr) std::fclose(m_stream);
+    m_stream = platform::openFile(path.c_str(), "rb");
+    if (m_stream == nullptr) return -1;
+    const bool measured = platform::seek(m_stream, 0, SEEK_END) == 0;
+    m_fileLength = measured ? std::max(platform::tell(m_stream), 0LL) : 0;
+    std::rewind(m_stream);
+    m_fileName = std::move(path);
+    return 0;
+}
+
+int FileRead::close() {
+    if (m_stream == nullptr) return -1;
+    std::fclose(m_stream);
+    m_stream = nullptr;
+    m_fileLength = 0;
+    return 0;
+}
+
+bool FileRead::isOpenFile() { return m_stream != nullptr; }
+
+long long FileRead::fileLength() { return m_stream == nullptr ? -1 : m_fileLength; }
+
+long long FileRead::currentPosition() { return m_stream == nullptr ? -1 : platform::tell(m_stream); }
+
+long long FileRead::remaining() {
+    return m_stream == nullptr ? 0 : std::max(m_fileLength - platform::tell(m_stream), 0LL);
+}
+
+long long FileRead::seek(long long offset, int whence) {
+    if (m_stream == nullptr) return -1;
+    const long long base = whence == 0 ? 0 : whence == 2 ? m_fileLength : platform::tell(m_stream);
+    // base lies within 0 .. length, so both differences are free of overflow
+    if (offset < -base || offset > m_fileLength - base) return -2;
+    if (platform::seek(m_stream, base + offset, SEEK_SET) != 0) return -2;
+    return base + offset;
+}
+
+long long FileRead::skipRawData(long long n) { return seek(n, 1); }
+
+long long FileRead::readRawData(char* buf, int n) {
+    if (n < 1) return 0;
+    return static_cast<long long>(readBytes(reinterpret_cast<unsigned char*>(buf), static_cast<std::size_t>(n)));
+}
+
+std::size_t FileRead::readBytes(unsigned char* buf, std::size_t size) { return std::fread(buf, 1, size, m_stream); }
+
+void FileRead::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }
+
+template <class Value>
+Value FileRead::read(BYTEORDER order) {
+    Value value{};
+    // a short read leaves zeros behind what arrived
+    if (std::fread(&value, 1, sizeof value, m_stream) == 0) return Value{};
+    return order == m_hostOrder ? value : swapped(value);
+}
+
+char FileRead::readChar() { return read<char>(m_hostOrder); }
+short FileRead::readInt16() { return read<short>(m_fileOrder); }
+unsigned short FileRead::readUint16() { return read<unsigned short>(m_fileOrder); }
+int FileRead::readInt32() { return read<int>(m_fileOrder); }
+unsigned int FileRead::readUint32() { return read<unsigned int>(m_fileOrder); }
+long long FileRead::readInt64() { return read<long long>(m_fileOrder); }
+unsigned long long FileRead::readUint64() { return read<unsigned long long>(m_fileOrder); }
+float FileRead::readFloat() { return read<float>(m_fileOrder); }
+double FileRead::readDouble() { return read<double>(m_fileOrder); }
+
+short FileRead::readBigEndianInt16() { return read<short>(BigEndian); }
+unsigned short FileRead::readBigEndianUint16() { return read<unsigned short>(BigEndian); }
+int FileRead::readBigEndianInt32() { return read<int>(BigEndian); }
+unsigned int FileRead::readBigEndianUint32() { return read<unsigned int>(BigEndian); }
+long long FileRead::readBigEndianInt64() { return read<long long>(BigEndian); }
+unsigned long long FileRead::readBigEndianUint64() { return read<unsigned long long>(BigEndian); }
+
+short FileRead::readLittleEndianInt16() { return read<short>(LittleEndian); }
+unsigned short FileRead::readLittleEndianUint16() { return read<unsigned short>(LittleEndian); }
+int FileRead::readLittleEndianInt32() { return read<int>(LittleEndian); }
+unsigned int FileRead::readLittleEndianUint32() { return read<unsigned int>(LittleEndian); }
+long long FileRead::readLittleEndianInt64() { return read<long long>(LittleEndian); }
+unsigned long long FileRead::readLittleEndianUint64() { return read<unsigned long long>(LittleEndian); }
+
+#define VNDLP_READ_OPERATOR(Type)                 \
+    FileRead& FileRead::operator>>(Type& value) { \
+        value = read<Type>(m_fileOrder);          \
+        return *this;                             \
+    }
+VNDLP_READ_OPERATOR(char)
+VNDLP_READ_OPERATOR(signed char)
+VNDLP_READ_OPERATOR(unsigned char)
+VNDLP_READ_OPERATOR(short)
+VNDLP_READ_OPERATOR(unsigned short)
+VNDLP_READ_OPERATOR(int)
+VNDLP_READ_OPERATOR(unsigned int)
+VNDLP_READ_OPERATOR(long long)
+VNDLP_READ_OPERATOR(unsigned long long)
+VNDLP_READ_OPERATOR(float)
+VNDLP_READ_OPERATOR(double)
+#undef VNDLP_READ_OPERATOR
+
+std::string FileRead::readString(unsigned int length) {
+    if (length == 0) return {};
+    // the length is a promise of the file: never allocate more than the file still holds
+    const auto held = static_cast<std::size_t>(std::min<long long>(length, remaining()));
+    std::string value(held, '\0');
+    value.resize(std::fread(value.data(), 1, held, m_stream));
+    if (value.size() == length) value.pop_back();
+    return value;
+}
+
+std::string FileRead::readStdString() { return readString(readBigEndianUint32()); }
+
+std::string FileRead::readStdStringLittleEndian() { return readString(readLittleEndianUint32()); }
+
+std::string FileRead::readQAnsicString() {
+    const unsigned int byteCount = readBigEndianUint32();
+    if (byteCount == 0 || byteCount > kLongestText) return {};
+    std::string units(byteCount / 2 * 2, '\0');
+    units.resize(std::fread(units.data(), 1, units.size(), m_stream) / 2 * 2);
+    std::string value(units.size() / 2, '\0');
+    for (std::size_t i = 0; i < value.size(); ++i) value[i] = units[2 * i + 1];
+    return value;
+}
+
+FileWrite::FileWrite()
+    : m_hostOrder(byteOrderJudge()),
+      m_fileOrder(byteOrderJudge()),
+      m_stream(nullptr),
+      m_failed(false),
+      m_failureCode(0) {}
+
+FileWrite::FileWrite(std::string path, int mode) : FileWrite() { open(std::move(path), mode); }
+
+FileWrite::~FileWrite() { close(); }
+
+void FileWrite::noteFailure() {
+    if (!m_failed) m_failureCode = errno;
+    m_failed = true;
+}
+
+int FileWrite::open(std::string path, int /*mode*/) {
+    if (m_stream != nullptr) std::fclose(m_stream);
+    m_failed = false;
+    m_failureCode = 0;
+    m_stream = platform::openFile(path.c_str(), "wb");
+    if (m_stream == nullptr) return -1;
+    m_fileName = std::move(path);
+    return 0;
+}
+
+int FileWrite::close() {
+    if (m_stream == nullptr) return -1;
+    errno = 0;
+    if (std::fclose(m_stream) != 0) noteFailure();
+    m_stream = nullptr;
+    return m_failed ? -1 : 0;
+}
+
+int FileWrite::flush() {
+    if (m_stream == nullptr) return -1;
+    errno = 0;
+    if (std::fflush(m_stream) != 0) noteFailure();
+    return m_failed ? -1 : 0;
+}
+
+bool FileWrite::isOpenFile() { return m_stream != nullptr; }
+
+std::string FileWrite::fileName() { return m_fileName; }
+
+bool FileWrite::failed() const { return m_failed; }
+
+int FileWrite::failureCode() const { return m_failureCode; }
+
+long long FileWrite::currentPosition() { return m_stream == nullptr ? -1 : platform::tell(m_stream); }
+
+long long FileWrite::fileLength() {
+    if (m_stream == nullptr) return -1;
+    const long long position = platform::tell(m_stream);
+    errno = 0;
+    const bool atEnd = platform::seek(m_stream, 0, SEEK_END) == 0;
+    const long long length = atEnd ? platform::tell(m_stream) : position;
+    if (!atEnd || platform::seek(m_stream, position, SEEK_SET) != 0) noteFailure();
+    return length;
+}
+
+long long FileWrite::seek(long long offset, int whence, bool extend) {
+    if (m_stream == nullptr) return -1;
+    const long long length = fileLength();
+    const long long base = whence == 0 ? 0 : whence == 2 ? length : platform::tell(m_stream);
+    if (offset < -base) return -2;
+    const bool inside = offset <= length - base;
+    if (!inside && !extend) return -2;
+    const long long target = inside ? base + offset : length;
+    errno = 0;
+    if (platform::seek(m_stream, target, SEEK_SET) != 0) noteFailure();
+    if (inside) return target;
+    const long long appended = offset - (length - base);
+    writeZeros(appended);
+    return appended;
+}
+
+long long FileWrite::seekForce(long long offset, int whence) {
+    const long long before = platform::tell(m_stream);
+    errno = 0;
+    if (platform::seek(m_stream, offset, whence == 0 ? SEEK_SET : whence == 2 ? SEEK_END : SEEK_CUR) != 0) {
+        noteFailure();
+    }
+    return platform::tell(m_stream) - before;
+}
+
+void FileWrite::skipRawData(int n) { seek(n, 1, true); }
+
+void FileWrite::writeZeros(long long count) {
+    static const unsigned char zeros[4096] = {};
+    for (long long left = count; left > 0 && !m_failed; left -= static_cast<long long>(sizeof zeros)) {
+        writeBytes(zeros, static_cast<std::size_t>(std::min<long long>(left, sizeof zeros)));
+    }
+}
+
+void FileWrite::writeRawData(const char* buf, int n) {
+    if (n > 0) writeBytes(reinterpret_cast<const unsigned char*>(buf), static_cast<std::size_t>(n));
+}
+
+void FileWrite::writeBytes(const unsigned char* buf, std::size_t size) {
+    errno = 0;
+    if (std::fwrite(buf, 1, size, m_stream) != size) noteFailure();
+}
+
+void FileWrite::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }
+
+template <class Value>
+void FileWrite::write(Value value, BYTEORDER order) {
+    if (order != m_hostOrder) value = swapped(value);
+    writeBytes(reinterpret_cast<const unsigned char*>(&value), sizeof value);
+}
+
+void FileWrite::writeChar(char value) { write(value, m_hostOrder); }
+void FileWrite::writeInt16(short value) { write(value, m_fileOrder); }
+void FileWrite::writeUint16(unsigned short value) { write(value, m_fileOrder); }
+void FileWrite::writeInt32(int value) { write(value, m_fileOrder); }
+void FileWrite::writeUint32(unsigned int value) { write(value, m_fileOrder); }
+void FileWrite::writeInt64(long long value) { write(value, m_fileOrder); }
+void FileWrite::writeUint64(unsigned long long value) { write(value, m_fileOrder); }
+void FileWrite::writeFloat(float value) { write(value, m_fileOrder); }
+void FileWrite::writeDouble(double value) { write(value, m_fileOrder); }
+
+void FileWrite::writeBigEndianInt16(short value) { write(value, BigEndian); }
+void FileWrite::writeBigEndianUint16(unsigned short value) { write(value, BigEndian); }
+void FileWrite::writeBigEndianInt32(int value) { write(value, BigEndian); }
+void FileWrite::writeBigEndianUint32(unsigned int value) { write(value, BigEndian); }
+void FileWrite::writeBigEndianInt64(long long value) { write(value, BigEndian); }
+void FileWrite::writeBigEndianUint64(unsigned long long value) { write(value, BigEndian); }
+
+void FileWrite::writeLittleEndianInt16(short value) { write(value, LittleEndian); }
+void FileWrite::writeLittleEndianUint16(unsigned short value) { write(value, LittleEndian); }
+void FileWrite::writeLittleEndianInt32(int value) { write(value, LittleEndian); }
+void FileWrite::writeLittleEndianUint32(unsigned int value) { write(value, LittleEndian); }
+void FileWrite::writeLittleEndianInt64(long long value) { write(value, LittleEndian); }
+void FileWrite::writeLittleEndianUint64(unsigned long long value) { write(value, LittleEndian); }
+
+#define VNDLP_WRITE_OPERATOR(Type)                 \
+    FileWrite& FileWrite::operator<<(Type value) { \
+        write(value, m_fileOrder);                 \
+        return *this;                              \
+    }
+VNDLP_WRITE_OPERATOR(char)
+VNDLP_WRITE_OPERATOR(signed char)
+VNDLP_WRITE_OPERATOR(unsigned char)
+VNDLP_WRITE_OPERATOR(short)
+VNDLP_WRITE_OPERATOR(unsigned short)
+VNDLP_WRITE_OPERATOR(int)
+VNDLP_WRITE_OPERATOR(unsigned int)
+VNDLP_WRITE_OPERATOR(long long)
+VNDLP_WRITE_OPERATOR(unsigned long long)
+VNDLP_WRITE_OPERATOR(float)
+VNDLP_WRITE_OPERATOR(double)
+#undef VNDLP_WRITE_OPERATOR
+
+FileWrite& FileWrite::operator<<(std::string value) {
+    writeStdString(value);
+    return *this;
+}
+
+void FileWrite::writeStdString(std::string& value) {
+    writeBigEndianUint32(static_cast<unsigned int>(value.size() + 1));
+    writeBytes(reinterpret_cast<const unsigned char*>(value.c_str()), value.size() + 1);
+}
+
+void FileWrite::writeStdStringAsQAnsic(std::string& value) {
+    writeBigEndianUint32(static_cast<unsigned int>(2 * value.size()));
+    // a byte is taken as signed, so 0xE9 becomes the unit 0xFFE9
+    for (const char unit : value) writeBigEndianInt16(static_cast<signed char>(unit));
+}
+
+}  // namespace vndlp
