@@ -1,5 +1,6 @@
 #include "vndlp/checksum.h"
 
+#include "io/byte_order.h"
 #include "io/format_table.h"
 #include "io/platform.h"
 #include "io/report.h"
@@ -40,10 +41,6 @@ struct CloseFile {
     void operator()(std::FILE* stream) const { std::fclose(stream); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
-
-unsigned bigEndian16(const unsigned char* bytes) { return static_cast<unsigned>(bytes[0]) << 8 | bytes[1]; }
-
-std::uint32_t bigEndian32(const unsigned char* bytes) { return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2); }
 
 /// The XOR of sign-extended bytes is the sign-extended XOR of the bytes: bit 7 of that XOR is the parity of the bytes
 /// of 0x80 and above, which is what fills the upper 24 bits. So it continues from, and ends as, one byte.
@@ -89,9 +86,8 @@ template <class Step>
 /// Writes the trailer at the end. The bytes sit in the stream's buffer until the file is closed, so only the result of
 /// closing tells whether they reached the file.
 [[nodiscard]] Code writeTrailer(File file, std::uint32_t sum) {
-    const unsigned char trailer[kTrailerBytes] = {
-        static_cast<unsigned char>(sum >> 24), static_cast<unsigned char>(sum >> 16),
-        static_cast<unsigned char>(sum >> 8), static_cast<unsigned char>(sum)};
+    unsigned char trailer[kTrailerBytes];
+    putBigEndian32(sum, trailer);
     const bool written = platform::seek(file.get(), 0, SEEK_END) == 0 &&
                          std::fwrite(trailer, 1, sizeof trailer, file.get()) == sizeof trailer;
     const bool closed = std::fclose(file.release()) == 0;

@@ -79,7 +79,9 @@ long long FileRead::readRawData(char* buf, int n) {
     return static_cast<long long>(readBytes(reinterpret_cast<unsigned char*>(buf), static_cast<std::size_t>(n)));
 }
 
-std::size_t FileRead::readBytes(unsigned char* buf, std::size_t size) { return std::fread(buf, 1, size, m_stream); }
+std::size_t FileRead::readBytes(unsigned char* buf, std::size_t size) {
+    return m_stream == nullptr || size == 0 ? 0 : std::fread(buf, 1, size, m_stream);
+}
 
 void FileRead::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }
 
@@ -87,7 +89,7 @@ template <class Value>
 Value FileRead::read(BYTEORDER order) {
     Value value{};
     // a short read leaves zeros behind what arrived
-    if (std::fread(&value, 1, sizeof value, m_stream) == 0) return Value{};
+    if (readBytes(reinterpret_cast<unsigned char*>(&value), sizeof value) == 0) return Value{};
     return order == m_hostOrder ? value : swapped(value);
 }
 
@@ -138,7 +140,7 @@ std::string FileRead::readString(unsigned int length) {
     // the length is a promise of the file: never allocate more than the file still holds
     const auto held = static_cast<std::size_t>(std::min<long long>(length, remaining()));
     std::string value(held, '\0');
-    value.resize(std::fread(value.data(), 1, held, m_stream));
+    value.resize(readBytes(reinterpret_cast<unsigned char*>(value.data()), held));
     if (value.size() == length) value.pop_back();
     return value;
 }
@@ -151,7 +153,7 @@ std::string FileRead::readQAnsicString() {
     const unsigned int byteCount = readBigEndianUint32();
     if (byteCount == 0 || byteCount > kLongestText) return {};
     std::string units(byteCount / 2 * 2, '\0');
-    units.resize(std::fread(units.data(), 1, units.size(), m_stream) / 2 * 2);
+    units.resize(readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size()) / 2 * 2);
     std::string value(units.size() / 2, '\0');
     for (std::size_t i = 0; i < value.size(); ++i) value[i] = units[2 * i + 1];
     return value;
@@ -257,8 +259,9 @@ void FileWrite::writeRawData(const char* buf, int n) {
 }
 
 void FileWrite::writeBytes(const unsigned char* buf, std::size_t size) {
+    if (size == 0) return;
     errno = 0;
-    if (std::fwrite(buf, 1, size, m_stream) != size) noteFailure();
+    if (m_stream == nullptr || std::fwrite(buf, 1, size, m_stream) != size) noteFailure();
 }
 
 void FileWrite::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }

@@ -7,9 +7,9 @@
 /// - *fixed big-endian* (`readBigEndianInt16`, ...) and *fixed little-endian* (`readLittleEndianInt16`, ...): whatever
 ///   the file byte order is.
 ///
-/// Nothing here prints a message or throws. A typed read past the end of the file returns zero (or, in a partly read
-/// value, the bytes that were there and zeros behind them). A stream that could not write everything it was given
-/// remembers it, see `FileWrite::failed`.
+/// Nothing here prints a message or throws. A typed read past the end of the file, or without an open file, returns
+/// zero (or, in a partly read value, the bytes that were there and zeros behind them). A stream that could not write
+/// everything it was given remembers it, see `FileWrite::failed`.
 
 #ifndef VNDLP_STREAMS_H
 #define VNDLP_STREAMS_H
@@ -37,8 +37,6 @@ VNDLP_API BYTEORDER byteOrderJudge();
 VNDLP_API void changeByteOrder(char* data, int n);
 
 /// Reads one binary file. Owns its C stream and closes it on destruction; cannot be copied.
-///
-/// The typed reads, strings and raw reads need an open file: test `isOpenFile` after opening.
 class VNDLP_API FileRead {
 public:
     /// No file; both byte orders are the host's.

@@ -1,0 +1,16 @@
+/// \file vndlp.h
+/// Everything the library exports.
+
+#ifndef VNDLP_VNDLP_H
+#define VNDLP_VNDLP_H
+
+#include <vndlp/checksum.h>
+#include <vndlp/container.h>
+#include <vndlp/export.h>
+#include <vndlp/image.h>
+#include <vndlp/mesh.h>
+#include <vndlp/streams.h>
+#include <vndlp/wrappers.h>
+#include <vndlp/writer.h>
+
+#endif

@@ -1,0 +1,30 @@
+/// Numbers at any address in a stated byte order, for records packed in memory.
+
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace vndlp {
+
+constexpr std::uint32_t bigEndian16(const unsigned char* bytes) {
+    return static_cast<std::uint32_t>(bytes[0]) << 8 | bytes[1];
+}
+
+constexpr std::uint32_t bigEndian32(const unsigned char* bytes) {
+    return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2);
+}
+
+inline std::int32_t bigEndianInt32(const unsigned char* bytes) { return static_cast<std::int32_t>(bigEndian32(bytes)); }
+
+inline float bigEndianFloat(const unsigned char* bytes) { return std::bit_cast<float>(bigEndian32(bytes)); }
+
+constexpr void putBigEndian32(std::uint32_t value, unsigned char* out) {
+    out[0] = static_cast<unsigned char>(value >> 24);
+    out[1] = static_cast<unsigned char>(value >> 16);
+    out[2] = static_cast<unsigned char>(value >> 8);
+    out[3] = static_cast<unsigned char>(value);
+}
+
+}  // namespace vndlp

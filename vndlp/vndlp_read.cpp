@@ -1,0 +1,440 @@
+#include "io/byte_order.h"
+#include "io/format_table.h"
+#include "io/report.h"
+#include "vndlp/checksum.h"
+#include "vndlp/container.h"
+#include "vndlp/record_fields.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace vndlp {
+
+namespace {
+
+/// Result codes beside those of `ReadStatus`.
+enum ReadCode : int {
+    kOk = 0,
+    kNoFile = -1,
+    kCheckSumFailed = -1,
+    kWrongMagic = -2,
+    kBadTag = -2,
+    kCannotOpen = -3,
+    kBadParameters = -4,
+    kBadSettings = -5,
+    kBadLayer = -5,
+};
+
+int codeOf(ReadStatus status) { return static_cast<int>(status); }
+
+template <class Header>
+int readHeader(FileRead& in, Header& header, bool withPreview) {
+    if (!in.isOpenFile()) {
+        report("error: file not open\n");
+        return kNoFile;
+    }
+    FieldReader reader(in, withPreview);
+    headerFields(reader, header);
+    return codeOf(reader.status());
+}
+
+/// The name of a header kind in the message of its failing.
+const char* headerName(int headerType) {
+    switch (headerType) {
+        case kV1Header: return "DlpV1Header";
+        case kV2Header: return "DlpV2Header";
+        case kV3Header: return "DlpV3Header";
+        default: return "DlpV2LineHeader";
+    }
+}
+
+void copyPreview(const DlpImage& preview, char* out) {
+    if (preview.haveDatas() && out != nullptr) {
+        std::memcpy(out, preview.bits(), static_cast<std::size_t>(preview.size()));
+    }
+}
+
+}  // namespace
+
+VndlpRead::VndlpRead()
+    : m_input(std::make_shared<FileRead>()),
+      m_resolutionX(0),
+      m_resolutionY(0),
+      m_layerCount(0),
+      m_totalVolume(0),
+      m_pixelArea(0) {
+    m_input->setFileByteOrder(BigEndian);
+}
+
+VndlpRead::VndlpRead(const VndlpRead& other) : VndlpRead() { *this = other; }
+
+VndlpRead& VndlpRead::operator=(const VndlpRead& other) {
+    if (this == &other) return *this;
+    m_structure = other.m_structure ? std::make_unique<DlpFileStructure>(*other.m_structure) : nullptr;
+    m_input = other.m_input;
+    m_layerAreas = other.m_layerAreas;
+    m_layerRuns = other.m_layerRuns;
+    m_resolutionX = other.m_resolutionX;
+    m_resolutionY = other.m_resolutionY;
+    m_layerCount = other.m_layerCount;
+    m_totalVolume = other.m_totalVolume;
+    m_pixelArea = other.m_pixelArea;
+    m_magic = other.m_magic;
+    return *this;
+}
+
+VndlpRead::~VndlpRead() = default;
+
+int VndlpRead::openDlpFile(std::string path, bool checkSum) {
+    close();
+    if (checkSum) {
+        const int code = CheckSum::instance().checkFileSum(path.c_str());
+        if (code != 0) {
+            report("error:open dlp file:%s, checksum failed, ret:%d\n", path.c_str(), code);
+            return kCheckSumFailed;
+        }
+    }
+    if (m_input->open(path, 0) != 0) {
+        report("error: %s can't open\n", path.c_str());
+        return kCannotOpen;
+    }
+    m_totalVolume = 0;
+    return kOk;
+}
+
+void VndlpRead::close() { m_input->close(); }
+
+int VndlpRead::readDlpStructure(bool withPreview) {
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    readTag(m_magic);
+    const FormatRow* format = findFormat(m_magic);
+    if (format == nullptr || format->header == kNoHeader) {
+        report("error: file is not vndlp file. please check file\n");
+        close();
+        return kWrongMagic;
+    }
+    if (m_structure) {
+        m_structure->release();
+    } else {
+        m_structure = std::make_unique<DlpFileStructure>();
+    }
+
+    DlpFileStructure& s = *m_structure;
+    s.headerType = format->header;
+    int code = kOk;
+    switch (format->header) {
+        case kV1Header: code = readDlpV1Header(s.v1Header, withPreview); break;
+        case kV2Header: code = readDlpV2Header(s.v2Header, withPreview); break;
+        case kV3Header: code = readDlpV3Header(s.v3Header, withPreview); break;
+        default: code = readDlpLineV2Header(s.lineHeader, withPreview); break;
+    }
+    if (code != kOk) {
+        report("error: read %s fail\n", headerName(s.headerType));
+        close();
+        return code;
+    }
+    m_layerCount = s.layerCount();
+    m_resolutionX = s.getResolutionX();
+    m_resolutionY = s.getResulutionY();
+
+    m_layerAreas.resize(static_cast<std::size_t>(m_layerCount));
+    const bool hasTable = s.headerType == kV2Header || s.headerType == kLineHeader;
+    code = readDlpParameters(s.parameters, hasTable ? &m_layerAreas : nullptr);
+    if (code != kOk) {
+        report("error: parse dlp parameter error:%d\n", code);
+        close();
+        return kBadParameters;
+    }
+    if (s.headerType == kV2Header && s.v2Header.versionCode >= kFirstSettingsVersion) {
+        code = readDlpSliceBasicParameters(s.sliceBasicParameters);
+        if (code != kOk) {
+            report("error: parse dlp parameter error:%d\n", code);
+            close();
+            return kBadSettings;
+        }
+    }
+    m_pixelArea = static_cast<float>(s.parameters.parsePlatformX() * s.parameters.parsePlatformY() /
+                                     (static_cast<double>(m_resolutionX) * m_resolutionY));
+    return kOk;
+}
+
+int VndlpRead::readDlpFile(std::string path, bool structureOnly, bool withPreview) {
+    const int opened = openDlpFile(std::move(path), false);
+    if (opened != kOk) return opened;
+    const int result = readDlpStructure(withPreview);
+    if (result < 0) {
+        report("error: read dlp structure error\n");
+        return result;
+    }
+    if (structureOnly) {
+        close();
+        return result;
+    }
+    m_layerRuns.clear();
+    m_layerRuns.resize(static_cast<std::size_t>(m_layerCount));
+    m_totalVolume = 0;
+    const bool hasArea = m_structure->headerType == kV2Header;
+    for (std::size_t i = 0; i < m_layerRuns.size(); ++i) {
+        unsigned int area = 0;
+        if (readLayerWhiteData(m_layerRuns[i], hasArea ? &area : nullptr) < 0) {
+            report("error: parse layer white data error\n");
+            return kBadLayer;
+        }
+        if (hasArea && area != m_layerAreas[i]) report("warning: layer area not equal\n");
+    }
+    report("totalValum = %f\n", static_cast<double>(m_totalVolume));
+    close();
+    return result;
+}
+
+int VndlpRead::readDlpV1Header(DlpV1Header& header, bool withPreview) {
+    return readHeader(*m_input, header, withPreview);
+}
+
+int VndlpRead::readDlpV2Header(DlpV2Header& header, bool withPreview) {
+    return readHeader(*m_input, header, withPreview);
+}
+
+int VndlpRead::readDlpLineV2Header(DlpV2LineHeader& header, bool withPreview) {
+    return readHeader(*m_input, header, withPreview);
+}
+
+int VndlpRead::readDlpV3Header(DlpV3Header& header, bool withPreview) {
+    return readHeader(*m_input, header, withPreview);
+}
+
+int VndlpRead::readDlpParameters(DlpParameters& parameters, std::vector<unsigned int>* areas) {
+    if (!m_input->isOpenFile()) return kNoFile;
+    FieldReader reader(*m_input, false);
+    parameterFields(reader, parameters);
+    if (reader.status() != ReadStatus::ok || areas == nullptr) return codeOf(reader.status());
+    for (unsigned int& area : *areas) reader.number(area);
+    reader.tag();
+    return codeOf(reader.status());
+}
+
+int VndlpRead::readDlpSliceBasicParameters(DlpSliceBasicParameters& parameters) {
+    if (!m_input->isOpenFile()) return kNoFile;
+    FieldReader reader(*m_input, false);
+    settingsFields(reader, parameters);
+    return codeOf(reader.status());
+}
+
+int VndlpRead::readDlpImageParam(DlpImageParam& parameters) {
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    FieldReader reader(*m_input, false);
+    imageParamFields(reader, parameters);
+    return codeOf(reader.status());
+}
+
+int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* area) {
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    if (area != nullptr) *area = m_input->readUint32();
+    const unsigned int count = m_input->readUint32();
+    if (count > m_input->fileLength() / kPackedRunBytes) {
+        close();
+        report("error: pointcount error");
+        return kBadLayer;
+    }
+    // a count the file cannot hold reads what is there and fails at the tag
+    const long long held = std::min<long long>(count, m_input->remaining() / kPackedRunBytes);
+    std::vector<unsigned char> packed(static_cast<std::size_t>(held) * kPackedRunBytes);
+    const std::size_t arrived = m_input->readBytes(packed.data(), packed.size()) / kPackedRunBytes;
+    const std::size_t first = runs.size();
+    runs.resize(first + arrived);
+    for (std::size_t i = 0; i < arrived; ++i) bits2WhiteData(packed.data() + i * kPackedRunBytes, runs[first + i]);
+    if (arrived < count) m_input->seek(0, 2);
+
+    if (area != nullptr && m_structure) {
+        const double volume = *area * m_structure->parameters.parseThickness() / 1000 / 1000;
+        m_totalVolume = static_cast<float>(m_totalVolume + volume);
+    }
+    if (!readSplitTagAndCheck()) {
+        close();
+        return kBadTag;
+    }
+    return kOk;
+}
+
+int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned int* area, bool withZ) {
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    paths.clear();
+    if (area != nullptr) *area = m_input->readUint32();
+    const unsigned int pathCount = m_input->readUint32();
+    const unsigned int coordinates = withZ ? 3 : 2;
+    std::vector<unsigned char> packed;
+    for (unsigned int i = 0; i < pathCount; ++i) {
+        // a polyline takes at least its count, so a hostile number of them ends with the file
+        if (m_input->remaining() < 4) break;
+        const unsigned int pointCount = m_input->readUint32();
+        const long long held = std::min<long long>(pointCount, m_input->remaining() / (4 * coordinates));
+        packed.resize(static_cast<std::size_t>(held) * 4 * coordinates);
+        m_input->readBytes(packed.data(), packed.size());
+        std::vector<Vec3i>& points = paths.emplace_back();
+        points.reserve(static_cast<std::size_t>(held));
+        const unsigned char* next = packed.data();
+        for (long long p = 0; p < held; ++p, next += 4 * coordinates) {
+            points.emplace_back(bigEndianInt32(next), bigEndianInt32(next + 4), 0);
+        }
+        if (held < pointCount) {
+            m_input->seek(0, 2);
+            break;
+        }
+    }
+    if (!readSplitTagAndCheck()) {
+        close();
+        return kBadTag;
+    }
+    return static_cast<int>(paths.size());
+}
+
+int VndlpRead::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool withZ) {
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    if (area != nullptr) *area = m_input->readUint32();
+    const unsigned int count = m_input->readUint32();
+    if (count > m_input->fileLength() / kPackedRunBytes) {
+        close();
+        report("error: pointcount error");
+        return kBadLayer;
+    }
+    const std::size_t bytesPerVertex = withZ ? 12 : 8;
+    const long long held = std::min<long long>(count, m_input->remaining() / static_cast<long long>(bytesPerVertex));
+    std::vector<unsigned char> packed(static_cast<std::size_t>(held) * bytesPerVertex);
+    m_input->readBytes(packed.data(), packed.size());
+    mesh.vertices.reserve(mesh.vertices.size() + static_cast<std::size_t>(held));
+    for (std::size_t i = 0; i < static_cast<std::size_t>(held); ++i) {
+        const unsigned char* vertex = packed.data() + i * bytesPerVertex;
+        mesh.vertices.emplace_back(bigEndianFloat(vertex), bigEndianFloat(vertex + 4),
+                                   withZ ? bigEndianFloat(vertex + 8) : 0.0F);
+    }
+    if (held < count) m_input->seek(0, 2);
+    if (!readSplitTagAndCheck()) {
+        close();
+        return kBadTag;
+    }
+    return static_cast<int>(held);
+}
+
+int VndlpRead::getWhiteDatas(std::vector<WhiteData>& runs, unsigned int* area) {
+    unsigned int unwanted = 0;
+    const bool hasArea = m_structure && m_structure->headerType == kV2Header;
+    if (readLayerWhiteData(runs, !hasArea ? nullptr : area != nullptr ? area : &unwanted) == kOk) return kOk;
+    report("error: parse layer white data error\n");
+    return kBadLayer;
+}
+
+bool VndlpRead::readSplitTagAndCheck() {
+    FieldReader reader(*m_input, false);
+    reader.tag();
+    return reader.status() == ReadStatus::ok;
+}
+
+int VndlpRead::readTag(std::string& text) {
+    if (!m_input->isOpenFile()) {
+        report("error: file not open\n");
+        return kNoFile;
+    }
+    text = m_input->readStdString();
+    return kOk;
+}
+
+int VndlpRead::getFileVersion(const char* path, std::string& versionName, int& subVersionNum) {
+    EnumCheckSumType type = CHECKSUM_NONE;
+    const int code = CheckSum::instance().getFileVersionInfo(path, versionName, subVersionNum, type);
+    if (code == 0) return kOk;
+    report("getFileVersion failed, ret:%d\n", code);
+    return -1;
+}
+
+int VndlpRead::getLayerCount() { return m_layerCount; }
+
+float VndlpRead::getTotalValum() { return m_totalVolume; }
+
+long long VndlpRead::currentPosition() { return m_input->currentPosition(); }
+
+long long VndlpRead::remaining() { return m_input->remaining(); }
+
+void VndlpRead::sendResolution(unsigned short& x, unsigned short& y) {
+    x = static_cast<unsigned short>(m_resolutionX);
+    y = static_cast<unsigned short>(m_resolutionY);
+}
+
+bool VndlpRead::getHeaderParaV2(std::string& magic, unsigned short& versionCode, std::string& machineType,
+                                unsigned short& layerCount, unsigned short& resolutionX, unsigned short& resolutionY,
+                                char* smallPreview, char* middlePreview, char* largePreview) {
+    magic = m_magic;
+    layerCount = static_cast<unsigned short>(m_layerCount);
+    sendResolution(resolutionX, resolutionY);
+    versionCode = 0;
+    machineType.clear();
+    const FormatRow* format = findFormat(m_magic);
+    if (format == nullptr || format->header == kNoHeader) return true;
+    if (format->header == kV1Header || format->header == kV3Header) return false;
+    const auto copy = [&](const auto& header) {
+        versionCode = header.versionCode;
+        machineType = header.machine_type;
+        copyPreview(header.smallPreview, smallPreview);
+        copyPreview(header.middlePreview, middlePreview);
+        copyPreview(header.largePreview, largePreview);
+    };
+    if (m_structure && format->header == kV2Header) copy(m_structure->v2Header);
+    if (m_structure && format->header == kLineHeader) copy(m_structure->lineHeader);
+    return true;
+}
+
+bool VndlpRead::getStructDataPara(std::string& platformX, std::string& platformY, std::string& thickness,
+                                  unsigned short& exposure_time, unsigned short& light_off_delay,
+                                  unsigned short& first_exposure_time, unsigned short& first_layer_count,
+                                  unsigned short& first_lift_distance, unsigned short& first_lift_speed,
+                                  unsigned short& lifting_distance, unsigned short& lifting_speed,
+                                  unsigned short& retract_speed, unsigned short& firstBrightnessPVM,
+                                  unsigned short& brightnessPVM, std::vector<unsigned int>& areas,
+                                  unsigned long long& areaSum) {
+    areas.clear();
+    if (!m_structure) return true;
+    const DlpParameters& p = m_structure->parameters;
+    platformX = p.platformX;
+    platformY = p.platformY;
+    thickness = p.thickness;
+    exposure_time = p.exposure_time;
+    light_off_delay = p.light_off_delay;
+    first_exposure_time = p.first_exposure_time;
+    first_layer_count = p.first_layer_count;
+    first_lift_distance = p.first_lift_distance;
+    first_lift_speed = p.first_lift_speed;
+    lifting_distance = p.lifting_distance;
+    lifting_speed = p.lifting_speed;
+    retract_speed = p.retract_speed;
+    firstBrightnessPVM = p.firstBrightnessPVM;
+    brightnessPVM = p.brightnessPVM;
+    if (m_structure->headerType != kV2Header && m_structure->headerType != kLineHeader) return true;
+    areas = m_layerAreas;
+    for (const unsigned int area : areas) areaSum += area;
+    return true;
+}
+
+DlpFileStructure* VndlpRead::getDlpFileStructure() { return m_structure.get(); }
+
+DlpFileStructure* VndlpRead::takeDlpFileStructure() { return m_structure.release(); }
+
+void VndlpRead::swapLayerAreas(std::vector<unsigned int>& areas) { m_layerAreas.swap(areas); }
+
+void VndlpRead::swapWhiteDatas(std::vector<std::vector<WhiteData>>& runs) { m_layerRuns.swap(runs); }
+
+}  // namespace vndlp
