@@ -234,18 +234,30 @@ int VndlpRead::readDlpImageParam(DlpImageParam& parameters) {
     return codeOf(reader.status());
 }
 
-int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* area) {
+int VndlpRead::readLayerHead(unsigned int* area, unsigned int& count) {
+    count = 0;
     if (!m_input->isOpenFile()) {
         report("error: no dlp file open\n");
         return kNoFile;
     }
     if (area != nullptr) *area = m_input->readUint32();
-    const unsigned int count = m_input->readUint32();
-    if (count > m_input->fileLength() / kPackedRunBytes) {
-        close();
-        report("error: pointcount error");
-        return kBadLayer;
-    }
+    count = m_input->readUint32();
+    if (count <= m_input->fileLength() / kPackedRunBytes) return kOk;
+    close();
+    report("error: pointcount error");
+    return kBadLayer;
+}
+
+int VndlpRead::readLayerEnd() {
+    if (readSplitTagAndCheck()) return kOk;
+    close();
+    return kBadTag;
+}
+
+int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* area) {
+    unsigned int count = 0;
+    const int code = readLayerHead(area, count);
+    if (code != kOk) return code;
     // a count the file cannot hold reads what is there and fails at the tag
     const long long held = std::min<long long>(count, m_input->remaining() / kPackedRunBytes);
     std::vector<unsigned char> packed(static_cast<std::size_t>(held) * kPackedRunBytes);
@@ -259,11 +271,14 @@ int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* ar
         const double volume = *area * m_structure->parameters.parseThickness() / 1000 / 1000;
         m_totalVolume = static_cast<float>(m_totalVolume + volume);
     }
-    if (!readSplitTagAndCheck()) {
-        close();
-        return kBadTag;
-    }
-    return kOk;
+    return readLayerEnd();
+}
+
+int VndlpRead::skipLayerWhiteData(unsigned int* area, unsigned int& runCount) {
+    const int code = readLayerHead(area, runCount);
+    if (code != kOk) return code;
+    if (m_input->skipRawData(static_cast<long long>(runCount) * kPackedRunBytes) < 0) m_input->seek(0, 2);
+    return readLayerEnd();
 }
 
 int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned int* area, bool withZ) {
@@ -294,25 +309,14 @@ int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned in
             break;
         }
     }
-    if (!readSplitTagAndCheck()) {
-        close();
-        return kBadTag;
-    }
-    return static_cast<int>(paths.size());
+    const int end = readLayerEnd();
+    return end != kOk ? end : static_cast<int>(paths.size());
 }
 
 int VndlpRead::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool withZ) {
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
-    if (area != nullptr) *area = m_input->readUint32();
-    const unsigned int count = m_input->readUint32();
-    if (count > m_input->fileLength() / kPackedRunBytes) {
-        close();
-        report("error: pointcount error");
-        return kBadLayer;
-    }
+    unsigned int count = 0;
+    const int code = readLayerHead(area, count);
+    if (code != kOk) return code;
     const std::size_t bytesPerVertex = withZ ? 12 : 8;
     const long long held = std::min<long long>(count, m_input->remaining() / static_cast<long long>(bytesPerVertex));
     std::vector<unsigned char> packed(static_cast<std::size_t>(held) * bytesPerVertex);
@@ -324,11 +328,8 @@ int VndlpRead::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool wi
                                    withZ ? bigEndianFloat(vertex + 8) : 0.0F);
     }
     if (held < count) m_input->seek(0, 2);
-    if (!readSplitTagAndCheck()) {
-        close();
-        return kBadTag;
-    }
-    return static_cast<int>(held);
+    const int end = readLayerEnd();
+    return end != kOk ? end : static_cast<int>(held);
 }
 
 int VndlpRead::getWhiteDatas(std::vector<WhiteData>& runs, unsigned int* area) {
@@ -367,6 +368,8 @@ int VndlpRead::getLayerCount() { return m_layerCount; }
 float VndlpRead::getTotalValum() { return m_totalVolume; }
 
 long long VndlpRead::currentPosition() { return m_input->currentPosition(); }
+
+int VndlpRead::seek(long long position) { return m_input->seek(position, 0) < 0 ? -1 : kOk; }
 
 long long VndlpRead::remaining() { return m_input->remaining(); }
 

@@ -305,6 +305,14 @@ public:
     /// \return 0; -5 on any failure.
     int getWhiteDatas(std::vector<WhiteData>& runs, unsigned int* area);
 
+    /// Steps over one layer of runs without reading them; takes no part in the total volume.
+    /// \param area     receives the area value; null when the layer has none in the file.
+    /// \param runCount receives the number of runs.
+    /// \return as `readLayerWhiteData`.
+    int skipLayerWhiteData(unsigned int* area, unsigned int& runCount);
+    /// Moves to a position in the file, such as one `currentPosition` told. \return 0; negative when it lies outside.
+    int seek(long long position);
+
     /// Reads 2 bytes. \return true when they are the split tag; otherwise a message is printed.
     bool readSplitTagAndCheck();
     /// Reads one length-prefixed string. \return 0; -1 no open file.
@@ -354,6 +362,9 @@ public:
     void swapWhiteDatas(std::vector<std::vector<WhiteData>>& runs);
 
 private:
+    int readLayerHead(unsigned int* area, unsigned int& count);
+    int readLayerEnd();
+
     std::unique_ptr<DlpFileStructure> m_structure;
     std::shared_ptr<FileRead> m_input;
     std::vector<unsigned int> m_layerAreas;
