@@ -3,6 +3,7 @@
 #include "vndlp/container.h"
 #include "vndlp/record_fields.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -62,6 +63,12 @@ void withVersionedHeader(Structure& structure, Action&& action) {
 }
 
 }  // namespace
+
+unsigned int storedLayerArea(double area) {
+    const double rounded = std::round(area / 1000);
+    if (!(std::fabs(rounded) < 9.0e18)) return 0;
+    return static_cast<unsigned int>(static_cast<long long>(rounded));
+}
 
 void DlpV1Header::needData() { allocatePreviews(*this); }
 void DlpV1Header::release() { releasePreviews(*this); }

@@ -1,5 +1,4 @@
 #include "io/format_table.h"
-#include "io/layer_area.h"
 #include "io/report.h"
 #include "vndlp/param_text.h"
 #include "vndlp/wrappers.h"

@@ -363,6 +363,11 @@ int VndlpRead::getFileVersion(const char* path, std::string& versionName, int& s
     return -1;
 }
 
+std::string VndlpRead::tailMagic() const {
+    const FormatRow* format = findFormat(m_magic);
+    return format == nullptr ? std::string() : std::string(format->tailMagic);
+}
+
 int VndlpRead::getLayerCount() { return m_layerCount; }
 
 float VndlpRead::getTotalValum() { return m_totalVolume; }

@@ -1,7 +1,6 @@
 #include "writer/v2_writer.h"
 
 #include "io/format_table.h"
-#include "io/layer_area.h"
 
 #include <algorithm>
 #include <utility>

@@ -22,6 +22,12 @@
 
 namespace vndlp {
 
+/// The stored value of a layer's area: a thousandth of what the caller gives, rounded to the nearest whole number, halves
+/// away from zero, its low 32 bits.
+/// \param area square micrometres, for a stored value in thousandths of a square millimetre. No number, or one whose
+///        thousandth is beyond 64 bits, gives 0.
+VNDLP_API unsigned int storedLayerArea(double area);
+
 /// Header of the first generation, magic "VNKT3D".
 struct VNDLP_API DlpV1Header {
     unsigned short layerCount = 0;
@@ -321,6 +327,8 @@ public:
     /// Sniffs a file's magic and version. \return 0, or -1 with a message.
     int getFileVersion(const char* path, std::string& versionName, int& subVersionNum);
 
+    /// The magic a file of the kind last read must end with (in front of its trailer); empty before the first head.
+    std::string tailMagic() const;
     /// What the last head read said.
     int getLayerCount();
     void sendResolution(unsigned short& x, unsigned short& y);
