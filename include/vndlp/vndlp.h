@@ -9,6 +9,7 @@
 #include <vndlp/export.h>
 #include <vndlp/image.h>
 #include <vndlp/mesh.h>
+#include <vndlp/print_time.h>
 #include <vndlp/streams.h>
 #include <vndlp/wrappers.h>
 #include <vndlp/writer.h>

@@ -1,0 +1,272 @@
+#include "vndlp/print_time.h"
+
+#include "printtime/truncate.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <numeric>
+#include <span>
+#include <utility>
+
+namespace vndlp {
+
+namespace {
+
+constexpr float kUnknownLevelHeight = 236.0F;
+constexpr float kUnknownMotorSpeed = 3.0F;
+
+struct MachineRow {
+    const char* name;
+    int levelHeight;  // mm
+    int fullSpeed;
+    int motorSpeed;  // mm/s
+};
+
+constexpr MachineRow kMachines[] = {
+    {"M01", 236, 1, 5}, {"M02", 170, 0, 1}, {"M03", 136, 1, 5}, {"M04", 236, 0, 3}, {"M05", 320, 1, 3},
+    {"M06", 320, 1, 3}, {"M07", 325, 1, 3}, {"M08", 136, 1, 3}, {"M09", 320, 1, 3}, {"M10", 286, 1, 3},
+    {"M11", 175, 0, 1}, {"M12", 170, 0, 1}, {"M13", 236, 0, 5}, {"M14", 170, 0, 1}, {"M15", 245, 0, 1},
+    {"M16", 176, 0, 1}, {"M17", 176, 0, 1}, {"M18", 236, 0, 5}, {"M19", 320, 1, 3}, {"M20", 100, 1, 1},
+    {"M21", 136, 1, 5}, {"M22", 135, 1, 5}, {"M23", 132, 1, 5}, {"M24", 132, 1, 5}, {"M25", 320, 1, 3},
+    {"M26", 136, 0, 3}, {"M27", 136, 1, 5}, {"M28", 325, 1, 3},
+};
+
+float lookUp(const std::map<std::string, int>& table, const std::string& name, float unknown) {
+    const auto row = table.find(name);
+    return row == table.end() ? unknown : static_cast<float>(row->second);
+}
+
+constexpr char capital(char letter) {
+    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+}
+
+double effectiveSpeed(const CPrinterTime& job) { return job.m_fullSpeed ? job.m_motorSpeed : job.m_motorSpeed * 1.5; }
+
+double levelTimeMs(const CPrinterTime& job) { return double{job.m_levelHeight} * 1000 / effectiveSpeed(job); }
+
+// 64 bits, since two ints may lie further apart than an int can say
+std::int64_t layersAboveBottom(const CPrinterTime& job) {
+    return std::int64_t{job.m_layerCount} - std::int64_t{job.m_firstLayerNum};
+}
+
+/// The sum of the M31 and M32 estimates. They differ in the precision of the terms, `Term`, and in the return trip.
+template <class Term>
+double sumOfTerms(const CPrinterTime& job, float returnTripSeconds) {
+    const Term layers = static_cast<Term>(job.m_layerCount);
+    const Term firstLayerTime = static_cast<Term>(job.m_firstLayerNum) * Term{job.m_firstLayerExposure};
+    const Term printTime = job.m_firstLayerNum < job.m_layerCount
+                               ? static_cast<Term>(layersAboveBottom(job)) * Term{job.m_exposure}
+                               : layers * firstLayerTime;
+    const Term delayTime = layers * Term{job.m_lightOffDelay};
+    const Term returnTrips = Term{returnTripSeconds} * layers;
+    std::cout << "1. first_layer_time =" << firstLayerTime << '\n'
+              << "2. print_time =" << printTime << '\n'
+              << "3. delay_time =" << delayTime << '\n'
+              << "4. returntrip_time =" << returnTrips << '\n'
+              << "5. totalTime =" << returnTrips << '\n';  // not the total, and kept so
+    return double{firstLayerTime} + printTime + delayTime + returnTrips;
+}
+
+struct LevelAcceleration {
+    int level;
+    double mmPerSecond2;
+};
+
+constexpr LevelAcceleration kM31Accelerations[] = {{1, 0.07}, {2, 0.12}, {3, 0.148}};
+constexpr LevelAcceleration kM32Accelerations[] = {{2, 0.109}, {3, 0.168}, {4, 0.223}, {5, 0.288}};
+
+float returnTripTime(const CPrinterTime& job, std::span<const LevelAcceleration> accelerations) {
+    // adding 0 turns a level of -0, which no integer knows, into 0
+    const double level = std::trunc(double{job.m_motorSpeed}) + 0.0;
+    for (const LevelAcceleration& row : accelerations) {
+        if (level == row.level) return static_cast<float>(std::sqrt(2.0 * job.m_liftHeight / row.mmPerSecond2));
+    }
+    return static_cast<float>(job.m_liftHeight / level);
+}
+
+constexpr int kDelayWindowSize = 50;
+constexpr double kDelayWindowStart = 65.0;
+constexpr int kSlowLayers = 11;
+constexpr double kSlowLayerDelay = 11.0;  // s
+
+struct AreaBand {
+    double upTo;  // inclusive; the band begins above the one before it
+    double secondsPerArea;
+};
+
+constexpr double kLowestBandBegin = 10.0;  // inclusive
+constexpr AreaBand kAreaBands[] = {{20.0, 0.14}, {30.0, 0.15}, {40.0, 0.16}, {50.0, 0.17}, {65.0, 0.18}};
+
+double secondsPerArea(double area) {
+    if (!(area >= kLowestBandBegin)) return 0;
+    for (const AreaBand& band : kAreaBands) {
+        if (area <= band.upTo) return band.secondsPerArea;
+    }
+    return 0;
+}
+
+constexpr unsigned kAreaPerImageSecond = 1200;  // mm^2
+
+}  // namespace
+
+CPrinterTime::CPrinterTime() { initParameterValue(); }
+CPrinterTime::CPrinterTime(const CPrinterTime& other) = default;
+CPrinterTime& CPrinterTime::operator=(const CPrinterTime& other) = default;
+CPrinterTime::~CPrinterTime() = default;
+
+void CPrinterTime::initParameterValue() {
+    for (const MachineRow& row : kMachines) {
+        m_levelHeightMap[row.name] = row.levelHeight;
+        m_fullSpeedMap[row.name] = row.fullSpeed;
+        m_motorSpeedMap[row.name] = row.motorSpeed;
+    }
+}
+
+void CPrinterTime::setMachineName(std::string name) {
+    static constexpr char kPrefix[] = "QV-";
+    const std::size_t prefix = name.find(kPrefix);
+    if (prefix != std::string::npos) name.erase(0, prefix + sizeof kPrefix - 1);
+    std::transform(name.begin(), name.end(), name.begin(), capital);
+    name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
+    m_machineName = std::move(name);
+    m_levelHeight = getLevelHeight();
+    m_fullSpeed = lookUp(m_fullSpeedMap, m_machineName, 0.0F) > 0;
+    m_motorSpeed = lookUp(m_motorSpeedMap, m_machineName, kUnknownMotorSpeed);
+}
+
+void CPrinterTime::setLayerCount(int count) { m_layerCount = count; }
+void CPrinterTime::setLayerHeight(float mm) { m_layerHeight = mm; }
+
+void CPrinterTime::setResolution(float x, float y) {
+    m_resolutionX = x;
+    m_resolutionY = y;
+}
+
+void CPrinterTime::setPixel(float x, float y) {
+    m_pixelX = x;
+    m_pixelY = y;
+}
+
+void CPrinterTime::setRotalAreaButFirst(float value) { m_rotalAreaButFirst = value; }
+void CPrinterTime::setMaxAreaLineArea(std::vector<double> areas) { m_maxAreaLineArea = std::move(areas); }
+void CPrinterTime::setFirstLayerExposure(float seconds) { m_firstLayerExposure = seconds; }
+void CPrinterTime::setExposure(float seconds) { m_exposure = seconds; }
+void CPrinterTime::setLightOffDelay(float seconds) { m_lightOffDelay = seconds; }
+void CPrinterTime::setLiftHeight(float mm) { m_liftHeight = mm; }
+void CPrinterTime::setFirstLayerNum(int count) { m_firstLayerNum = count; }
+void CPrinterTime::setLayerExtraTime(float seconds) { m_layerExtraTime = seconds; }
+void CPrinterTime::setSpareParam(float value) { m_spareParam = value; }
+void CPrinterTime::setMotorSpeed(float mmPerSecond) { m_motorSpeed = mmPerSecond; }
+void CPrinterTime::setLevelHeight(float mm) { m_levelHeight = mm; }
+void CPrinterTime::setFullSpeed(bool fullSpeed) { m_fullSpeed = fullSpeed; }
+
+float CPrinterTime::getLevelHeight() { return lookUp(m_levelHeightMap, m_machineName, kUnknownLevelHeight); }
+
+double CPrinterTime::getLayerTime(unsigned exposureSeconds, bool withLightOffDelay) {
+    const double speed = effectiveSpeed(*this);
+    const float extra = m_layerExtraTime * 1000;  // single precision, unlike the rest
+    double time = double{extra} + exposureSeconds * 1000.0;
+    if (withLightOffDelay) time += double{m_lightOffDelay} * 1000;
+    time += m_layerHeight / speed;  // seconds among milliseconds: every estimate has been made with it
+    return time + 2.0 * m_liftHeight / speed * 1000 + 50;
+}
+
+float CPrinterTime::callPrinterTime() {
+    const double levelTime = levelTimeMs(*this);
+    const double bottomLayerTime = getLayerTime(truncatedToUnsigned(m_firstLayerExposure), true);
+    const double normalLayerTime = getLayerTime(truncatedToUnsigned(m_exposure), true);
+    const double printTime =
+        m_firstLayerNum < m_layerCount
+            ? normalLayerTime * static_cast<double>(layersAboveBottom(*this)) + m_firstLayerNum * bottomLayerTime
+            : m_layerCount * bottomLayerTime;
+    const double showImageTime = getImageArea(m_layerCount) * 1000;
+    const double total = (printTime + levelTime + showImageTime) / 1000;
+    std::cout << "level_time = " << levelTime << '\n'
+              << "print_time = " << printTime << '\n'
+              << "show_image_time = " << showImageTime << '\n'
+              << "total_time = " << total << '\n';
+    return static_cast<float>(total);
+}
+
+double CPrinterTime::getImageArea(double layerCount) {
+    double seconds = 0;
+    if (layerCount > 0) {
+        const float screenArea = m_resolutionY * m_resolutionX * m_pixelX * m_pixelY;
+        for (std::size_t i = 0; i < m_maxAreaLineArea.size(); ++i) {
+            const double area = i == 0 ? double{screenArea} : m_maxAreaLineArea[i] / 1000.0;
+            const unsigned mean = getDelayMaxArea(truncatedToUnsigned(area), static_cast<unsigned>(i));
+            const unsigned wholeSeconds = mean / kAreaPerImageSecond;
+            seconds += wholeSeconds;
+        }
+    }
+    std::cout << "GetImageArea: The picture total area is " << seconds;
+    return seconds;
+}
+
+unsigned CPrinterTime::getDelayMaxArea(unsigned area, unsigned index) {
+    static unsigned s_recentAreas[11] = {20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 24000};
+    const std::span<unsigned, 10> window(s_recentAreas, 10);
+    unsigned& mean = s_recentAreas[10];
+    if (index == 0) mean = area;  // which then fills the window too
+    window[index % 10] = area;
+    if (area >= mean) std::fill(window.begin(), window.end(), area);
+    mean = static_cast<unsigned>(std::accumulate(window.begin(), window.end(), std::uint64_t{0}) / 10);
+    return mean;
+}
+
+double CPrinterTime::calM31PrintTime() { return sumOfTerms<double>(*this, calculateM31ReturnTripTime()); }
+
+float CPrinterTime::calM32PrintTime() {
+    return static_cast<float>(sumOfTerms<float>(*this, calculateM32ReturnTripTime()));
+}
+
+float CPrinterTime::calculateM31ReturnTripTime() { return returnTripTime(*this, kM31Accelerations); }
+
+float CPrinterTime::calculateM32ReturnTripTime() { return returnTripTime(*this, kM32Accelerations); }
+
+float CPrinterTime::calM33PrintTime() {
+    std::cout << "m_firstLayerExposure =" << m_firstLayerExposure << "m_exposure =" << m_exposure
+              << "m_lightOffDelay =" << m_lightOffDelay << "m_liftHeight =" << m_liftHeight
+              << "m_firstLayerNum =" << m_firstLayerNum;
+    m_delayWindowSize = kDelayWindowSize;
+    m_delayWindow.assign(kDelayWindowSize, kDelayWindowStart);
+
+    const double levelTime = levelTimeMs(*this);
+    // without the light-off delay, which the loop over the layers accounts for
+    const double bottomLayerTime = getLayerTime(truncatedToUnsigned(m_firstLayerExposure), false);
+    const double normalLayerTime = getLayerTime(truncatedToUnsigned(m_exposure), false);
+    // unsigned, so that a negative number of bottom layers is a large one here
+    const bool hasNormalLayers = static_cast<unsigned>(m_firstLayerNum) < static_cast<unsigned>(m_layerCount);
+    const double printTime = hasNormalLayers ? normalLayerTime * static_cast<double>(layersAboveBottom(*this)) +
+                                                   m_firstLayerNum * bottomLayerTime + levelTime
+                                             : levelTime + m_layerCount * bottomLayerTime;
+    std::cout << " MaxLayerGraphOutlineVec's size is " << m_maxAreaLineArea.size() << ", printedLayer is "
+              << m_layerCount << '\n'
+              << "delayLight:" << 0 << ",m_sPrintParamater.InitExposure" << m_firstLayerExposure << ",motorSpeed"
+              << effectiveSpeed(*this) << ",m_sPrintParamater.PrintExposure" << m_exposure;
+
+    double delayLight = 0;
+    for (int i = 0; i < m_layerCount; ++i) {
+        double delay = m_lightOffDelay;
+        double area = m_maxAreaLineArea.at(static_cast<std::size_t>(i));
+        calculateM33DefaultParameters(delay, area);
+        if (i < kSlowLayers) delay += kSlowLayerDelay;
+        delayLight += delay;
+    }
+    const double total = (delayLight * 1000 + printTime) / 1000;
+    std::cout << ", delayLight is " << delayLight << "totalTime : " << total;
+    return static_cast<float>(total);
+}
+
+void CPrinterTime::calculateM33DefaultParameters(double& delay, double& area) {
+    if (!m_delayWindow.empty()) m_delayWindow.erase(m_delayWindow.begin());
+    m_delayWindow.push_back(area);
+    // summed anew each time: a running sum would gather rounding errors
+    const double mean = std::accumulate(m_delayWindow.begin(), m_delayWindow.end(), 0.0) / kDelayWindowSize;
+    delay += mean * secondsPerArea(mean);
+}
+
+}  // namespace vndlp

@@ -1,0 +1,500 @@
+#include "vndlp/print_time.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using vndlp::CPrinterTime;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+struct OpenedPrinterTime : CPrinterTime {
+    using CPrinterTime::getLayerTime;
+    using CPrinterTime::initParameterValue;
+};
+
+template <class Call>
+std::string printed(Call&& call) {
+    testing::internal::CaptureStdout();
+    call();
+    return testing::internal::GetCapturedStdout();
+}
+
+template <class Call>
+auto silently(Call&& call) {
+    testing::internal::CaptureStdout();
+    const auto result = call();
+    testing::internal::GetCapturedStdout();
+    return result;
+}
+
+/// 5 mm/s at full speed, so that a lift of 8 mm and back takes 3.2 s; 2 bottom layers of 10.
+CPrinterTime tenLayerJob() {
+    CPrinterTime job;
+    job.setMachineName("M01");
+    job.setLayerCount(10);
+    job.setFirstLayerNum(2);
+    return job;
+}
+
+TEST(MachineTable, HoldsEveryMachine) {
+    struct {
+        const char* name;
+        int levelHeight, fullSpeed, motorSpeed;
+    } const rows[] = {
+        {"M01", 236, 1, 5}, {"M02", 170, 0, 1}, {"M03", 136, 1, 5}, {"M04", 236, 0, 3}, {"M05", 320, 1, 3},
+        {"M06", 320, 1, 3}, {"M07", 325, 1, 3}, {"M08", 136, 1, 3}, {"M09", 320, 1, 3}, {"M10", 286, 1, 3},
+        {"M11", 175, 0, 1}, {"M12", 170, 0, 1}, {"M13", 236, 0, 5}, {"M14", 170, 0, 1}, {"M15", 245, 0, 1},
+        {"M16", 176, 0, 1}, {"M17", 176, 0, 1}, {"M18", 236, 0, 5}, {"M19", 320, 1, 3}, {"M20", 100, 1, 1},
+        {"M21", 136, 1, 5}, {"M22", 135, 1, 5}, {"M23", 132, 1, 5}, {"M24", 132, 1, 5}, {"M25", 320, 1, 3},
+        {"M26", 136, 0, 3}, {"M27", 136, 1, 5}, {"M28", 325, 1, 3},
+    };
+    CPrinterTime job;
+    for (const auto& row : rows) {
+        job.setMachineName(row.name);
+        EXPECT_EQ(job.m_levelHeight, static_cast<float>(row.levelHeight)) << row.name;
+        EXPECT_EQ(job.m_fullSpeed, row.fullSpeed == 1) << row.name;
+        EXPECT_EQ(job.m_motorSpeed, static_cast<float>(row.motorSpeed)) << row.name;
+        EXPECT_EQ(job.getLevelHeight(), job.m_levelHeight) << row.name;
+    }
+    EXPECT_EQ(job.m_levelHeightMap.size(), 28U);
+    EXPECT_EQ(job.m_fullSpeedMap.size(), 28U);
+    EXPECT_EQ(job.m_motorSpeedMap.size(), 28U);
+}
+
+TEST(MachineTable, CanBeFilledAgain) {
+    OpenedPrinterTime job;
+    job.m_levelHeightMap.clear();
+    EXPECT_EQ(job.getLevelHeight(), 236.0F);
+    job.initParameterValue();
+    EXPECT_EQ(job.m_levelHeightMap.at("M28"), 325);
+}
+
+TEST(MachineName, IsNormalised) {
+    const std::pair<const char*, const char*> names[] = {
+        {"m01", "M01"},
+        {"QV-m0-1", "M01"},
+        {"slicer QV-m-0-1-", "M01"},
+        {"qv-m01", "QVM01"},
+        {"QV-QV-M01", "QVM01"},
+        {"QV", "QV"},
+        {"QV-", ""},
+        {"", ""},
+        {"M\xE9-1",
+         "M\xE9"
+         "1"},
+    };
+    for (const auto& [given, normalised] : names) {
+        CPrinterTime job;
+        job.setMachineName(given);
+        EXPECT_EQ(job.m_machineName, normalised) << given;
+    }
+    CPrinterTime job;
+    job.setMachineName("QV-m0-1");
+    EXPECT_EQ(job.m_levelHeight, 236.0F);
+    EXPECT_TRUE(job.m_fullSpeed);
+    EXPECT_EQ(job.m_motorSpeed, 5.0F);
+}
+
+TEST(MachineName, UnknownGivesDefaultsAndAddsNoRow) {
+    CPrinterTime job;
+    job.setMachineName("M03");
+    job.setMachineName("M33");
+    EXPECT_EQ(job.m_levelHeight, 236.0F);
+    EXPECT_FALSE(job.m_fullSpeed);
+    EXPECT_EQ(job.m_motorSpeed, 3.0F);
+    EXPECT_EQ(job.getLevelHeight(), 236.0F);
+    EXPECT_EQ(job.m_levelHeightMap.size(), 28U);
+}
+
+TEST(Copy, IsDeep) {
+    CPrinterTime job = tenLayerJob();
+    job.setMaxAreaLineArea({1, 2, 3});
+    CPrinterTime copy(job);
+    job.m_maxAreaLineArea[0] = 9;
+    job.m_motorSpeedMap["M01"] = 9;
+    EXPECT_EQ(copy.m_maxAreaLineArea, (std::vector<double>{1, 2, 3}));
+    EXPECT_EQ(copy.m_motorSpeedMap.at("M01"), 5);
+    EXPECT_EQ(copy.m_machineName, "M01");
+    copy = job;
+    EXPECT_EQ(copy.m_maxAreaLineArea, (std::vector<double>{9, 2, 3}));
+    CPrinterTime& same = copy;
+    copy = same;
+    EXPECT_EQ(copy.m_maxAreaLineArea.size(), 3U);
+    EXPECT_EQ(copy.m_motorSpeedMap.size(), 28U);
+}
+
+TEST(LayerTime, SumsItsParts) {
+    OpenedPrinterTime job;
+    job.setMotorSpeed(5);
+    job.setFullSpeed(true);
+    // extra 1000, exposure 7000, light off 4000, layer height 0.05 / 5 unscaled, lift and drop 2 x 8 / 5 s, 50
+    EXPECT_NEAR(job.getLayerTime(7, true), 1000 + 7000 + 4000 + 0.01 + 3200 + 50, 1e-6);
+    EXPECT_NEAR(job.getLayerTime(7, false), 1000 + 7000 + 0.01 + 3200 + 50, 1e-6);
+    job.setFullSpeed(false);  // 7.5 mm/s
+    EXPECT_NEAR(job.getLayerTime(0, false), 1000 + 0.05 / 7.5 + 16000 / 7.5 + 50, 1e-6);
+}
+
+TEST(LayerTime, FormsTheExtraTimeInSinglePrecision) {
+    OpenedPrinterTime job;
+    job.setLiftHeight(0);
+    job.setLayerHeight(0);
+    job.setLightOffDelay(0);
+    job.setLayerExtraTime(0.1F);  // a little above 0.1; the float product is 100 exactly, the double one is not
+    EXPECT_EQ(job.getLayerTime(0, true), 150.0);
+    EXPECT_EQ(job.getLayerTime(4294967295U, true), 4294967295150.0);
+}
+
+TEST(GeneralEstimate, AddsLayersLevelAndImages) {
+    CPrinterTime job = tenLayerJob();
+    job.setResolution(1000, 500);
+    job.setPixel(0.05F, 0.05F);                  // the whole screen: 1250 mm^2
+    job.setMaxAreaLineArea({7, 2400000, 1999});  // means 1250, 2400, (9 x 2400 + 1) / 10: 1 + 2 + 1 s
+    float total = 0;
+    // 8 x 11250.01 + 2 x 38250.01 ms; 236 mm at 5 mm/s
+    EXPECT_EQ(printed([&] { total = job.callPrinterTime(); }),
+              "GetImageArea: The picture total area is 4level_time = 47200\n"
+              "print_time = 166500\n"
+              "show_image_time = 4000\n"
+              "total_time = 217.7\n");
+    EXPECT_FLOAT_EQ(total, 217.7001F);
+}
+
+TEST(GeneralEstimate, TakesEveryLayerForABottomLayerWhenThereAreNoMore) {
+    CPrinterTime job = tenLayerJob();
+    job.setLayerCount(2);
+    EXPECT_FLOAT_EQ(silently([&] { return job.callPrinterTime(); }), 2 * 38.25001F + 47.2F);
+}
+
+TEST(GeneralEstimate, CountsWholeSecondsOfExposure) {
+    CPrinterTime job = tenLayerJob();
+    job.setFirstLayerNum(0);
+    job.setExposure(2.9F);
+    EXPECT_FLOAT_EQ(silently([&] { return job.callPrinterTime(); }), 10 * 10.25001F + 47.2F);
+    for (const float none : {0.9F, -2.9F, -kInfinity, kNaN}) {
+        job.setExposure(none);
+        EXPECT_FLOAT_EQ(silently([&] { return job.callPrinterTime(); }), 10 * 8.25001F + 47.2F) << none;
+    }
+    for (const float most : {1e20F, kInfinity}) {
+        job.setExposure(most);
+        EXPECT_FLOAT_EQ(silently([&] { return job.callPrinterTime(); }), 10 * 4294967295.0F) << most;
+    }
+}
+
+TEST(GeneralEstimate, SurvivesExtremeCountsAndSpeedZero) {
+    CPrinterTime job = tenLayerJob();
+    job.setLayerCount(std::numeric_limits<int>::max());
+    job.setFirstLayerNum(std::numeric_limits<int>::min());
+    // 4294967295 normal layers less 2147483648 bottom layers
+    EXPECT_FLOAT_EQ(silently([&] { return job.callPrinterTime(); }),
+                    static_cast<float>(4294967295.0 * 11.25001 - 2147483648.0 * 38.25001));
+    job.setMotorSpeed(0);
+    job.setLayerCount(2);
+    job.setFirstLayerNum(1);
+    EXPECT_EQ(silently([&] { return job.callPrinterTime(); }), kInfinity);
+}
+
+TEST(ImageArea, IsZeroWithoutLayersOrAreas) {
+    CPrinterTime job;
+    double seconds = -1;
+    EXPECT_EQ(printed([&] { seconds = job.getImageArea(3); }), "GetImageArea: The picture total area is 0");
+    EXPECT_EQ(seconds, 0);
+    job.setResolution(1000, 1000);
+    job.setMaxAreaLineArea({5e6, 5e6});
+    EXPECT_EQ(printed([&] { seconds = job.getImageArea(0); }), "GetImageArea: The picture total area is 0");
+    EXPECT_EQ(seconds, 0);
+    EXPECT_EQ(silently([&] { return job.getImageArea(static_cast<double>(kNaN)); }), 0);
+}
+
+TEST(ImageArea, GoesByTheEntriesNotByTheLayerCount) {
+    CPrinterTime job;
+    job.setResolution(1200, 400);  // 1200 mm^2
+    job.setMaxAreaLineArea({0, 1200000, 1200000});
+    EXPECT_EQ(silently([&] { return job.getImageArea(1); }), 3);
+}
+
+TEST(ImageArea, BoundsAreasToUnsigned) {
+    CPrinterTime job;  // no resolution: layer 0 has no area
+    job.setMaxAreaLineArea({0, -1e30, static_cast<double>(kNaN)});
+    EXPECT_EQ(silently([&] { return job.getImageArea(1); }), 0);
+    job.setMaxAreaLineArea({0, 1e30});
+    EXPECT_EQ(silently([&] { return job.getImageArea(1); }), 3579139);  // 4294967295 / 1200
+}
+
+TEST(RecentArea, FallsSlowlyAndRisesAtOnce) {
+    CPrinterTime job;
+    EXPECT_EQ(job.getDelayMaxArea(1000, 0), 1000U);
+    EXPECT_EQ(job.getDelayMaxArea(500, 1), 950U);   // (9 x 1000 + 500) / 10
+    EXPECT_EQ(job.getDelayMaxArea(940, 2), 944U);   // (8 x 1000 + 500 + 940) / 10
+    EXPECT_EQ(job.getDelayMaxArea(944, 13), 944U);  // not below the mean: all ten slots
+    CPrinterTime another;
+    EXPECT_EQ(another.getDelayMaxArea(900, 4), 939U);  // (9 x 944 + 900) / 10, fraction dropped
+    EXPECT_EQ(job.getDelayMaxArea(4294967295U, 0), 4294967295U);
+    EXPECT_EQ(job.getDelayMaxArea(0, 0), 0U);
+}
+
+TEST(RecentAreaDeathTest, StartsFromItsInitialTable) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, and so a fresh table
+    const auto mean = [](unsigned area) { return CPrinterTime().getDelayMaxArea(area, 1); };
+    EXPECT_EXIT(std::exit(mean(23999) == 20399 ? 0 : 1), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(std::exit(mean(24000) == 24000 ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
+TEST(ReturnTrip, TakesTheAccelerationOfTheLevel) {
+    // each lift makes 2 x lift / a = 100
+    const std::pair<float, float> m31[] = {{1, 3.5F}, {2, 6.0F}, {3, 7.4F}, {3.9F, 7.4F}};
+    const std::pair<float, float> m32[] = {{2, 5.45F}, {3, 8.4F}, {4, 11.15F}, {5.9F, 14.4F}};
+    CPrinterTime job;
+    for (const auto& [speed, lift] : m31) {
+        job.setMotorSpeed(speed);
+        job.setLiftHeight(lift);
+        EXPECT_FLOAT_EQ(job.calculateM31ReturnTripTime(), 10) << speed;
+    }
+    for (const auto& [speed, lift] : m32) {
+        job.setMotorSpeed(speed);
+        job.setLiftHeight(lift);
+        EXPECT_FLOAT_EQ(job.calculateM32ReturnTripTime(), 10) << speed;
+    }
+}
+
+TEST(ReturnTrip, IsLiftByLevelOutsideTheTable) {
+    CPrinterTime job;
+    job.setLiftHeight(9);
+    job.setMotorSpeed(4.9F);
+    EXPECT_EQ(job.calculateM31ReturnTripTime(), 2.25F);
+    job.setMotorSpeed(1.9F);
+    EXPECT_EQ(job.calculateM32ReturnTripTime(), 9.0F);
+    job.setMotorSpeed(-3.5F);
+    EXPECT_EQ(job.calculateM31ReturnTripTime(), -3.0F);
+    for (const float zero : {0.5F, -0.5F}) {
+        job.setMotorSpeed(zero);
+        EXPECT_EQ(job.calculateM31ReturnTripTime(), kInfinity) << zero;
+        EXPECT_EQ(job.calculateM32ReturnTripTime(), kInfinity) << zero;
+    }
+    job.setMotorSpeed(kNaN);
+    EXPECT_TRUE(std::isnan(job.calculateM31ReturnTripTime()));
+}
+
+TEST(M31Estimate, AddsItsFourTerms) {
+    CPrinterTime job = tenLayerJob();
+    job.setMotorSpeed(3);
+    job.setLiftHeight(7.4F);
+    double total = 0;
+    EXPECT_EQ(printed([&] { total = job.calM31PrintTime(); }),
+              "1. first_layer_time =60\n"
+              "2. print_time =24\n"
+              "3. delay_time =40\n"
+              "4. returntrip_time =100\n"
+              "5. totalTime =100\n");
+    EXPECT_NEAR(total, 224, 1e-4);
+}
+
+TEST(M31Estimate, MultipliesTheWholeBottomTimeWhenThereAreNoMoreLayers) {
+    CPrinterTime job = tenLayerJob();
+    job.setMotorSpeed(3);
+    job.setLiftHeight(7.4F);
+    job.setLayerCount(2);
+    EXPECT_NEAR(silently([&] { return job.calM31PrintTime(); }), 60 + 2 * 60 + 8 + 20, 1e-4);
+    EXPECT_FLOAT_EQ(silently([&] { return job.calM32PrintTime(); }),
+                    60 + 2 * 60 + 8 + 2 * job.calculateM32ReturnTripTime());
+}
+
+TEST(M32Estimate, AddsItsFourTerms) {
+    CPrinterTime job = tenLayerJob();
+    job.setMotorSpeed(4);
+    job.setLiftHeight(11.15F);
+    job.setExposure(2.5F);  // not cut to whole seconds here
+    float total = 0;
+    EXPECT_EQ(printed([&] { total = job.calM32PrintTime(); }),
+              "1. first_layer_time =60\n"
+              "2. print_time =20\n"
+              "3. delay_time =40\n"
+              "4. returntrip_time =100\n"
+              "5. totalTime =100\n");
+    EXPECT_FLOAT_EQ(total, 220);
+}
+
+TEST(M32Estimate, FormsItsTermsInSinglePrecision) {
+    CPrinterTime job;
+    job.setMotorSpeed(1);
+    job.setLiftHeight(0);
+    job.setLightOffDelay(0);
+    job.setExposure(0);
+    job.setFirstLayerNum(3);
+    job.setLayerCount(4);
+    job.setFirstLayerExposure(0.1F);
+    EXPECT_EQ(silently([&] { return job.calM32PrintTime(); }), 3 * 0.1F);
+    EXPECT_EQ(silently([&] { return job.calM31PrintTime(); }), 3 * static_cast<double>(0.1F));
+}
+
+TEST(M33Estimate, AddsAreaDelays) {
+    CPrinterTime job;
+    job.setMotorSpeed(5);
+    job.setFullSpeed(true);
+    job.setLayerCount(12);
+    job.setMaxAreaLineArea(std::vector<double>(12, 65.0));
+    float total = 0;
+    // 12 x (4 + 65 x 0.18) + 11 x 11 s; 11 x 7250.01 + 34250.01 ms and 236 mm at 5 mm/s
+    EXPECT_EQ(printed([&] { total = job.calM33PrintTime(); }),
+              "m_firstLayerExposure =30m_exposure =3m_lightOffDelay =4m_liftHeight =8m_firstLayerNum =1"
+              " MaxLayerGraphOutlineVec's size is 12, printedLayer is 12\n"
+              "delayLight:0,m_sPrintParamater.InitExposure30,motorSpeed5,m_sPrintParamater.PrintExposure3"
+              ", delayLight is 309.4totalTime : 470.6");
+    EXPECT_FLOAT_EQ(total, 470.60012F);
+    EXPECT_EQ(job.m_delayWindowSize, 50);
+    EXPECT_EQ(job.m_delayWindow, std::vector<double>(50, 65.0));
+}
+
+TEST(M33Estimate, StartsEveryTimeFromAFreshWindow) {
+    CPrinterTime job;
+    job.setLayerCount(30);
+    job.setMaxAreaLineArea(std::vector<double>(30, 1.0));
+    const float first = silently([&] { return job.calM33PrintTime(); });
+    EXPECT_EQ(silently([&] { return job.calM33PrintTime(); }), first);
+}
+
+TEST(M33Estimate, ThrowsWithFewerAreasThanLayers) {
+    CPrinterTime job;
+    job.setLayerCount(3);
+    job.setMaxAreaLineArea({1, 2});
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(job.calM33PrintTime(), std::out_of_range);
+    const std::string text = testing::internal::GetCapturedStdout();
+    const std::string lastPrinted = "m_sPrintParamater.PrintExposure3";
+    ASSERT_GT(text.size(), lastPrinted.size());
+    EXPECT_EQ(text.substr(text.size() - lastPrinted.size()), lastPrinted);
+}
+
+TEST(M33Estimate, ComparesBottomLayersAsUnsigned) {
+    CPrinterTime job;
+    job.setMotorSpeed(5);
+    job.setFullSpeed(true);
+    job.setFirstLayerNum(-1);  // more than any number of layers
+    job.setLayerCount(1);
+    job.setMaxAreaLineArea({65.0});
+    EXPECT_FLOAT_EQ(silently([&] { return job.calM33PrintTime(); }), 4 + 11.7F + 11 + 47.2F + 34.25001F);
+}
+
+TEST(M33Delay, GoesByTheBandOfTheMean) {
+    const std::pair<double, double> factors[] = {
+        {9.99, 0},     {10, 0.14}, {20, 0.14},    {20.01, 0.15}, {30, 0.15}, {30.01, 0.16}, {40, 0.16},
+        {40.01, 0.17}, {50, 0.17}, {50.01, 0.18}, {65, 0.18},    {65.01, 0}, {-20, 0},
+    };
+    CPrinterTime job;
+    for (auto [area, factor] : factors) {
+        job.m_delayWindow.assign(50, area);
+        double delay = 4;
+        job.calculateM33DefaultParameters(delay, area);
+        EXPECT_NEAR(delay, 4 + area * factor, 1e-9) << area;
+    }
+}
+
+TEST(M33Delay, DropsTheOldestArea) {
+    CPrinterTime job;
+    job.m_delayWindow.assign(50, 20.0);
+    job.m_delayWindow.front() = 1000.0;
+    double delay = 0;
+    double area = 70;
+    job.calculateM33DefaultParameters(delay, area);
+    EXPECT_NEAR(delay, 21 * 0.15, 1e-9);  // (49 x 20 + 70) / 50 = 21
+    EXPECT_EQ(job.m_delayWindow.size(), 50U);
+    EXPECT_EQ(job.m_delayWindow.back(), 70);
+}
+
+TEST(M33Delay, StartsAnEmptyWindow) {
+    CPrinterTime job;
+    double delay = 0;
+    double area = 500;
+    job.calculateM33DefaultParameters(delay, area);
+    EXPECT_NEAR(delay, 10 * 0.14, 1e-9);  // the divisor is 50 however many there are
+}
+
+TEST(MoveTime, ReachesFullSpeed) {
+    // 12800 steps at 4800 steps/s, gained and lost within 288 steps
+    EXPECT_NEAR(calMoveTime(8, 3), 12800.0 / 4800 + 4800.0 / 80000, 1e-9);
+    EXPECT_NEAR(calMoveTime(8, 3), 2.7266666667, 1e-9);
+}
+
+TEST(MoveTime, DoesNotReachFullSpeed) {
+    // 200 of 288 steps: 100 steps gaining speed in sqrt(200 / 80000) = 0.05 s, as many losing it
+    EXPECT_NEAR(calMoveTime(0.125F, 3), 0.1, 1e-9);
+}
+
+TEST(MoveTime, ProfilesMeetWhereFullSpeedIsJustReached) {
+    EXPECT_NEAR(calMoveTime(0.18F, 3), 0.12, 1e-7);  // 2 x 4800 / 80000
+    EXPECT_NEAR(calMoveTime(0.1799999F, 3), 0.12, 1e-6);
+    EXPECT_NEAR(calMoveTime(0.1800001F, 3), 0.12, 1e-6);
+}
+
+TEST(MoveTime, IsZeroWithoutAMove) {
+    for (const float none : {0.0F, -1.0F, kNaN, kInfinity, -kInfinity}) {
+        EXPECT_EQ(calMoveTime(none, 3), 0) << none;
+        EXPECT_EQ(calMoveTime(8, none), 0) << none;
+    }
+    EXPECT_TRUE(
+        std::isfinite(calMoveTime(std::numeric_limits<float>::max(), std::numeric_limits<float>::denorm_min())));
+    EXPECT_TRUE(std::isfinite(calMoveTime(std::numeric_limits<float>::max(), std::numeric_limits<float>::max())));
+}
+
+TEST(StepEstimate, SumsLayersAndPrintsThem) {
+    float settings[] = {3, 30, 2.5F, 4, 8, 2};
+    double total = 0;
+    EXPECT_EQ(printed([&] { total = calPrintTime(settings, 3); }),
+              "layer 0 : exposure 30.00 s, light off 4.00 s, rest 1.00 s, lift 2.727 s, drop 2.727 s, total 40.453 s\n"
+              "layer 1 : exposure 30.00 s, light off 4.00 s, rest 1.00 s, lift 2.727 s, drop 2.727 s, total 40.453 s\n"
+              "layer 2 : exposure 2.50 s, light off 4.00 s, rest 1.00 s, lift 2.727 s, drop 2.727 s, total 12.953 s\n"
+              "total hour : 00 h 01 min 33 s\n");
+    EXPECT_NEAR(total, 93.86, 1e-9);
+}
+
+TEST(StepEstimate, TakesEveryLayerForABottomLayerWhenThereAreNoMore) {
+    float settings[] = {3, 3600, 0, 0, 0, 8};
+    double total = 0;
+    EXPECT_EQ(
+        printed([&] { total = calPrintTime(settings, 1); }),
+        "layer 0 : exposure 3600.00 s, light off 0.00 s, rest 1.00 s, lift 0.000 s, drop 0.000 s, total 3601.000 s\n"
+        "total hour : 01 h 00 min 01 s\n");
+    EXPECT_EQ(total, 3601);
+}
+
+TEST(StepEstimate, HasNoLayersOrNoSettings) {
+    float settings[] = {3, 30, 2.5F, 4, 8, 2};
+    double total = -1;
+    EXPECT_EQ(printed([&] { total = calPrintTime(settings, 0); }), "total hour : 00 h 00 min 00 s\n");
+    EXPECT_EQ(total, 0);
+    EXPECT_EQ(printed([&] { total = calPrintTime(nullptr, 5); }), "");
+    EXPECT_EQ(total, 0);
+}
+
+TEST(StepEstimate, TakesUnusableSettingsForZero) {
+    for (const float unusable : {-1.0F, kNaN, kInfinity, -kInfinity}) {
+        float settings[] = {unusable, unusable, unusable, unusable, unusable, unusable};
+        EXPECT_EQ(silently([&] { return calPrintTime(settings, 7); }), 7) << unusable;  // the rests
+    }
+}
+
+TEST(StepEstimate, BoundsWhatItPrints) {
+    float settings[] = {3, 0, 2.5F, 4, 8, 0};
+    double total = 0;
+    const std::string text = printed([&] { total = calPrintTime(settings, 4294967295U); });
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 100001);
+    EXPECT_NEAR(total / 4294967295.0, 2.5 + 4 + 1 + 2 * 2.7266666667, 1e-8);
+    settings[VNDLP_TIME_EXPOSURE] = std::numeric_limits<float>::max();
+    settings[VNDLP_TIME_FIRST_LAYER_NUM] = std::numeric_limits<float>::max();
+    settings[VNDLP_TIME_FIRST_LAYER_EXPOSURE] = std::numeric_limits<float>::max();
+    const std::string longest = printed([&] { total = calPrintTime(settings, 4294967295U); });
+    EXPECT_TRUE(std::isfinite(total));
+    EXPECT_NE(longest.find("total hour : 2147483647 h "), std::string::npos);
+}
+
+}  // namespace
