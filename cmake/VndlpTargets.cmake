@@ -11,8 +11,16 @@ function(vndlp_configure_target target)
   target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+      # this version warns of std::string's own copies where a literal is joined with one
+      target_compile_options(${target} PRIVATE -Wno-restrict)
+    endif()
     if(VNDLP_WARNINGS_AS_ERRORS)
       target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(VNDLP_BUILD_FUZZ)
+      # coverage for the fuzzer, without its main
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
     if(VNDLP_SANITIZE)
       target_compile_options(${target} PRIVATE -fsanitize=${VNDLP_SANITIZE} -fno-sanitize-recover=all

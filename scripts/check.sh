@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Runs checks by name, in the order given; installs what each needs.
+#   test    build with warnings as errors, run all tests
+#   asan    the same under the address and undefined-behaviour sanitizers
+#   tsan    the tests of what runs in threads, under the thread sanitizer
+#   format  sources are formatted as .clang-format says
+#   lint    clang-tidy finds nothing
+#   bench   build and run the benchmarks
+#   fuzz    build the fuzz targets and run each for a minute
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+jobs=$(nproc)
+sources() { git ls-files '*.h' '*.cpp' '*.c'; }
+
+build_and_test() {  # PRESET [CTEST ARGUMENTS]
+  scripts/install-deps.sh build test
+  cmake --preset "$1"
+  cmake --build --preset "$1"
+  ctest --preset "$1" -j "$jobs" "${@:2}"
+}
+
+check_format() {
+  scripts/install-deps.sh lint
+  sources | xargs clang-format --dry-run -Werror
+  echo "format: ok"
+}
+
+check_lint() {
+  scripts/install-deps.sh build test lint
+  cmake --preset release
+  # the library and the program; tests and examples are held to the compiler's warnings
+  git ls-files 'io/*.cpp' 'image/*.cpp' 'vndlp/*.cpp' 'ctb/*.cpp' 'v4/*.cpp' 'printtime/*.cpp' 'writer/*.cpp' \
+    'tools/*.cpp' | xargs -P "$jobs" -n 3 clang-tidy --quiet -p build/release
+  echo "lint: ok"
+}
+
+run_benchmarks() {
+  scripts/install-deps.sh build bench
+  cmake --preset bench
+  cmake --build --preset bench
+  for program in build/bench/bench/*_bench; do "$program"; done
+}
+
+run_fuzzers() {
+  scripts/install-deps.sh build fuzz
+  cmake --preset fuzz
+  cmake --build --preset fuzz
+  for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
+}
+
+for check in "${@:-test}"; do
+  case "$check" in
+    test) build_and_test release ;;
+    asan) build_and_test asan-ubsan ;;
+    tsan) build_and_test tsan -R 'Thread|Concurrent|Parallel' ;;
+    format) check_format ;;
+    lint) check_lint ;;
+    bench) run_benchmarks ;;
+    fuzz) run_fuzzers ;;
+    *) echo "unknown check: $check" >&2; exit 2 ;;
+  esac
+done

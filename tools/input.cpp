@@ -1,0 +1,112 @@
+#include "tools/input.h"
+
+#include "tools/failure.h"
+#include "tools/job.h"
+#include "tools/slice_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+
+namespace vndlp::tools {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// True for folders and zip archives, which hold jobs; slice files are told by their own magics.
+bool isJob(const std::string& path) {
+    if (fs::is_directory(path)) return true;
+    std::ifstream file(path, std::ios::binary);
+    char head[2] = {};
+    file.read(head, sizeof head);
+    const std::string extension = fs::path(path).extension().string();
+    return (head[0] == 'P' && head[1] == 'K') || extension == ".sl1" || extension == ".sl1s" || extension == ".zip";
+}
+
+void takeJobSettings(const JobSettings& job, const std::string& where, Input& input) {
+    PrintSettings& s = input.settings;
+    const auto number = [&](const char* key, const auto& value) {
+        if (value) s.set(key, static_cast<double>(*value), Origin::job, where);
+    };
+    if (job.printerModel && !job.printerModel->empty()) s.set("machine", *job.printerModel, Origin::job, where);
+    if (job.materialName && !job.materialName->empty()) s.set("resin", *job.materialName, Origin::job, where);
+    // the display is described as it is built in; portrait images are turned against it
+    const bool portrait = job.displayOrientation == DisplayOrientation::kPortrait;
+    number("display_width_mm", portrait ? job.displayHeightMm : job.displayWidthMm);
+    number("display_height_mm", portrait ? job.displayWidthMm : job.displayHeightMm);
+    number("machine_height_mm", job.maxPrintHeightMm);
+    number("layer_height_mm", job.layerHeightMm);
+    number("exposure_s", job.exposureSeconds);
+    number("bottom_exposure_s", job.firstExposureSeconds);
+    number("resin_ml", job.usedMaterialMl);
+    number("print_time_s", job.printTimeSeconds);
+    if (job.usedMaterialMl && job.materialDensity) {
+        s.set("resin_g", *job.usedMaterialMl * *job.materialDensity, Origin::job, where);
+    }
+    input.notes = job.assumptions;
+    if (job.fadeLayers) {
+        const int bottom = bottomLayerCount(*job.fadeLayers);
+        s.set("bottom_layers", bottom, Origin::job, where);
+        input.notes.push_back("bottom_layers = " + std::to_string(bottom) + ", from the job's " +
+                              std::to_string(*job.fadeLayers) + " fading layers");
+    }
+}
+
+}  // namespace
+
+Input openInput(const std::string& path) {
+    Input input;
+    std::error_code ignored;
+    if (!fs::exists(path, ignored)) throw Failure(path + ": does not exist");
+    if (isJob(path)) {
+        std::shared_ptr<LayerSource> job = openJob(path);
+        input.width = job->width();
+        input.height = job->height();
+        input.layerCount = job->layerCount();
+        input.pictures = job->thumbnails();
+        takeJobSettings(job->settings(), path, input);
+        input.readLayer = [job](int index, GreyImage& out) { job->readLayer(index, out); };
+        input.countLitPixels = [job](int index, GreyImage& scratch) {
+            job->readLayer(index, scratch);
+            return countLit(scratch);
+        };
+        return input;
+    }
+    std::shared_ptr<SliceFile> file = openSliceFile(path);
+    if (!file->hasImages()) throw Failure(path + ": its layers are geometry, not images, and cannot be converted");
+    input.width = file->width();
+    input.height = file->height();
+    input.layerCount = file->layerCount();
+    input.settings = file->settings();
+    for (Preview& preview : file->previews()) {
+        if (!isBlank(preview.image)) input.pictures.push_back(std::move(preview.image));
+    }
+    input.readLayer = [file](int index, GreyImage& out) { file->readLayer(index, out); };
+    input.countLitPixels = [file](int index, GreyImage&) {
+        return static_cast<double>(file->layerFacts(index).litPixels);
+    };
+    return input;
+}
+
+double countLit(const GreyImage& image) {
+    constexpr unsigned char kDarkest = 15;
+    // rows are counted in 32 bits, which the compiler turns into vector code
+    double lit = 0;
+    const auto width = static_cast<std::size_t>(image.width);
+    for (std::size_t row = 0; row < static_cast<std::size_t>(image.height); ++row) {
+        const unsigned char* pixels = image.pixels.data() + row * width;
+        lit += static_cast<double>(std::count_if(pixels, pixels + width, [](unsigned char p) { return p > kDarkest; }));
+    }
+    return lit;
+}
+
+bool isBlank(const ColourImage& image) {
+    for (std::size_t i = 0; i < image.pixels.size(); i += 4) {
+        if (image.pixels[i] != 0 || image.pixels[i + 1] != 0 || image.pixels[i + 2] != 0) return false;
+    }
+    return true;
+}
+
+}  // namespace vndlp::tools

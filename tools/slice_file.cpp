@@ -1,0 +1,48 @@
+#include "tools/slice_file.h"
+
+#include "tools/failure.h"
+
+#include <vndlp/checksum.h>
+
+namespace vndlp::tools {
+
+namespace {
+
+/// One row a format: how a file of it is recognised and what reads it.
+struct FormatReader {
+    bool (*recognises)(const std::string& path);
+    std::unique_ptr<SliceFile> (*open)(const std::string& path);
+    std::vector<Finding> (*verify)(const std::string& path);
+};
+
+bool isVendorFile(const std::string& path) {
+    std::string magic;
+    int version = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    return CheckSum::instance().getFileVersionInfo(path.c_str(), magic, version, type) == 0 && magic != "VNLINEV2";
+}
+
+constexpr FormatReader kReaders[] = {
+    {isVendorFile, openVendorFile, verifyVendorFile},
+};
+
+const FormatReader& readerFor(const std::string& path) {
+    std::string magic;
+    int version = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    if (CheckSum::instance().getFileVersionInfo(path.c_str(), magic, version, type) == -2) {
+        throw Failure(path + ": cannot be opened");
+    }
+    for (const FormatReader& reader : kReaders) {
+        if (reader.recognises(path)) return reader;
+    }
+    throw Failure(path + ": not a slice file this program knows (.vndlp)");
+}
+
+}  // namespace
+
+std::unique_ptr<SliceFile> openSliceFile(const std::string& path) { return readerFor(path).open(path); }
+
+std::vector<Finding> verifySliceFile(const std::string& path) { return readerFor(path).verify(path); }
+
+}  // namespace vndlp::tools
