@@ -30,8 +30,9 @@ function(vndlp_configure_target target)
   endif()
 endfunction()
 
-# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves.
+# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves. Sets VNDLP_HAVE_LIBDEFLATE.
 function(vndlp_use_libdeflate target)
+  set(VNDLP_HAVE_LIBDEFLATE OFF PARENT_SCOPE)
   if(VNDLP_WITH_LIBDEFLATE STREQUAL "OFF")
     return()
   endif()
@@ -40,9 +41,67 @@ function(vndlp_use_libdeflate target)
   mark_as_advanced(LIBDEFLATE_INCLUDE_DIR LIBDEFLATE_LIBRARY)
   if(LIBDEFLATE_INCLUDE_DIR AND LIBDEFLATE_LIBRARY)
     target_include_directories(${target} PRIVATE ${LIBDEFLATE_INCLUDE_DIR})
-    target_link_libraries(${target} PRIVATE ${LIBDEFLATE_LIBRARY})
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${LIBDEFLATE_LIBRARY}>)
     target_compile_definitions(${target} PRIVATE VNDLP_HAVE_LIBDEFLATE)
+    set(VNDLP_HAVE_LIBDEFLATE ON PARENT_SCOPE)
   elseif(VNDLP_WITH_LIBDEFLATE STREQUAL "ON")
     message(FATAL_ERROR "libdeflate was not found; install libdeflate-dev or set VNDLP_WITH_LIBDEFLATE=OFF")
   endif()
+endfunction()
+
+# Takes the mesh type from trimesh2 as VNDLP_WITH_TRIMESH2 and VNDLP_TRIMESH2_ROOT say; without it the header of our own
+# serves. The choice is part of the binary interface, so whoever uses the target gets the definition and the header.
+# Sets VNDLP_TRIMESH2_INCLUDE_DIR (empty without trimesh2) and VNDLP_TRIMESH2_LIBRARY (empty where there is none).
+function(vndlp_use_trimesh2 target)
+  set(VNDLP_TRIMESH2_INCLUDE_DIR "" PARENT_SCOPE)
+  set(VNDLP_TRIMESH2_LIBRARY "" PARENT_SCOPE)
+  # searched anew each time, so that another root takes effect
+  unset(vndlp_trimesh2_include CACHE)
+  unset(vndlp_trimesh2_library CACHE)
+  unset(vndlp_trimesh2_works CACHE)
+  if(VNDLP_WITH_TRIMESH2 STREQUAL "OFF")
+    if(VNDLP_TRIMESH2_ROOT)
+      message(FATAL_ERROR "VNDLP_WITH_TRIMESH2 is OFF, but VNDLP_TRIMESH2_ROOT is set")
+    endif()
+    return()
+  endif()
+  if(VNDLP_TRIMESH2_ROOT)
+    set(where PATHS ${VNDLP_TRIMESH2_ROOT} NO_DEFAULT_PATH)
+  endif()
+  find_path(vndlp_trimesh2_include TriMesh.h ${where} PATH_SUFFIXES include include/trimesh include/trimesh2
+                                                                    trimesh trimesh2)
+  find_library(vndlp_trimesh2_library trimesh ${where} PATH_SUFFIXES lib lib64 ${CMAKE_INSTALL_LIBDIR} lib.Linux64)
+  mark_as_advanced(vndlp_trimesh2_include vndlp_trimesh2_library)
+
+  if(vndlp_trimesh2_include)
+    # a header of that name need not be the one that is meant
+    include(CheckCXXSourceCompiles)
+    set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)
+    set(CMAKE_REQUIRED_INCLUDES ${vndlp_trimesh2_include})
+    set(CMAKE_REQUIRED_QUIET ON)
+    check_cxx_source_compiles("#include <TriMesh.h>
+      float third(trimesh::TriMesh& mesh) {
+        mesh.vertices.emplace_back(1.0F, 2.0F, 3.0F);
+        const trimesh::point& first = mesh.vertices[0];
+        return first[2];
+      }" vndlp_trimesh2_works)
+  endif()
+  if(NOT vndlp_trimesh2_works)
+    if(VNDLP_TRIMESH2_ROOT)
+      message(FATAL_ERROR "no usable TriMesh.h below VNDLP_TRIMESH2_ROOT (${VNDLP_TRIMESH2_ROOT})")
+    elseif(VNDLP_WITH_TRIMESH2 STREQUAL "ON")
+      message(FATAL_ERROR "trimesh2 was not found; set VNDLP_TRIMESH2_ROOT, or VNDLP_WITH_TRIMESH2=OFF")
+    endif()
+    return()
+  endif()
+  if(NOT vndlp_trimesh2_library)
+    set(vndlp_trimesh2_library "")
+  endif()
+  message(STATUS "Meshes are those of trimesh2: ${vndlp_trimesh2_include} ${vndlp_trimesh2_library}")
+  target_compile_definitions(${target} PUBLIC VNDLP_WITH_TRIMESH2)
+  # the installed package finds header and library again where it is used
+  target_include_directories(${target} SYSTEM PUBLIC $<BUILD_INTERFACE:${vndlp_trimesh2_include}>)
+  target_link_libraries(${target} PUBLIC $<BUILD_INTERFACE:${vndlp_trimesh2_library}>)
+  set(VNDLP_TRIMESH2_INCLUDE_DIR "${vndlp_trimesh2_include}" PARENT_SCOPE)
+  set(VNDLP_TRIMESH2_LIBRARY "${vndlp_trimesh2_library}" PARENT_SCOPE)
 endfunction()

@@ -49,6 +49,24 @@ const char* headerName(int headerType) {
     }
 }
 
+/// Reads one polyline; false, with no point read, when the file holds less than it announces.
+/// \param packed scratch.
+bool readPolyline(FileRead& in, std::size_t coordinates, std::vector<unsigned char>& packed,
+                  std::vector<Vec3i>& points) {
+    if (in.remaining() < 4) return false;
+    const std::size_t pointBytes = 4 * coordinates;
+    const unsigned int pointCount = in.readUint32();
+    if (pointCount > in.remaining() / static_cast<long long>(pointBytes)) return false;
+    packed.resize(pointCount * pointBytes);
+    if (in.readBytes(packed.data(), packed.size()) != packed.size()) return false;
+    points.reserve(pointCount);
+    for (std::size_t at = 0; at < packed.size(); at += pointBytes) {
+        // a z in the file is dropped: the constructor makes it equal y
+        points.emplace_back(bigEndianInt32(packed.data() + at), bigEndianInt32(packed.data() + at + 4), 0);
+    }
+    return true;
+}
+
 void copyPreview(const DlpImage& preview, char* out) {
     if (preview.haveDatas() && out != nullptr) {
         std::memcpy(out, preview.bits(), static_cast<std::size_t>(preview.size()));
@@ -289,26 +307,14 @@ int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned in
     paths.clear();
     if (area != nullptr) *area = m_input->readUint32();
     const unsigned int pathCount = m_input->readUint32();
-    const unsigned int coordinates = withZ ? 3 : 2;
+    // a polyline takes at least its count; what the file cannot hold is not read and fails at the tag
+    bool complete = pathCount <= m_input->remaining() / 4;
+    if (complete) paths.reserve(pathCount);
     std::vector<unsigned char> packed;
-    for (unsigned int i = 0; i < pathCount; ++i) {
-        // a polyline takes at least its count, so a hostile number of them ends with the file
-        if (m_input->remaining() < 4) break;
-        const unsigned int pointCount = m_input->readUint32();
-        const long long held = std::min<long long>(pointCount, m_input->remaining() / (4 * coordinates));
-        packed.resize(static_cast<std::size_t>(held) * 4 * coordinates);
-        m_input->readBytes(packed.data(), packed.size());
-        std::vector<Vec3i>& points = paths.emplace_back();
-        points.reserve(static_cast<std::size_t>(held));
-        const unsigned char* next = packed.data();
-        for (long long p = 0; p < held; ++p, next += 4 * coordinates) {
-            points.emplace_back(bigEndianInt32(next), bigEndianInt32(next + 4), 0);
-        }
-        if (held < pointCount) {
-            m_input->seek(0, 2);
-            break;
-        }
+    while (complete && paths.size() < pathCount) {
+        complete = readPolyline(*m_input, withZ ? 3 : 2, packed, paths.emplace_back());
     }
+    if (!complete) m_input->seek(0, 2);
     const int end = readLayerEnd();
     return end != kOk ? end : static_cast<int>(paths.size());
 }

@@ -1,5 +1,6 @@
 #include "vndlp/writer.h"
 
+#include "writer/line_writer.h"
 #include "writer/v2_writer.h"
 
 #include <new>
@@ -22,6 +23,7 @@ struct Ending {
 /// Tested in this order.
 constexpr Ending kEndings[] = {
     {".vndlp", makeWriter<DLPVNV2>},
+    {".vnline", makeWriter<DLPLine>},
 };
 
 }  // namespace

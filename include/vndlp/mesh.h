@@ -24,13 +24,15 @@ extern "C" VNDLP_API const int VNDLP_MESH_MARKER;
 namespace vndlp {
 namespace detail {
 /// Refers to the marker from everything that includes this header.
-struct MeshMarker {
-    static const int* use() { return &VNDLP_MESH_MARKER; }
-};
-#if defined(__GNUC__)
+#if defined(__has_attribute)
+#if __has_attribute(retain)
+__attribute__((retain))  // linkers that drop what nothing refers to keep it
+#endif
+#if __has_attribute(used)
 __attribute__((used))
 #endif
-static const int* const meshMarker = MeshMarker::use();
+#endif
+static const int* const meshMarker = &VNDLP_MESH_MARKER;
 }  // namespace detail
 }  // namespace vndlp
 

@@ -85,8 +85,9 @@ public:
     virtual int openFile() = 0;
 
     /// Takes the first three previews (their pixel pointers are moved out of the vector) and writes or prepares the
-    /// header. V2 and line files carry blank previews whatever is given. \return 0 on success; negative on failure;
-    /// with fewer than three previews their number, and nothing is written.
+    /// header. V2 and line files carry blank previews whatever is given. \return 0 on success; negative on failure (a
+    /// line file's head that could not be written shows in `finish` only); with fewer than three previews their number,
+    /// and nothing is written.
     virtual int writeHeader(std::vector<SliceImage>& previews) = 0;
 
     /// Delivers the next layer.
@@ -107,9 +108,11 @@ public:
     /// image without pixels.
     virtual int setLayerImageAt(int layerIndex, const SliceImage& image, double area) = 0;
 
-    /// Line files: a layer as mesh. \return the number of vertices; negative on failure.
+    /// Line files: a layer as mesh; x and y of its vertices are written. \return the number of vertices; negative on
+    /// failure.
     virtual int addLayerMesh(const trimesh::TriMesh& mesh, double area);
-    /// Line files: a layer as polylines. \param layerIndex not used: layers are written in the order of the calls.
+    /// Line files: a layer as polylines; x and y of their points are written. \param layerIndex not used: layers are
+    /// written in the order of the calls.
     virtual int addLayerPaths(unsigned layerIndex, const std::vector<std::vector<Vec3i>>& paths, double area);
     /// V4: rewrites the area of a stored layer.
     virtual void setLayerArea(int layerIndex, double area);
@@ -133,8 +136,8 @@ protected:
     DLPWriter();
 };
 
-/// Makes the writer for a path by its ending, case-sensitive: ".vndlp" the vendor container.
-/// \return a writer the caller owns; null for any other ending.
+/// Makes the writer for a path by its ending, case-sensitive: ".vndlp" the vendor container, ".vnline" its line
+/// variant. \return a writer the caller owns; null for any other ending.
 VNDLP_API DLPWriter* createDLPWriter(const std::string& path);
 
 }  // namespace vndlp

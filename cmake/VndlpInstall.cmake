@@ -1,0 +1,94 @@
+# Installs the library (component library), its headers, its CMake package and its pkg-config file (component dev). All
+# installed files can be moved together; CMAKE_INSTALL_*DIR may be absolute, and then stay where they say.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/vndlp)
+
+install(TARGETS vndlp EXPORT vndlp-targets
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+
+# only the mesh header the library was built with
+if(VNDLP_TRIMESH2_INCLUDE_DIR)
+  set(unused_header PATTERN trimesh_compat.h EXCLUDE)
+endif()
+install(DIRECTORY include/vndlp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev
+  FILES_MATCHING PATTERN "*.h" ${unused_header})
+
+# What the package needs of others. A shared library's private dependencies are its own affair.
+set(vndlp_static OFF)
+set(vndlp_needs_libdeflate OFF)
+if(NOT BUILD_SHARED_LIBS)
+  set(vndlp_static ON)
+  set(vndlp_needs_libdeflate ${VNDLP_HAVE_LIBDEFLATE})
+endif()
+set(vndlp_with_trimesh2 OFF)
+if(VNDLP_TRIMESH2_INCLUDE_DIR)
+  set(vndlp_with_trimesh2 ON)
+endif()
+set(vndlp_with_libtrimesh OFF)
+if(VNDLP_TRIMESH2_LIBRARY)
+  set(vndlp_with_libtrimesh ON)
+endif()
+get_filename_component(vndlp_trimesh2_library_dir "${VNDLP_TRIMESH2_LIBRARY}" DIRECTORY)
+
+install(EXPORT vndlp-targets NAMESPACE vndlp:: DESTINATION ${package_dir} COMPONENT dev)
+configure_package_config_file(cmake/vndlp-config.cmake.in ${PROJECT_BINARY_DIR}/vndlp-config.cmake
+  INSTALL_DESTINATION ${package_dir})
+# before 1.0 every minor version may change the interface
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/vndlp-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/vndlp-config.cmake ${PROJECT_BINARY_DIR}/vndlp-config-version.cmake
+  DESTINATION ${package_dir} COMPONENT dev)
+
+# A directory as the pkg-config file names it: relative to the prefix where it lies below it.
+function(vndlp_pc_path result path)
+  if(IS_ABSOLUTE "${path}")
+    string(FIND "${path}/" "${CMAKE_INSTALL_PREFIX}/" at)
+    if(at EQUAL 0)
+      file(RELATIVE_PATH path "${CMAKE_INSTALL_PREFIX}" "${path}")
+    endif()
+  endif()
+  if(NOT IS_ABSOLUTE "${path}")
+    set(path "\${prefix}/${path}")
+  endif()
+  set(${result} "${path}" PARENT_SCOPE)
+endfunction()
+
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(pc_prefix "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH pc_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${pc_prefix}")
+endif()
+vndlp_pc_path(pc_libdir "${CMAKE_INSTALL_LIBDIR}")
+vndlp_pc_path(pc_includedir "${CMAKE_INSTALL_INCLUDEDIR}")
+set(pc_variables "")
+set(pc_cflags "-I\${includedir}")
+set(pc_libs "-L\${libdir} -lvndlp")
+set(pc_requires "")
+if(vndlp_static)
+  string(APPEND pc_cflags " -DVNDLP_STATIC")
+endif()
+if(vndlp_needs_libdeflate)
+  set(pc_requires "Requires.private: libdeflate\n")
+endif()
+if(vndlp_with_trimesh2)
+  string(APPEND pc_cflags " -DVNDLP_WITH_TRIMESH2")
+  if(NOT VNDLP_TRIMESH2_INCLUDE_DIR IN_LIST CMAKE_CXX_IMPLICIT_INCLUDE_DIRECTORIES)
+    vndlp_pc_path(dir "${VNDLP_TRIMESH2_INCLUDE_DIR}")
+    string(APPEND pc_variables "trimesh2_includedir=${dir}\n")
+    string(APPEND pc_cflags " -I\${trimesh2_includedir}")
+  endif()
+endif()
+if(vndlp_with_libtrimesh)
+  if(NOT vndlp_trimesh2_library_dir IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+    vndlp_pc_path(dir "${vndlp_trimesh2_library_dir}")
+    string(APPEND pc_variables "trimesh2_libdir=${dir}\n")
+    string(APPEND pc_libs " -L\${trimesh2_libdir}")
+  endif()
+  string(APPEND pc_libs " -ltrimesh")
+endif()
+configure_file(cmake/vndlp.pc.in ${PROJECT_BINARY_DIR}/vndlp.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/vndlp.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)

@@ -1,0 +1,74 @@
+# Installs a build, moves the tree, and builds and runs a program against it through find_package and pkg-config.
+#   BUILD_DIR       the build to install
+#   WORK_DIR        removed and made anew
+#   WITH_TRIMESH2   whether the build took its mesh type from trimesh2
+#   ABSOLUTE_DIR    set when CMAKE_INSTALL_*DIR of the build are absolute, below this directory: nothing is moved then
+#   CXX_COMPILER, CXX_FLAGS, GENERATOR
+include(${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake)
+
+file(REMOVE_RECURSE ${WORK_DIR})
+foreach(component library dev)
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --component ${component} --prefix ${WORK_DIR}/first)
+endforeach()
+if(ABSOLUTE_DIR)
+  set(tree ${ABSOLUTE_DIR})
+  file(GLOB_RECURSE config ${tree}/*/vndlp-config.cmake)
+  get_filename_component(config_dir ${config} DIRECTORY)
+  set(where -Dvndlp_DIR=${config_dir})
+else()
+  set(tree ${WORK_DIR}/moved)
+  file(RENAME ${WORK_DIR}/first ${tree})
+  set(where -DCMAKE_PREFIX_PATH=${tree})
+endif()
+
+# nothing remembers where it was built, and only the mesh header in use is there
+file(GLOB_RECURSE texts ${tree}/*.h ${tree}/*.cmake ${tree}/*.pc)
+get_filename_component(source_dir ${CMAKE_CURRENT_LIST_DIR}/../.. ABSOLUTE)
+foreach(path IN LISTS texts)
+  file(READ ${path} text)
+  foreach(place ${BUILD_DIR}/ ${source_dir}/include ${WORK_DIR}/first)
+    string(FIND "${text}" "${place}" at)
+    if(NOT at LESS 0)
+      message(FATAL_ERROR "${path} names ${place}")
+    endif()
+  endforeach()
+endforeach()
+file(GLOB_RECURSE compat ${tree}/*/trimesh_compat.h)
+list(LENGTH compat compat_count)
+if(WITH_TRIMESH2)
+  set(expected "meshes of trimesh2")
+  set(expected_compat_count 0)
+else()
+  set(expected "meshes of our own")
+  set(expected_compat_count 1)
+endif()
+if(NOT compat_count EQUAL expected_compat_count)
+  message(FATAL_ERROR "trimesh_compat.h is installed ${compat_count} times, expected ${expected_compat_count}")
+endif()
+
+function(expect_output output)
+  string(FIND "${output}" "${expected}" at)
+  if(at LESS 0)
+    message(FATAL_ERROR "the program said \"${output}\", not \"${expected}\"")
+  endif()
+endfunction()
+
+# find_package
+run(${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR} -B ${WORK_DIR}/find_package -G ${GENERATOR}
+    -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CXX_FLAGS} ${where})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/find_package)
+run(${WORK_DIR}/find_package/consumer ${WORK_DIR}/a.vnline OUTPUT output)
+expect_output("${output}")
+
+# pkg-config
+file(GLOB_RECURSE pc ${tree}/*/vndlp.pc)
+get_filename_component(pc_dir ${pc} DIRECTORY)
+get_filename_component(lib_dir ${pc_dir} DIRECTORY)
+find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} ${PKG_CONFIG} --cflags --libs vndlp OUTPUT flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+separate_arguments(own_flags UNIX_COMMAND "${CXX_FLAGS}")
+run(${CXX_COMPILER} ${own_flags} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/consumer ${flags}
+    -Wl,-rpath,${lib_dir})
+run(${WORK_DIR}/consumer ${WORK_DIR}/a.vnline OUTPUT output)
+expect_output("${output}")
