@@ -292,8 +292,11 @@ int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned in
     const unsigned int coordinates = withZ ? 3 : 2;
     std::vector<unsigned char> packed;
     for (unsigned int i = 0; i < pathCount; ++i) {
-        // a polyline takes at least its count, so a hostile number of them ends with the file
-        if (m_input->remaining() < 4) break;
+        // a polyline takes at least its count, so a hostile number of them ends with the file, and fails at the tag
+        if (m_input->remaining() < 4) {
+            m_input->seek(0, 2);
+            break;
+        }
         const unsigned int pointCount = m_input->readUint32();
         const long long held = std::min<long long>(pointCount, m_input->remaining() / (4 * coordinates));
         packed.resize(static_cast<std::size_t>(held) * 4 * coordinates);
