@@ -11,7 +11,7 @@ namespace vndlp {
 
 namespace {
 
-constexpr unsigned int kLongestText = 65536;  // bytes of UTF-16; a longer count is a null mark or damage
+constexpr unsigned int kLongestText = 65536;  // bytes; a longer count is a null mark or damage
 
 template <class Value>
 Value swapped(Value value) {
@@ -141,7 +141,8 @@ std::string FileRead::readString(unsigned int length) {
     const auto held = static_cast<std::size_t>(std::min<long long>(length, remaining()));
     std::string value(held, '\0');
     value.resize(readBytes(reinterpret_cast<unsigned char*>(value.data()), held));
-    if (value.size() == length) value.pop_back();
+    // zeros stand for what is missing, as in every short read; a cut magic must not pass for a shorter one
+    if (value.size() == length || length <= kLongestText) value.resize(length - 1);
     return value;
 }
 
@@ -153,7 +154,7 @@ std::string FileRead::readQAnsicString() {
     const unsigned int byteCount = readBigEndianUint32();
     if (byteCount == 0 || byteCount > kLongestText) return {};
     std::string units(byteCount / 2 * 2, '\0');
-    units.resize(readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size()) / 2 * 2);
+    readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size());
     std::string value(units.size() / 2, '\0');
     for (std::size_t i = 0; i < value.size(); ++i) value[i] = units[2 * i + 1];
     return value;
