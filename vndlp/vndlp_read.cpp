@@ -86,6 +86,7 @@ VndlpRead& VndlpRead::operator=(const VndlpRead& other) {
 
 VndlpRead::~VndlpRead() = default;
 
+// the signature is the exported one: NOLINTNEXTLINE(performance-unnecessary-value-param)
 int VndlpRead::openDlpFile(std::string path, bool checkSum) {
     close();
     if (checkSum) {
@@ -289,7 +290,7 @@ int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned in
     paths.clear();
     if (area != nullptr) *area = m_input->readUint32();
     const unsigned int pathCount = m_input->readUint32();
-    const unsigned int coordinates = withZ ? 3 : 2;
+    const long long pointBytes = withZ ? 12 : 8;
     std::vector<unsigned char> packed;
     for (unsigned int i = 0; i < pathCount; ++i) {
         // a polyline takes at least its count, so a hostile number of them ends with the file, and fails at the tag
@@ -298,13 +299,13 @@ int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned in
             break;
         }
         const unsigned int pointCount = m_input->readUint32();
-        const long long held = std::min<long long>(pointCount, m_input->remaining() / (4 * coordinates));
-        packed.resize(static_cast<std::size_t>(held) * 4 * coordinates);
+        const long long held = std::min<long long>(pointCount, m_input->remaining() / pointBytes);
+        packed.resize(static_cast<std::size_t>(held * pointBytes));
         m_input->readBytes(packed.data(), packed.size());
         std::vector<Vec3i>& points = paths.emplace_back();
         points.reserve(static_cast<std::size_t>(held));
         const unsigned char* next = packed.data();
-        for (long long p = 0; p < held; ++p, next += 4 * coordinates) {
+        for (long long p = 0; p < held; ++p, next += pointBytes) {
             points.emplace_back(bigEndianInt32(next), bigEndianInt32(next + 4), 0);
         }
         if (held < pointCount) {
