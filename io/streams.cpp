@@ -11,7 +11,7 @@ namespace vndlp {
 
 namespace {
 
-constexpr unsigned int kLongestText = 65536;  // bytes of UTF-16; a longer count is a null mark or damage
+constexpr unsigned int kLongestText = 65536;  // bytes; a longer count is a null mark or damage
 
 template <class Value>
 Value swapped(Value value) {
@@ -117,6 +117,7 @@ unsigned int FileRead::readLittleEndianUint32() { return read<unsigned int>(Litt
 long long FileRead::readLittleEndianInt64() { return read<long long>(LittleEndian); }
 unsigned long long FileRead::readLittleEndianUint64() { return read<unsigned long long>(LittleEndian); }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 #define VNDLP_READ_OPERATOR(Type)                 \
     FileRead& FileRead::operator>>(Type& value) { \
         value = read<Type>(m_fileOrder);          \
@@ -134,6 +135,7 @@ VNDLP_READ_OPERATOR(unsigned long long)
 VNDLP_READ_OPERATOR(float)
 VNDLP_READ_OPERATOR(double)
 #undef VNDLP_READ_OPERATOR
+// NOLINTEND(bugprone-macro-parentheses)
 
 std::string FileRead::readString(unsigned int length) {
     if (length == 0) return {};
@@ -141,7 +143,8 @@ std::string FileRead::readString(unsigned int length) {
     const auto held = static_cast<std::size_t>(std::min<long long>(length, remaining()));
     std::string value(held, '\0');
     value.resize(readBytes(reinterpret_cast<unsigned char*>(value.data()), held));
-    if (value.size() == length) value.pop_back();
+    // zeros stand for what is missing, as in every short read; a cut magic must not pass for a shorter one
+    if (value.size() == length || length <= kLongestText) value.resize(length - 1);
     return value;
 }
 
@@ -152,9 +155,9 @@ std::string FileRead::readStdStringLittleEndian() { return readString(readLittle
 std::string FileRead::readQAnsicString() {
     const unsigned int byteCount = readBigEndianUint32();
     if (byteCount == 0 || byteCount > kLongestText) return {};
-    std::string units(byteCount / 2 * 2, '\0');
-    units.resize(readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size()) / 2 * 2);
-    std::string value(units.size() / 2, '\0');
+    std::string value(byteCount / 2, '\0');
+    std::string units(2 * value.size(), '\0');
+    readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size());
     for (std::size_t i = 0; i < value.size(); ++i) value[i] = units[2 * i + 1];
     return value;
 }
@@ -296,6 +299,7 @@ void FileWrite::writeLittleEndianUint32(unsigned int value) { write(value, Littl
 void FileWrite::writeLittleEndianInt64(long long value) { write(value, LittleEndian); }
 void FileWrite::writeLittleEndianUint64(unsigned long long value) { write(value, LittleEndian); }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 #define VNDLP_WRITE_OPERATOR(Type)                 \
     FileWrite& FileWrite::operator<<(Type value) { \
         write(value, m_fileOrder);                 \
@@ -313,6 +317,7 @@ VNDLP_WRITE_OPERATOR(unsigned long long)
 VNDLP_WRITE_OPERATOR(float)
 VNDLP_WRITE_OPERATOR(double)
 #undef VNDLP_WRITE_OPERATOR
+// NOLINTEND(bugprone-macro-parentheses)
 
 FileWrite& FileWrite::operator<<(std::string value) {
     writeStdString(value);

@@ -1,1 +1,208 @@
-#include <gtest/gtest.h>
+#include "support/bytes.h"
+#include "support/files.h"
+
+#include <vndlp/checksum.h>
+
+#include <array>
+#include <random>
+#include <thread>
+
+namespace vndlp::test {
+namespace {
+
+using ChecksumTest = FileTest;
+
+CheckSum& sums() { return CheckSum::instance(); }
+
+/// A file head: magic string, then bytes that stand for the version.
+Bytes head(std::string_view magic, const std::vector<unsigned char>& behind = {0, 3, 0, 0}) {
+    return Bytes().string(magic).raw(behind);
+}
+
+Bytes noise(std::size_t size) {
+    std::mt19937 random(7);
+    Bytes bytes(size);
+    for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(random());
+    return bytes;
+}
+
+// ctest runs each test in a process of its own, so this is the instance's first use
+TEST(CheckSumInstance, FirstUseByManyThreadsGivesOneInstance) {
+    std::array<std::pair<CheckSum*, unsigned>, 8> seen;
+    std::vector<std::thread> threads;
+    for (auto& [instance, crc] : seen) {
+        threads.emplace_back([&instance = instance, &crc = crc] {
+            unsigned char digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
+            instance = &CheckSum::instance();
+            crc = instance->makeCrc(0, digits, 9);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (const auto& each : seen) EXPECT_EQ(each, std::pair(&sums(), 0x2DFD2D88U));  // the CRC's known check value
+}
+
+TEST(CheckSumCrc, EqualsThePlainLoopWhereverItIsSplit) {
+    Bytes data = noise(5000);
+    EXPECT_EQ(sums().makeCrc(0x1234, nullptr, 0), 0x1234U);
+    for (unsigned length = 0; length < 100; ++length) {
+        for (const unsigned start : {0U, 1U, 7U}) {
+            EXPECT_EQ(sums().makeCrc(length, data.data() + start, length),
+                      plainCrc(data.data() + start, length, length));
+        }
+    }
+    for (const unsigned split : {1U, 63U, 64U, 1024U, 4999U}) {
+        const unsigned first = sums().makeCrc(0, data.data(), split);
+        EXPECT_EQ(sums().makeCrc(first, data.data() + split, 5000 - split), plainCrc(data.data(), 5000));
+    }
+    CheckSum copy = sums();
+    EXPECT_EQ(copy.makeCrc32Table(), 0);
+    EXPECT_EQ(copy.makeCrc(0, data.data(), 5000), plainCrc(data.data(), 5000));
+}
+
+TEST_F(ChecksumTest, EveryMagicTellsItsVersionAndTrailer) {
+    struct Row {
+        const char* magic;
+        std::vector<unsigned char> behind;
+        int code, version;
+        EnumCheckSumType type;
+    };
+    const Row rows[] = {
+        {"MKSDLP", {0, 9, 0, 9}, 0, 0, CHECKSUM_NONE},
+        {"VNKT3D", {0, 9, 0, 9}, 0, 0, CHECKSUM_NONE},
+        {"VNKT3D3", {0, 9, 0, 9}, 0, 0, CHECKSUM_XOR},
+        {"VNKT3DV3", {0, 9}, 0, 0, CHECKSUM_XOR},
+        {"VNKT3DV2", {0, 2}, 0, 2, CHECKSUM_XOR},
+        {"VNKT3DV2", {0, 3}, 0, 3, CHECKSUM_CRC32},
+        {"VNKT3DV2", {0, 0, 0, 5}, 0, 5, CHECKSUM_CRC32},
+        {"VNKT3DV2", {0, 0, 0, 0}, 0, 0, CHECKSUM_XOR},
+        {"VNKT3DV2", {0xFF, 1}, 0, 0xFF01, CHECKSUM_CRC32},
+        {"VNKT3DV2", {0, 0, 0}, -3, 0, CHECKSUM_NONE},
+        {"VNLINEV2", {1, 2}, 0, 0x102, CHECKSUM_CRC32},
+        {"VNLINEV2", {0, 0, 0, 7}, 0, 0, CHECKSUM_CRC32},
+        {"vnlinev2", {0, 3}, -4, 0, CHECKSUM_NONE},
+        {"VNKT3DV", {0, 3, 0}, -4, 0, CHECKSUM_NONE},
+        {"VNKT3DV2longer", {0, 3, 0}, -4, 0, CHECKSUM_NONE},
+        {"VNLINEV2", {0}, -3, 0, CHECKSUM_NONE},
+    };
+    for (const Row& row : rows) {
+        const std::string file = writeFile(path("sniffed"), head(row.magic, row.behind));
+        std::string name;
+        int version = -9;
+        EnumCheckSumType type = CHECKSUM_NONE;
+        EXPECT_EQ(sums().getFileVersionInfo(file.c_str(), name, version, type), row.code) << row.magic;
+        EXPECT_EQ(type, row.type) << row.magic;
+        EXPECT_TRUE(row.code == -3 || name == std::string(row.magic).substr(0, 11)) << name;
+        EXPECT_EQ(version, row.version) << row.magic;
+    }
+    std::string name;
+    int version = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    EXPECT_EQ(sums().getFileVersionInfo(nullptr, name, version, type), -1);
+    EXPECT_EQ(sums().getFileVersionInfo(path("missing").c_str(), name, version, type), -2);
+}
+
+TEST_F(ChecksumTest, FilesAreSealedAndVerifiedByTheirVersion) {
+    struct Row {
+        const char* magic;
+        void (*seal)(Bytes&);
+        const char* told;
+    };
+    const Row rows[] = {{"VNKT3D", nullptr, "versionName:VNKT3D, subVersionNum:0, checktype:0\n"},
+                        {"VNKT3D3", sealWithXor, "versionName:VNKT3D3, subVersionNum:0, checktype:1\n"},
+                        {"VNLINEV2", sealWithCrc, "versionName:VNLINEV2, subVersionNum:3, checktype:2\n"}};
+    for (const Row& row : rows) {
+        Bytes expected = head(row.magic).raw(noise(300));
+        const std::string file = writeFile(path("sealed"), expected);
+        Printed printed;
+        EXPECT_EQ(sums().appendFileSum(file.c_str()), 0);
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + row.told);
+        if (row.seal != nullptr) row.seal(expected);
+        EXPECT_TRUE(sameBytes(readFile(file), expected)) << row.magic;
+        EXPECT_EQ(sums().checkFileSum(file.c_str()), 0);
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + row.told);
+        const Bytes trailer(expected.end() - 4, expected.end());
+        const int sum = sums().getFileSum(file.c_str());
+        EXPECT_TRUE(sameBytes(Bytes().u32(static_cast<unsigned>(sum)), row.seal != nullptr ? trailer : Bytes(4)));
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + row.told) << "one text for all three";
+        corruptByte(file, 100, static_cast<unsigned char>(expected[100] ^ 1));
+        EXPECT_EQ(sums().checkFileSum(file.c_str()), row.seal != nullptr ? -5 : 0);
+        EXPECT_EQ(sums().getFileSize(file.c_str()), static_cast<long long>(expected.size()));
+    }
+    Printed printed;
+    const std::string unknown = writeFile(path("unknown"), head("OTHER").fill(9, 0));
+    EXPECT_EQ(sums().appendFileSum(unknown.c_str()), -1);
+    EXPECT_EQ(sums().checkFileSum(path("missing").c_str()), -1);
+    EXPECT_EQ(sums().getFileSum(nullptr), -1);
+    EXPECT_EQ(printed.take(),
+              "getFileVersionInfo failed, ret:-4\ngetFileVersionInfo failed, ret:-2\n"
+              "getFileVersionInfo failed, ret:-1\n");
+}
+
+TEST_F(ChecksumTest, SumsCoverFilesOfEveryLength) {
+    constexpr std::size_t kBlock = 1u << 18;
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1024}, kBlock, kBlock + 1}) {
+        Bytes crc = noise(size);
+        Bytes xors = crc;
+        const std::string crcFile = writeFile(path("crc"), crc);
+        const std::string xorFile = writeFile(path("xor"), xors);
+        EXPECT_EQ((Codes{sums().appendFileSumCrc32(crcFile.c_str()), sums().appendFileSumXor(xorFile.c_str())}),
+                  Codes(2));
+        sealWithCrc(crc);
+        sealWithXor(xors);
+        EXPECT_TRUE(sameBytes(readFile(crcFile), crc)) << size;
+        EXPECT_TRUE(sameBytes(readFile(xorFile), xors)) << size;
+        EXPECT_EQ((Codes{sums().checkFileSumCrc32(crcFile.c_str()), sums().checkFileSumXor(xorFile.c_str())}),
+                  Codes(2));
+        EXPECT_EQ(static_cast<unsigned>(sums().getFileSumCrc32(crcFile.c_str())), plainCrc(crc.data(), size));
+        EXPECT_EQ(static_cast<unsigned>(sums().getFileSumXor(xorFile.c_str())), plainXor(xors.data(), size));
+    }
+}
+
+TEST_F(ChecksumTest, XorCheckToleratesTrailersOfUnsignedSums) {
+    struct Row {
+        std::vector<unsigned char> content;
+        unsigned stored;
+        int code;
+    };
+    const Row rows[] = {
+        {{0x80}, 0xFFFFFF80, 0}, {{0x80}, 0x00000080, 0}, {{0x30}, 0x00000030, 0},  {{0x30}, 0x000000D0, 0},
+        {{0x30}, 0xFFFFFF30, 0}, {{0xD0}, 0x000000D0, 0}, {{0x30}, 0x00000031, -5}, {{0x30}, 0x000001D0, -5},
+        {{0x00}, 0x00000100, 0}, {{0x00}, 0xFFFFFF00, 0}, {{0x00}, 0x80000000, -5}, {{}, 0, 0},
+    };
+    for (const Row& row : rows) {
+        const std::string file = writeFile(path("xor"), Bytes().raw(row.content).u32(row.stored));
+        EXPECT_EQ(sums().checkFileSumXor(file.c_str()), row.code) << std::hex << row.stored;
+    }
+}
+
+TEST_F(ChecksumTest, EveryFailureHasItsCode) {
+    using Member = int (CheckSum::*)(const char*);
+    const std::string tiny = writeFile(path("tiny"), {1, 2, 3});
+    for (const Member member :
+         {&CheckSum::appendFileSumCrc32, &CheckSum::appendFileSumXor, &CheckSum::checkFileSumCrc32,
+          &CheckSum::checkFileSumXor, &CheckSum::getFileSumCrc32, &CheckSum::getFileSumXor}) {
+        EXPECT_EQ((sums().*member)(nullptr), -1);
+        EXPECT_EQ((sums().*member)(path("missing").c_str()), -2);
+        EXPECT_EQ((sums().*member)(path("").c_str()), -2) << "a directory";
+    }
+    // no trailer to read; nothing to sum; a wrong trailer
+    EXPECT_EQ((Codes{sums().checkFileSumCrc32(tiny.c_str()), sums().checkFileSumXor(tiny.c_str()),
+                     sums().getFileSumCrc32(tiny.c_str()),
+                     sums().checkFileSumCrc32(writeFile(path("wrong"), {1, 0, 0, 0, 0}).c_str())}),
+              (Codes{-4, -4, 0, -5}));
+    EXPECT_EQ((Codes{sums().getFileSize(nullptr), sums().getFileSize(path("missing").c_str())}), (Codes{-1, -2}));
+}
+
+TEST_F(ChecksumTest, ATrailerThatDoesNotFitIsAFailure) {
+    const std::string file = writeFile(path("full"), noise(200));
+    Printed printed;
+    const FileSizeLimit limit(202);
+    EXPECT_EQ(sums().appendFileSumCrc32(file.c_str()), -4);
+    EXPECT_EQ(printed.take(), "");
+    truncate(file, 200);
+    EXPECT_EQ(sums().appendFileSumXor(file.c_str()), -4);
+    EXPECT_EQ(printed.take(), "appendFileSumXor error -4\n");
+}
+
+}  // namespace
+}  // namespace vndlp::test

@@ -1,1 +1,195 @@
-#include <gtest/gtest.h>
+#include "support/bytes.h"
+#include "support/files.h"
+
+#include <vndlp/image.h>
+
+#include <cstdlib>
+#include <random>
+#include <tuple>
+
+namespace vndlp::test {
+namespace {
+
+using RunTuple = std::tuple<float, float, float, float, int>;
+
+RunTuple tupleOf(const WhiteData& run) { return {run.start.x, run.start.y, run.end.x, run.end.y, run.grey}; }
+
+std::vector<RunTuple> runsOf(Bytes& pixels, int width, int height) {
+    std::vector<WhiteData> runs;
+    EXPECT_EQ(grayDataVecWhiteData(pixels.data(), width, height, runs), 0);
+    std::vector<RunTuple> tuples;
+    for (const WhiteData& run : runs) tuples.push_back(tupleOf(run));
+    return tuples;
+}
+
+/// The column walk that defines what runs are.
+std::vector<RunTuple> plainRunsOf(const Bytes& pixels, int width, int height) {
+    std::vector<RunTuple> runs;
+    for (int x = 0; x < width; ++x) {
+        int first = -1;
+        int last = -1;
+        int grey = 0;
+        const auto closeRun = [&] {
+            const auto column = static_cast<float>(x);
+            if (first >= 0)
+                runs.emplace_back(column, static_cast<float>(first), column, static_cast<float>(last), grey);
+        };
+        for (int y = 0; y < height; ++y) {
+            const int pixel = pixels[static_cast<std::size_t>(y * width + x)];
+            if (pixel <= 15) continue;
+            if (first < 0 || pixel != grey || y - last > 1) {
+                closeRun();
+                first = y;
+                grey = pixel;
+            }
+            last = y;
+        }
+        closeRun();
+    }
+    return runs;
+}
+
+TEST(Points, ThirdConstructorArgumentIsNotUsed) {
+    EXPECT_EQ(Vec3i(1, 2, 3).z, 2);
+    EXPECT_EQ(Vec3f(1, 2, 3).z, 2);
+    Vec3i point(1, 2, 3);
+    point.setX(-1.9F);
+    point.setY(1.9F);
+    point.setZ(3);
+    EXPECT_EQ((Codes{point.x, point.y, point.z}), (Codes{-1, 1, 3}));
+}
+
+TEST(Runs, FollowGreyValuesAndGaps) {
+    Bytes pixels = {16, 16, 15, 200,  // four columns, five rows
+                    16, 17, 15, 0,    //
+                    0,  17, 15, 200,  //
+                    16, 0,  15, 200,  //
+                    0,  15, 15, 255};
+    const std::vector<RunTuple> expected = {{0, 0, 0, 1, 16},  {0, 3, 0, 3, 16},  {1, 0, 1, 0, 16}, {1, 1, 1, 2, 17},
+                                            {3, 0, 3, 0, 200}, {3, 2, 3, 3, 200}, {3, 4, 3, 4, 255}};
+    EXPECT_EQ(runsOf(pixels, 4, 5), expected);
+    std::vector<WhiteData> runs(1);
+    grayDataVecWhiteData(pixels.data(), 4, 5, runs);
+    EXPECT_EQ(runs.size(), 8U) << "behind what the vector held";
+}
+
+TEST(Runs, EqualThePlainColumnWalk) {
+    std::mt19937 random(11);
+    const auto pick = [&random](std::initializer_list<int> values) {
+        return static_cast<unsigned char>(values.begin()[random() % values.size()]);
+    };
+    for (const int width : {0, 1, 7, 8, 9, 255, 256, 257, 511, 512, 513, 1023, 1024, 1025, 2049}) {
+        for (const int height : {0, 1, 2, 17}) {
+            for (int content = 0; content < 5; ++content) {
+                Bytes pixels(static_cast<std::size_t>(width * height));
+                for (unsigned char& pixel : pixels) {
+                    if (content == 0) pixel = static_cast<unsigned char>(random());
+                    if (content == 1) pixel = pick({0, 15, 16, 255});
+                    if (content == 2) pixel = pick({0, 0, 0, 0, 0, 0, 0, 0, 15, 255});
+                    if (content == 3) pixel = 255;
+                    if (content == 4) pixel = 15;
+                }
+                const std::vector<RunTuple> expected = plainRunsOf(pixels, width, height);
+                ASSERT_EQ(runsOf(pixels, width, height), expected) << width << " x " << height << ", " << content;
+
+                std::vector<WhiteData> runs;
+                grayDataVecWhiteData(pixels.data(), width, height, runs);
+                Bytes packed = {9};
+                for (const WhiteData& run : runs) {
+                    packed.resize(packed.size() + kPackedRunBytes);
+                    whiteData2Bits(run, packed.data() + packed.size() - kPackedRunBytes);
+                }
+                std::vector<unsigned char> direct = {9};
+                grayDataPackedRuns(pixels.data(), width, height, direct);
+                ASSERT_TRUE(sameBytes(direct, packed)) << width << " x " << height << ", " << content;
+
+                Bytes painted(pixels.size());
+                paintWhiteData(runs, painted.data(), width, height);
+                for (unsigned char& pixel : pixels) pixel = pixel > 15 ? pixel : 0;
+                ASSERT_TRUE(sameBytes(painted, pixels)) << width << " x " << height << ", " << content;
+            }
+        }
+    }
+}
+
+TEST(Runs, NothingOutsideTheImageIsPainted) {
+    Bytes pixels(4);
+    std::vector<WhiteData> runs(3);
+    runs[0] = {{0, -5}, {0, 9}, 20};
+    runs[1] = {{2, 0}, {2, 1}, 30};
+    runs[2] = {{-1, 0}, {-1, 1}, 40};
+    paintWhiteData(runs, pixels.data(), 2, 2);
+    EXPECT_TRUE(sameBytes(pixels, {20, 0, 20, 0}));
+}
+
+TEST(PackedRun, HasItsFieldsInPlace) {
+    struct Row {
+        WhiteData run;
+        std::vector<unsigned char> bits;
+        RunTuple back;
+    };
+    const Row rows[] = {
+        {{{5, 1}, {5, 8191}, 255}, {0x00, 0x0F, 0xFF, 0xC0, 0x05, 0xFF}, {5, 1, 5, 8191, 255}},
+        {{{300, 0}, {300, 2}, 16}, {0x00, 0x00, 0x00, 0x81, 0x2C, 0x10}, {300, 0, 300, 2, 16}},
+        {{{16383, 8191}, {16383, 8191}, 16}, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x10}, {16383, 8191, 16383, 8191, 16}},
+        {{{2.9F, 4097.9F}, {7, 4098}, 17}, {0x80, 0x0C, 0x00, 0x80, 0x02, 0x11}, {2, 4097, 2, 4098, 17}},
+        {{{16384, 8192}, {0, 8193}, 256}, {0x00, 0x00, 0x00, 0x40, 0x00, 0x00}, {0, 0, 0, 1, 0}},  // too large
+    };
+    for (const Row& row : rows) {
+        std::vector<unsigned char> bits(6);
+        whiteData2Bits(row.run, bits.data());
+        EXPECT_TRUE(sameBytes(bits, row.bits));
+        WhiteData back;
+        bits2WhiteData(row.bits.data(), back);
+        EXPECT_EQ(tupleOf(back), row.back);
+    }
+}
+
+TEST(Image, OwnsItsPixels) {
+    DlpImage image(3, 2, DlpImage::PIXEL_RGB16);
+    EXPECT_FALSE(image.haveDatas());
+    EXPECT_EQ((Codes{image.widthBytes(), image.size(), DlpImage().pixelWidth()}), (Codes{6, 12, 1}));
+    EXPECT_EQ(DlpImage(1 << 20, 1 << 20).size(), 0) << "beyond an int";
+    image.needData();
+    EXPECT_EQ(std::string(image.bits(), 12), std::string(12, '\0'));
+    image.bits()[11] = 5;
+    image.needData();
+    DlpImage copy(image);
+    copy.bits()[11] = 6;
+    DlpImage grey(100, 100);
+    grey.needData();
+    grey = copy;
+    const DlpImage& same = grey;
+    grey = same;
+    EXPECT_EQ((Codes{image.bits()[11], grey.bits()[11], grey.size(), grey.pixelType()}), (Codes{5, 6, 12, 2}));
+
+    DlpImage moved(std::move(copy));
+    EXPECT_EQ(moved.bits()[11], 6);
+    moved = std::move(image);
+    char* detached = moved.detachData();
+    moved.release();
+    EXPECT_EQ(detached[11], 5) << "released by the caller";
+    std::free(detached);
+    grey = moved;
+    EXPECT_FALSE(grey.haveDatas());
+}
+
+TEST(Image, OnlyGreyOnesHaveRuns) {
+    std::vector<WhiteData> runs;
+    Printed printed;
+    DlpImage colour(1, 1, DlpImage::PIXEL_RGB16);
+    EXPECT_EQ(dlpImageGray2VecWhiteData(colour, runs), -1);
+    EXPECT_EQ(printed.take(), "image must be gray\n");
+    DlpImage grey(1, 1);
+    EXPECT_EQ(dlpImageGray2VecWhiteData(grey, runs), 0);
+    EXPECT_TRUE(runs.empty());
+    grey.needData();
+    grey.bits()[0] = '\xFF';
+    EXPECT_EQ(dlpImageGray2VecWhiteData(grey, runs), 0);
+    ASSERT_EQ(runs.size(), 1U);
+    EXPECT_EQ(runs[0].grey, 255);
+    EXPECT_EQ(printed.take(), "");
+}
+
+}  // namespace
+}  // namespace vndlp::test

@@ -58,8 +58,11 @@ void withActiveHeader(Structure& structure, Action&& action) {
 /// The same for the two kinds that have a version, a machine type and a back use.
 template <class Structure, class Action>
 void withVersionedHeader(Structure& structure, Action&& action) {
-    if (structure.headerType == kV2Header) action(structure.v2Header);
-    if (structure.headerType == kLineHeader) action(structure.lineHeader);
+    if (structure.headerType == kV2Header) {
+        action(structure.v2Header);
+    } else if (structure.headerType == kLineHeader) {
+        action(structure.lineHeader);
+    }
 }
 
 }  // namespace
@@ -140,9 +143,9 @@ int VndlpBackUse::read(FileRead& in) {
     return 0;
 }
 
-double DlpParameters::parsePlatformX() const { return std::atof(platformX.c_str()); }
-double DlpParameters::parsePlatformY() const { return std::atof(platformY.c_str()); }
-double DlpParameters::parseThickness() const { return std::atof(thickness.c_str()); }
+double DlpParameters::parsePlatformX() const { return std::strtod(platformX.c_str(), nullptr); }
+double DlpParameters::parsePlatformY() const { return std::strtod(platformY.c_str(), nullptr); }
+double DlpParameters::parseThickness() const { return std::strtod(thickness.c_str(), nullptr); }
 
 void DlpParameters::show() const {
     report("platformX = %s\n", platformX.c_str());

@@ -22,10 +22,10 @@ std::uint16_t previewPixel(unsigned char grey) {
 /// Fills a preview with pixels in the host's byte order.
 void fillPreview(const unsigned char* grey, DlpImage& preview) {
     if (grey == nullptr || !preview.haveDatas()) return;
-    const int pixels = preview.width() * preview.height();
-    for (int i = 0; i < pixels; ++i) {
+    const auto pixels = static_cast<std::size_t>(preview.width()) * static_cast<std::size_t>(preview.height());
+    for (std::size_t i = 0; i < pixels; ++i) {
         const std::uint16_t pixel = previewPixel(grey[i]);
-        std::memcpy(preview.bits() + 2 * i, &pixel, sizeof pixel);
+        std::memcpy(preview.bits() + sizeof pixel * i, &pixel, sizeof pixel);
     }
 }
 

@@ -104,6 +104,7 @@ VndlpRead& VndlpRead::operator=(const VndlpRead& other) {
 
 VndlpRead::~VndlpRead() = default;
 
+// the signature is the exported one: NOLINTNEXTLINE(performance-unnecessary-value-param)
 int VndlpRead::openDlpFile(std::string path, bool checkSum) {
     close();
     if (checkSum) {

@@ -83,6 +83,7 @@ VndlpWrite& VndlpWrite::operator=(const VndlpWrite& other) {
 
 VndlpWrite::~VndlpWrite() = default;
 
+// the signature is the exported one: NOLINTNEXTLINE(performance-unnecessary-value-param)
 int VndlpWrite::openDlpFile(std::string path) {
     if (m_output->open(path, 0) == 0) return kOk;
     report("error: %s can't open\n", path.c_str());

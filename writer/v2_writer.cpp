@@ -80,7 +80,8 @@ int DLPVNV2::setLayerImageAt(int layerIndex, const SliceImage& image, double are
     appendRuns(image, m_pendingRuns[index]);
     const unsigned long long previous = m_doneCount.fetch_add(1);
     if (previous >= m_pendingIndex.size()) {
-        writePending(m_pendingRuns.size());
+        // openFile may have made the run table longer than the others, ordered layers the others longer
+        writePending(std::min(m_pendingRuns.size(), m_pendingIndex.size()));
         clearPending();
     }
     return kWriterOk;

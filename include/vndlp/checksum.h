@@ -64,17 +64,15 @@ public:
     int getFileVersionInfo(const char* path, std::string& versionName, int& subVersionNum, EnumCheckSumType& type);
 
     /// Appends the trailer that the file's version calls for. Prints one line naming file, version and kind of sum.
-    /// \return 0 (also for files that carry none, which stay as they are); -1, with a message, when the version cannot
-    /// be
-    ///         told; else the code of the member for that sum. After -4 the file may be partly extended.
+    /// \return 0 (also for files that carry none, which stay as they are); -1, with a message, when the version is not
+    ///         known; else the code of the member for that sum. After -4 the file may be partly extended.
     int appendFileSum(const char* path);
     /// Verifies the trailer that the file's version calls for. Prints one line naming file, version and kind of sum.
     /// \return as `appendFileSum`.
     int checkFileSum(const char* path);
     /// Computes the sum of all but the last 4 bytes. Prints one line naming file, version and kind of sum.
-    /// \return the sum as an int (0 for files that carry none), or an error code as above; the two are told apart by
-    /// the
-    ///         caller's knowledge only.
+    /// \return the sum as an int (0 for files that carry none), or an error code as above: nothing tells the two
+    ///         apart.
     int getFileSum(const char* path);
 
     int appendFileSumCrc32(const char* path);

@@ -265,11 +265,12 @@ public:
     void close();
 
     /// Reads the head of the open file: magic, header, parameters, area table, slicing settings. The position is then
-    /// at the first layer (of a line file: at its image parameters). \param withPreview read the previews too;
-    /// otherwise they are skipped and stay without pixels. \return 0; -1 no open file; -2 unknown magic or wrong tag;
-    /// -3 layer count beyond the file; -4 zero resolution or bad
-    ///         parameters; -5 bad slicing settings. After a failure the file is closed and the structure holds what was
-    ///         read before it.
+    /// at the first layer (of a line file: at its image parameters). A V2 or line file written for no layers and without
+    /// an area table lacks the tag behind it too and cannot be read back.
+    /// \param withPreview read the previews too; otherwise they are skipped and stay without pixels.
+    /// \return 0; -1 no open file; -2 unknown magic or wrong tag; -3 layer count beyond the file; -4 zero resolution or
+    ///         bad parameters; -5 bad slicing settings. After a failure the file is closed and the structure holds what
+    ///         was read before it.
     int readDlpStructure(bool withPreview);
 
     /// Reads a whole file of runs, without verifying its trailer, and closes it.
@@ -342,8 +343,7 @@ public:
 
     /// The head of V2 and line files as plain values.
     /// \param smallPreview, middlePreview, largePreview buffers of 26912, 168200 and 168200 bytes; left as they are
-    /// when
-    ///        the head was read without previews.
+    ///        where the head was read without previews.
     /// \return false for V1 and V3 files; true otherwise.
     bool getHeaderParaV2(std::string& magic, unsigned short& versionCode, std::string& machineType,
                          unsigned short& layerCount, unsigned short& resolutionX, unsigned short& resolutionY,
@@ -466,9 +466,8 @@ public:
 
     void writeSplitTag();
     /// Finishes the file: tail magic, close, trailer.
-    /// \return 0; -1 no open file; -20 the trailer could not be appended; -21 not everything could be written (disk
-    /// full,
-    ///         I/O error): the file is closed, incomplete and unsealed.
+    /// \return 0; -1 no open file; -20 the trailer could not be appended; -21 not everything could be written (a full
+    ///         disk, an I/O error): the file is closed, incomplete and unsealed.
     int writeTail(int headerType);
 
 private:

@@ -117,14 +117,14 @@ public:
     FileRead& operator>>(double& value);
 
     /// Reads a length-prefixed string: a 32-bit big-endian length L, then L bytes of which the last (the terminator) is
-    /// dropped, whatever its value. L = 0 gives the empty string. Where the file ends earlier the result holds what was
-    /// there.
+    /// dropped, whatever its value. L = 0 gives the empty string. Where the file ends earlier zeros stand for what is
+    /// missing; with L above 65536 the result then holds what was there.
     std::string readStdString();
     /// The same with a little-endian length.
     std::string readStdStringLittleEndian();
     /// Reads a UTF-16 text: a 32-bit big-endian byte count B, then B / 2 big-endian code units of which the low 8 bits
     /// are kept. B = 0 and B above 65536 (the null mark 0xFFFFFFFF among them) give the empty string, and nothing is
-    /// read behind the count then.
+    /// read behind the count then. Where the file ends earlier zeros stand for what is missing.
     std::string readQAnsicString();
 
 private:

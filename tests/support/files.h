@@ -55,7 +55,7 @@ inline void truncate(const std::string& path, std::size_t length) { std::filesys
 /// Makes a CRC trailer right again, so that what stands behind the check is reached.
 inline void fixTrailer(const std::string& path) {
     Bytes bytes = readFile(path);
-    bytes.resize(bytes.size() - 4);
+    bytes.erase(bytes.end() - 4, bytes.end());
     sealWithCrc(bytes);
     writeFile(path, bytes);
 }
@@ -120,6 +120,9 @@ private:
 
 /// A device that takes nothing.
 constexpr const char* kFullDevice = "/dev/full";
+
+/// Results of several calls, in their order.
+using Codes = std::vector<long long>;
 
 /// How often `part` stands in `text`.
 inline int countOf(const std::string& text, const std::string& part) {

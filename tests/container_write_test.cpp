@@ -1,0 +1,232 @@
+#include "support/bytes.h"
+#include "support/container_sample.h"
+#include "support/files.h"
+
+#include <memory>
+
+namespace vndlp::test {
+namespace {
+
+struct Kind {
+    int kind;
+    int version;
+    const char* told;  ///< what sealing prints behind the file's name
+};
+const Kind kKinds[] = {{kV1, 3, "versionName:VNKT3D, subVersionNum:0, checktype:0\n"},
+                       {kV2, 2, "versionName:VNKT3DV2, subVersionNum:2, checktype:1\n"},
+                       {kV2, 3, "versionName:VNKT3DV2, subVersionNum:3, checktype:2\n"},
+                       {kV3, 3, "versionName:VNKT3D3, subVersionNum:0, checktype:1\n"},
+                       {kLine, 3, "versionName:VNLINEV2, subVersionNum:2, checktype:2\n"}};
+
+class WriteTest : public FileTest {
+protected:
+    /// Gives the writer a job by its swaps.
+    static void give(VndlpWrite& writer, const DlpFileStructure& structure, std::vector<unsigned int> areas,
+                     std::vector<std::vector<WhiteData>> runs) {
+        auto* owned = new DlpFileStructure(structure);
+        writer.swapDlpFileStructure(owned);
+        delete owned;  // what the writer held before
+        writer.swapLayerAreas(areas);
+        writer.swapWhiteDatas(runs);
+    }
+
+    std::string file = path("out");
+    VndlpWrite writer;
+};
+
+TEST_F(WriteTest, WholeFilesOfEveryKind) {
+    for (const Kind& k : kKinds) {
+        give(writer, sampleStructure(k.kind, k.version), sampleAreas(), sampleRuns());
+        Printed printed;
+        EXPECT_EQ(writer.writeDlpFile(file), 0);
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
+        EXPECT_TRUE(sameBytes(readFile(file), sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes))
+            << "kind " << k.kind << ", version " << k.version;
+    }
+}
+
+TEST_F(WriteTest, StepByStepGivesTheSameBytes) {
+    for (const Kind& k : kKinds) {
+        DlpFileStructure structure = sampleStructure(k.kind, k.version);
+        const bool hasAreas = k.kind == kV2 || k.kind == kLine;
+        std::vector<unsigned int> areas = sampleAreas();
+        std::vector<std::vector<WhiteData>> runs = sampleRuns();
+        Printed printed;
+        EXPECT_EQ(writer.openDlpFile(file), 0);
+        EXPECT_EQ(writer.filePosition(), 0);
+        EXPECT_EQ(writer.writeDlpStructure(structure), 0);
+        EXPECT_EQ(writer.writeLayerWhiteData(runs[0], hasAreas ? &areas[0] : nullptr), 0);
+        EXPECT_EQ(writer.writeLayerWhiteData(runs[1], hasAreas ? &areas[1] : nullptr), 0);
+        EXPECT_EQ(writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? &areas[2] : nullptr), 0);
+        if (hasAreas) {
+            const int length = writer.filePosition();
+            EXPECT_EQ(writer.writeLayerAreasDealyer(areas), 0);
+            EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
+        }
+        EXPECT_EQ(writer.writeTail(k.kind), 0);
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
+        EXPECT_TRUE(sameBytes(readFile(file), sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes))
+            << "kind " << k.kind << ", version " << k.version;
+    }
+}
+
+TEST_F(WriteTest, LineFilesHoldPathsAndMeshes) {
+    std::vector<std::vector<Vec3i>> paths = {{Vec3i(1, -2, 0), Vec3i(3, 4, 0)}, {}};
+    paths[0][0].setZ(5);
+    trimesh::TriMesh mesh;
+    mesh.vertices.emplace_back(1.5F, -2.0F, 0.25F);
+    DlpFileStructure structure = sampleStructure(kLine);
+    std::vector<unsigned int> areas = sampleAreas();
+
+    SampleFile expected = sampleHead(kLine);
+    expected.bytes.u16(0xFFFF).u16(2).u16(3).u16(4).tag();  // image parameters
+    expected.bytes.u32(0x01020304).u32(2).u32(2).u32(1).u32(0xFFFFFFFE).u32(3).u32(4).u32(0).tag();
+    expected.bytes.u32(2).u32(2).u32(1).u32(0xFFFFFFFE).u32(5).u32(3).u32(4).u32(4).u32(0).tag();  // with z, no area
+    expected.bytes.u32(50).u32(1).f32(1.5F).f32(-2).tag();
+    expected.bytes.u32(1).f32(1.5F).f32(-2).f32(0.25F).tag();
+    addTail(expected, kLine);
+
+    Printed printed;
+    EXPECT_EQ(writer.openDlpFile(file), 0);
+    EXPECT_EQ(writer.writeDlpStructure(structure, &areas), 0);
+    EXPECT_EQ(writer.writeDlpImageParam({-1, 2, 3, 4}), 0);
+    EXPECT_EQ(writer.writeLayerPath(paths, &areas[0], false), 0);
+    EXPECT_EQ(writer.writeLayerPath(paths, nullptr, true), 0);
+    EXPECT_EQ(writer.writeLayerTrimesh(mesh, &areas[2], false), 1);
+    EXPECT_EQ(writer.writeLayerTrimesh(mesh, nullptr, true), 1);
+    EXPECT_EQ(writer.writeTail(kLine), 0);
+    EXPECT_TRUE(sameBytes(readFile(file), expected.bytes));
+}
+
+TEST_F(WriteTest, ATableIsReservedWithZerosAndFilledInPlace) {
+    DlpParameters parameters = sampleStructure(kV2).parameters;
+    EXPECT_EQ(writer.openDlpFile(file), 0);
+    EXPECT_EQ(writer.writeDlpParameters(parameters, nullptr, 0), 0);
+    const int without = writer.filePosition();
+    EXPECT_EQ(writer.writeDlpParameters(parameters, nullptr, 100), 0);
+    EXPECT_EQ(writer.filePosition(), 2 * without + 402);
+    EXPECT_EQ(writer.flush(), 0);
+    const Bytes reserved = readFile(file);
+    EXPECT_TRUE(sameBytes({reserved.end() - 402, reserved.end()}, Bytes(402)));
+    std::vector<unsigned int> areas(100, 0x01020304);
+    EXPECT_EQ(writer.writeLayerAreasDealyer(areas), 0);
+    writer.flush();
+    Bytes table;
+    for (int i = 0; i < 100; ++i) table.u32(0x01020304);
+    EXPECT_TRUE(sameBytes(readFile(file), Bytes(reserved.begin(), reserved.end() - 402).raw(table.tag())));
+
+    Printed printed;
+    areas.resize(101);
+    EXPECT_EQ(writer.writeLayerAreasDealyer(areas), -7);
+    EXPECT_EQ(printed.take(), "error: 101 layer areas given, room was reserved for 100\n");
+    std::vector<unsigned int> none;
+    EXPECT_EQ(writer.writeDlpParameters(parameters, &none, 5), 0);
+    EXPECT_EQ(writer.filePosition(), 3 * without + 404) << "only the tag of an empty table";
+}
+
+// ---- failures
+
+TEST_F(WriteTest, WithoutAFileNothingIsWritten) {
+    DlpFileStructure s = sampleStructure(kV2);
+    std::vector<unsigned int> areas;
+    Printed printed;
+    EXPECT_EQ((Codes{writer.writeDlpStructure(s), writer.writeDlpV1Header(s.v1Header),
+                     writer.writeDlpV2Header(s.v2Header), writer.writeDlpLineV2Header(s.lineHeader),
+                     writer.writeDlpV3Header(s.v3Header), writer.skipLayerAreas(1)}),
+              Codes(6, -1));
+    EXPECT_EQ(countOf(printed.take(), "error: file not open\n"), 6);
+    EXPECT_EQ((Codes{writer.writeDlpParameters(s.parameters, nullptr, 0),
+                     writer.writeDlpSliceBasicParameters(s.sliceBasicParameters), writer.filePosition()}),
+              (Codes{-1, -1, 0}));
+    EXPECT_EQ(printed.take(), "");
+    EXPECT_EQ((Codes{writer.writeLayerAreasDealyer(areas), writer.writeTail(kV2)}), (Codes{-2, -1}));
+    EXPECT_EQ(countOf(printed.take(), "Error: no dlp file open\n"), 2);
+    EXPECT_EQ(writer.openDlpFile(path("no/such")), -1);
+    EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");
+}
+
+TEST_F(WriteTest, IncompleteJobsAreRefused) {
+    Printed printed;
+    EXPECT_EQ(writer.writeDlpFile(path("no/such")), -1);
+    EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");
+    EXPECT_EQ(writer.writeDlpFile(file), -6);
+    EXPECT_EQ(printed.take(), "error: no dlp structure\nerror: judge dlp file fail\n");
+
+    give(writer, sampleStructure(7), sampleAreas(), sampleRuns());
+    EXPECT_EQ(writer.writeDlpFile(file), -10);
+    EXPECT_EQ(printed.take(), "error: file is not vndlp file. please check file\nerror: judge dlp file fail\n");
+    DlpFileStructure unknown = sampleStructure(0);
+    EXPECT_EQ(writer.writeDlpStructure(unknown), -10);
+    EXPECT_EQ(printed.take(), "error: file is not vndlp file. please check file\nerror: dlp file judge fail\n");
+
+    for (const int kind : {kV2, kLine}) {
+        give(writer, sampleStructure(kind), sampleAreas(), {{}, {}});
+        EXPECT_EQ(writer.writeDlpFile(file), -9);
+        EXPECT_EQ(printed.take(), "error: layer count not equal\nerror: judge dlp file fail\n");
+        EXPECT_EQ(std::filesystem::file_size(file), 0U);
+
+        DlpFileStructure four = sampleStructure(kind);
+        four.setLayerCount(4);
+        give(writer, four, sampleAreas(), sampleRuns());
+        EXPECT_EQ(writer.writeDlpFile(file), -6);
+        EXPECT_EQ(printed.take(), "Error: dlp layer count not equalerror: write dlp file structure fail\n");
+        writer.close();
+        EXPECT_EQ(std::filesystem::file_size(file), sampleHead(kind).parameters) << "the header stands";
+    }
+    give(writer, sampleStructure(kV1), {}, {{}, {}});
+    EXPECT_EQ(writer.writeDlpFile(file), -11);
+    EXPECT_EQ(printed.take(), "error: 2 run lists given for 3 layers\n");
+}
+
+TEST_F(WriteTest, EveryPictureMustHavePixels) {
+    Printed printed;
+    writer.openDlpFile(file);
+    const auto refused = [&](int kind, auto dropPicture) {
+        DlpFileStructure s = sampleStructure(kind);
+        dropPicture(s);
+        EXPECT_EQ(writer.writeDlpStructure(s), -6);
+        EXPECT_EQ(printed.take(), "error: no preview image\nerror: write DlpV1Header fail\n");
+    };
+    refused(kV1, [](DlpFileStructure& s) { s.v1Header.largePreview.release(); });
+    refused(kV2, [](DlpFileStructure& s) { s.v2Header.smallPreview.release(); });
+    refused(kV3, [](DlpFileStructure& s) { s.v3Header.thirdPreview.release(); });
+    refused(kLine, [](DlpFileStructure& s) { s.lineHeader.middlePreview.release(); });
+}
+
+TEST_F(WriteTest, AFullDiskIsToldOnceAndTheFileStaysUnsealed) {
+    for (const bool large : {false, true}) {
+        for (const bool device : {true, false}) {
+            const std::string target = device ? kFullDevice : file;
+            const std::string reason = device ? "No space left on device" : "File too large";
+            const std::string told = "error: " + target + " could not be written completely: " + reason + "\n";
+            Printed printed;
+            const int code = [&] {
+                const FileSizeLimit limit(large ? 300000 : 10);  // inside a picture, or one byte short
+                give(writer, sampleStructure(kV2), sampleAreas(), sampleRuns());
+                if (large) return writer.writeDlpFile(target);
+                writer.openDlpFile(target);
+                return writer.writeTail(kV1);
+            }();
+            EXPECT_LT(code, 0);
+            EXPECT_TRUE(writer.failed());
+            EXPECT_EQ(printed.take(), told + (large ? "error: write dlp file tail fail\n" : ""));
+        }
+    }
+}
+
+TEST_F(WriteTest, ATrailerThatCouldNotBeAppendedIsAFailure) {
+    for (const int kind : {kV3, kV2}) {
+        const std::size_t sealed = sampleFile(kind).bytes.size();
+        give(writer, sampleStructure(kind), sampleAreas(), sampleRuns());
+        Printed printed;
+        const FileSizeLimit limit(sealed - 1);
+        EXPECT_EQ(writer.writeDlpFile(file), -20);
+        const std::string text = printed.take();
+        EXPECT_EQ(text.substr(text.find('\n') + 1),
+                  std::string(kind == kV3 ? "appendFileSumXor error -4\n" : "") +
+                      "error: write dlp file checksum, ret:-4\nerror: write dlp file tail fail\n");
+    }
+}
+
+}  // namespace
+}  // namespace vndlp::test

@@ -1,0 +1,142 @@
+#include "support/bytes.h"
+#include "support/container_sample.h"
+#include "support/files.h"
+
+#include <vndlp/wrappers.h>
+
+namespace vndlp::test {
+namespace {
+
+/// Grey values of a preview and the 16-bit pixels they become.
+const std::pair<unsigned char, unsigned> kPixels[] = {
+    {0x00, 0x0000}, {0x01, 0x2921}, {0x10, 0x9210}, {0x80, 0x9080}, {0xFF, 0xFFFF}};
+
+// 3 x 2 pixels and their runs: column 0, rows 0 to 1, grey 255; column 2, row 1, grey 16
+unsigned char kImage[] = {255, 15, 0, 255, 0, 16};
+const std::vector<unsigned char> kRuns = {0x00, 0x00, 0x00, 0x40, 0x00, 0xFF, 0x00, 0x08, 0x00, 0x40, 0x02, 0x10};
+
+DlpV2ParamWrapper sampleParam(int layerCount) {
+    DlpV2ParamWrapper p;
+    p.machineType = "Maker M1";
+    p.layerCount = layerCount;
+    p.resolutionX = 0x10B40;  // 16 bits are kept
+    p.resolutionY = 0x0A28;
+    p.machineHeight = 175.5F;
+    p.enableXYCompensate = p.supportPad = p.autoAllSupport = -1;
+    p.supportDensity = 0.5F;
+    p.platformX = 68.04F;
+    p.thickness = 0.05F;
+    int value = 70000;
+    for (int* field : {&p.exposure_time, &p.light_off_delay, &p.first_exposure_time, &p.first_layer_count,
+                       &p.first_lift_distance, &p.first_lift_speed, &p.lifting_distance, &p.lifting_speed,
+                       &p.retract_speed, &p.firstBrightnessPVM, &p.brightnessPVM}) {
+        *field = value++;
+    }
+    return p;
+}
+
+/// Everything before the first layer.
+Bytes expectedHead(const std::vector<unsigned>& areas) {
+    Bytes b;
+    b.string("VNKT3DV2").u16(0).string("Maker M1");  // version 0: that of the structure, not of the parameters
+    b.u16(static_cast<unsigned>(areas.size())).u16(0x0B40).u16(0x0A28);
+    b.u32(175500).u32(0x111).f32(0.5F).fill(52, 0);
+    for (const std::size_t side : {116U, 290U, 290U}) {
+        for (std::size_t i = 0; i < side * side; ++i) {
+            const unsigned pixel = kPixels[i % 5].second;
+            byteOrderJudge() == LittleEndian ? b.le(pixel, 2) : b.be(pixel, 2);
+        }
+        b.tag();
+    }
+    b.text("68.040001").text("0.000000").text("0.050000");
+    for (unsigned i = 0; i < 11; ++i) b.u16(4464 + i);  // 70000 and up, low 16 bits
+    for (const unsigned area : areas) b.u32(area);
+    return b.tag();
+}
+
+class WrapperTest : public FileTest {
+protected:
+    /// All calls up to the head; leave out one by its number.
+    bool start(int layerCount, int leaveOut = -1) {
+        EXPECT_EQ(wrapper.open(file), 0);
+        std::vector<unsigned char> grey(290 * 290);
+        for (std::size_t i = 0; i < grey.size(); ++i) grey[i] = kPixels[i % 5].first;
+        if (leaveOut != 0) wrapper.setDlpV2Param(sampleParam(layerCount));
+        if (leaveOut != 1) wrapper.setGrayPreview116X116(grey.data());
+        if (leaveOut != 2) wrapper.setGrayPreview290X290(grey.data(), 0);
+        if (leaveOut != 3) wrapper.setGrayPreview290X290(grey.data(), 1);
+        return wrapper.writeDlpStructure();
+    }
+
+    std::string file = path("out.vndlp");
+    VndlpV2Wrapper wrapper;
+};
+
+TEST_F(WrapperTest, KeepsLayersByIndexUntilTheTail) {
+    for (const int round : {1, 2}) {
+        Printed printed;
+        ASSERT_TRUE(start(4));
+        unsigned char dark[6] = {};
+        wrapper.setLayerImage(2, kImage, 3, 2, 1499);
+        wrapper.setLayerImage(0, kImage, 3, 2, 50000.0);
+        wrapper.setLayerImage(2, dark, 3, 2, 1500);
+        wrapper.setLayerImage(2, kImage, 3, 2, 2500.5);  // the last one counts
+        EXPECT_EQ(printed.take(), "");
+        for (const int wrong : {-1, 4}) {
+            wrapper.setLayerImage(wrong, kImage, 3, 2, 1);
+            EXPECT_EQ(printed.take(),
+                      "error: layer " + std::to_string(wrong) + " given, the parameters announced 4 layers\n");
+        }
+        EXPECT_EQ(wrapper.writeTail(), 0);
+        EXPECT_EQ(printed.take(),
+                  "checkFileSum, file:" + file + ", versionName:VNKT3DV2, subVersionNum:0, checktype:1\n");
+        wrapper.close();
+        wrapper.clear();
+
+        Bytes expected = expectedHead({50, 0, 3, 0});
+        expected.u32(50).u32(2).raw(kRuns).tag().u32(0).u32(0).tag();
+        expected.u32(3).u32(2).raw(kRuns).tag().u32(0).u32(0).tag().string("VNKT3DV2");
+        sealWithXor(expected);
+        EXPECT_TRUE(sameBytes(readFile(file), expected)) << "round " << round;
+    }
+}
+
+TEST_F(WrapperTest, StreamedLayersCarryTheImageHeightAndEmptyOnesFollow) {
+    ASSERT_TRUE(start(2));
+    wrapper.wrieLayerImage(kImage, 3, 2, 7000);
+    wrapper.wrieLayerImage(kImage, 3, 2, 8000);
+    const Printed printed;
+    EXPECT_EQ(wrapper.writeTail(), 0);
+    wrapper.close();
+    Bytes expected = expectedHead({7, 8});
+    expected.u32(2).u32(2).raw(kRuns).tag().u32(2).u32(2).raw(kRuns).tag();
+    expected.u32(7).u32(0).tag().u32(8).u32(0).tag().string("VNKT3DV2");
+    sealWithXor(expected);
+    EXPECT_TRUE(sameBytes(readFile(file), expected));
+}
+
+TEST_F(WrapperTest, WritesNoHeadUntilAllIsSet) {
+    for (const int leaveOut : {0, 1, 2, 3}) {
+        EXPECT_FALSE(start(1, leaveOut)) << leaveOut;
+        wrapper.close();
+        EXPECT_EQ(std::filesystem::file_size(file), 0U);
+    }
+}
+
+TEST_F(WrapperTest, FailuresAreReturned) {
+    Printed printed;
+    EXPECT_EQ(wrapper.open(path("no/such")), -1);
+    EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");
+    EXPECT_FALSE(wrapper.writeDlpStructure());
+    for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(expectedHead({0}).size() + 10)}) {
+        const FileSizeLimit limit(size);  // inside a picture, or in the tail
+        start(1);
+        EXPECT_LT(wrapper.writeTail(), 0);
+        EXPECT_EQ(printed.take(), "error: " + file + " could not be written completely: File too large\n");
+        wrapper.close();
+        wrapper.clear();
+    }
+}
+
+}  // namespace
+}  // namespace vndlp::test
