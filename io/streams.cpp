@@ -55,6 +55,8 @@ int FileRead::close() {
 
 bool FileRead::isOpenFile() { return m_stream != nullptr; }
 
+std::string FileRead::fileName() { return m_fileName; }
+
 long long FileRead::fileLength() { return m_stream == nullptr ? -1 : m_fileLength; }
 
 long long FileRead::currentPosition() { return m_stream == nullptr ? -1 : platform::tell(m_stream); }
@@ -191,7 +193,9 @@ int FileWrite::open(std::string path, int /*mode*/) {
 int FileWrite::close() {
     if (m_stream == nullptr) return -1;
     errno = 0;
-    if (std::fclose(m_stream) != 0) noteFailure();
+    // someone else's fflush of all streams may have failed: only the mark tells, closing itself then succeeds
+    const bool marked = std::ferror(m_stream) != 0;
+    if (std::fclose(m_stream) != 0 || marked) noteFailure();
     m_stream = nullptr;
     return m_failed ? -1 : 0;
 }
@@ -199,7 +203,7 @@ int FileWrite::close() {
 int FileWrite::flush() {
     if (m_stream == nullptr) return -1;
     errno = 0;
-    if (std::fflush(m_stream) != 0) noteFailure();
+    if (std::fflush(m_stream) != 0 || std::ferror(m_stream) != 0) noteFailure();
     return m_failed ? -1 : 0;
 }
 

@@ -111,4 +111,78 @@ TEST(DocsTest, WorkedVndlpFileIsWhatTheWriterWrites) {
     std::filesystem::remove(path);
 }
 
+TEST(DocsTest, WorkedCtbFileIsWhatTheWriterWrites) {
+    CTB::CTBWrite writer;
+    CTB::HeaderSettings& header = *writer.headerSettings();
+    header.magic = CTB::kMagic;
+    header.version = 3;
+    header.bedSizeX = 68.04F;
+    header.bedSizeY = 120.96F;
+    header.bedSizeZ = 150;
+    header.totalHeight = 0.1F;
+    header.exposureTime = 2.5F;
+    header.bottomExposureTime = 30;
+    header.lightOffDelay = 1;
+    header.bottomLayerCount = 1;
+    header.resolutionX = 4;
+    header.resolutionY = 3;
+    header.layerCount = 2;
+    header.projectorType = 1;
+    header.printParametersSize = CTB::PrintParameters::size();
+    header.antiAliasLevel = 1;
+    header.lightPwm = 255;
+    header.slicerInfoSize = CTB::SlicerInfo::size();
+    CTB::PrintParameters& parameters = *writer.printParameters();
+    parameters.bottomLiftHeight = 6;
+    parameters.bottomLiftSpeed = 60;
+    parameters.liftHeight = 5;
+    parameters.liftSpeed = 80;
+    parameters.retractSpeed = 150;
+    parameters.weight = 1.25F;
+    parameters.lightOffDelay = 4;
+    parameters.bottomLayerCount = 1;
+    writer.slicerInfo()->word44 = 1;
+    writer.slicerInfo()->slicerVersion = 0x01090000;
+    writer.slicerInfo()->machineName = "M-01";
+    writer.slicerInfo()->machineNameSize = 4;
+    const auto addPreview = [&writer](unsigned int width, unsigned int height, std::vector<unsigned char> pixels) {
+        auto* preView = new CTB::PreView;
+        preView->resolutionX = width;
+        preView->resolutionY = height;
+        preView->imageData = preView->Encode(pixels.data(), static_cast<unsigned int>(pixels.size()));
+        preView->imageSize = static_cast<unsigned int>(preView->imageData.size());
+        writer.preViews()->push_back(preView);
+    };
+    addPreview(3, 2, {0xF8, 0, 0, 0xF8, 0, 0, 0xF8, 0, 0, 0xF8, 0, 0, 0xF8, 0, 0, 0xF8, 0, 0});
+    addPreview(2, 1, {0xFF, 0xFF, 0xFF, 0, 0, 0});
+    const auto addLayer = [&writer, &header](float exposure, std::vector<unsigned char> pixels) {
+        auto* layer = new CTB::LayerDef;
+        const auto index = static_cast<unsigned int>(writer.layerDef().size());
+        layer->positionZ = static_cast<float>(index + 1) * header.layerHeight;
+        layer->exposureTime = exposure;
+        layer->lightOffDelay = 1;
+        layer->tableSize = CTB::LayerDefEx::size();
+        layer->data = CTB::LayerDef::encodeCtbImage(pixels.data(), 12, 0, index);
+        layer->dataSize = static_cast<unsigned int>(layer->data.size());
+        writer.layerDef().push_back(layer);
+        auto* extended = new CTB::LayerDefEx;
+        extended->layerDef = *layer;
+        extended->totalSize = CTB::LayerDefEx::size() + layer->dataSize;
+        extended->liftHeight = 5;
+        extended->liftSpeed = 80;
+        extended->retractSpeed = 150;
+        extended->lightPwm = 255;
+        writer.layerDefEx().push_back(extended);
+    };
+    addLayer(30, std::vector<unsigned char>(12, 255));
+    addLayer(2.5F, {0, 0, 0, 0, 0, 128, 255, 255, 255, 255, 255, 255});
+
+    const std::string path = (std::filesystem::temp_directory_path() / "vndlp_docs_test.ctb").string();
+    ASSERT_EQ(writer.openDlpFile(path, false), 0);
+    ASSERT_EQ(writer.encode(), 0);
+    ASSERT_EQ(writer.close(), 0);
+    EXPECT_EQ(bytesOf(path), workedFile("docs/format-ctb.md"));
+    std::filesystem::remove(path);
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "vndlp/writer.h"
 
+#include "writer/ctb_writer.h"
 #include "writer/line_writer.h"
 #include "writer/v2_writer.h"
 
@@ -24,6 +25,7 @@ struct Ending {
 constexpr Ending kEndings[] = {
     {".vndlp", makeWriter<DLPVNV2>},
     {".vnline", makeWriter<DLPLine>},
+    {".ctb", makeWriter<DLPCTB>},
 };
 
 }  // namespace

@@ -57,6 +57,8 @@ public:
     int close();
     /// True while a file is open.
     bool isOpenFile();
+    /// The path given to the last successful `open`.
+    std::string fileName();
     /// Length of the file in bytes as measured by `open`; -1 when none is open.
     long long fileLength();
     /// Position of the next byte to read; -1 when no file is open.

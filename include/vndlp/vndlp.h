@@ -6,6 +6,7 @@
 
 #include <vndlp/checksum.h>
 #include <vndlp/container.h>
+#include <vndlp/ctb.h>
 #include <vndlp/export.h>
 #include <vndlp/image.h>
 #include <vndlp/mesh.h>

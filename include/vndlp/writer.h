@@ -85,18 +85,21 @@ public:
     virtual int openFile() = 0;
 
     /// Takes the first three previews (their pixel pointers are moved out of the vector) and writes or prepares the
-    /// header. V2 and line files carry blank previews whatever is given. \return 0 on success; negative on failure (a
-    /// line file's head that could not be written shows in `finish` only); with fewer than three previews their number,
-    /// and nothing is written.
+    /// header; CTB files keep the first two. V2 and line files carry blank previews whatever is given. \return 0 on
+    /// success; negative on failure (a line file's head that could not be written shows in `finish` only); with fewer
+    /// than three previews their number, and nothing is written.
     virtual int writeHeader(std::vector<SliceImage>& previews) = 0;
 
     /// Delivers the next layer.
     /// \param layerIndex the number of layers delivered before.
-    /// \param image      shared until the layer is written.
+    /// \param image      shared until the layer is written; CTB: encoded at once, and all codes kept until `finish`.
     /// \param area       lit area.
     /// \param batchSize  V2: layers are converted and written when this many are pending; 0 writes at once, a negative
     ///                   value leaves them all to `finish`. At most that many images are held. Ignored by other
     ///                   formats.
+    ///
+    /// CTB: layer 0 again empties the layer table; but the extended records stay, so that those of the first start are
+    /// written beside the new layers.
     virtual int addLayerImage(unsigned layerIndex, const SliceImage& image, double area, int batchSize) = 0;
 
     /// Stores a layer, in any order, into tables sized by `resizeLayers`.
@@ -137,7 +140,7 @@ protected:
 };
 
 /// Makes the writer for a path by its ending, case-sensitive: ".vndlp" the vendor container, ".vnline" its line
-/// variant. \return a writer the caller owns; null for any other ending.
+/// variant, ".ctb" CTB. \return a writer the caller owns; null for any other ending.
 VNDLP_API DLPWriter* createDLPWriter(const std::string& path);
 
 }  // namespace vndlp

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vndlp::test {
@@ -15,6 +16,8 @@ namespace vndlp::test {
 class Bytes : public std::vector<unsigned char> {
 public:
     using vector::vector;
+    Bytes() = default;
+    Bytes(std::vector<unsigned char> bytes) : vector(std::move(bytes)) {}
 
     Bytes& be(std::uint64_t value, int width) {
         for (int byte = width - 1; byte >= 0; --byte) push_back(static_cast<unsigned char>(value >> 8 * byte));
@@ -28,6 +31,7 @@ public:
     Bytes& u16(unsigned value) { return be(value, 2); }
     Bytes& u32(unsigned value) { return be(value, 4); }
     Bytes& f32(float value) { return u32(std::bit_cast<std::uint32_t>(value)); }
+    Bytes& f32Le(float value) { return le(std::bit_cast<std::uint32_t>(value), 4); }
     Bytes& fill(std::size_t count, unsigned value) {
         insert(end(), count, static_cast<unsigned char>(value));
         return *this;

@@ -1,0 +1,202 @@
+#include "ctb/open_file.h"
+#include "ctb/record_fields.h"
+#include "ctb/record_io.h"
+#include "io/report.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace CTB {
+
+namespace {
+
+constexpr int kHeaderRead = 1;
+constexpr int kNoFile = 0;
+constexpr int kPreviewCount = 2;
+
+template <class Record>
+std::vector<Record*> releaseAll(std::vector<std::unique_ptr<Record>>&& records) {
+    std::vector<Record*> released;
+    released.reserve(records.size());
+    for (std::unique_ptr<Record>& record : records) released.push_back(record.release());
+    return released;
+}
+
+}  // namespace
+
+CTBRead::CTBRead() { m_file.setFileByteOrder(vndlp::LittleEndian); }
+
+CTBRead::~CTBRead() = default;
+
+int CTBRead::openDlpFile(std::string path, bool verify) {
+    closeDlpFile();
+    m_header.reset();
+    m_layerDefExs.clear();
+    return openVerified(m_file, std::move(path), verify);
+}
+
+int CTBRead::parseFile(bool /*ignored*/) {
+    if (!m_file.isOpenFile()) return kNoFile;
+    readHeader();
+    return kHeaderRead;
+}
+
+int CTBRead::readHeader() {
+    if (!m_file.isOpenFile()) {
+        vndlp::report("error: no file is open to read the header from\n");
+        return kFailed;
+    }
+    if (m_header == nullptr) m_header = std::make_unique<HeaderSettings>(m_file);
+    if (m_file.remaining() < kHeaderBytes) {
+        reportShort(m_file.fileName(), "the header", kHeaderBytes, static_cast<unsigned long long>(m_file.remaining()));
+    }
+    m_header->DeSerialization();
+    return kDone;
+}
+
+const HeaderSettings* CTBRead::headerSettings() const { return m_header.get(); }
+
+/// Whether there is a file and a header that says where things are.
+bool CTBRead::isReady(const char* what) {
+    if (m_file.isOpenFile() && m_header != nullptr) return true;
+    vndlp::report("error: %s cannot be read before a file is open and its header read\n", what);
+    return false;
+}
+
+/// Bytes of the file from `offset` on; 0 for an offset outside it.
+unsigned long long CTBRead::bytesFrom(long long offset) {
+    const long long length = m_file.fileLength();
+    return offset < 0 || offset > length ? 0 : static_cast<unsigned long long>(length - offset);
+}
+
+/// Moves to a record of which `bytes` bytes, at least one, must be there.
+bool CTBRead::seekTo(long long offset, unsigned int bytes, const char* what) {
+    const unsigned long long held = bytesFrom(offset);
+    if (held >= bytes && m_file.seek(offset, 0) >= 0) return true;
+    reportShort(m_file.fileName(), std::string(what) + " at offset " + std::to_string(offset), bytes, held);
+    return false;
+}
+
+std::vector<PreView*> CTBRead::preViews() {
+    if (!m_file.isOpenFile()) {
+        vndlp::report("error: no file is open to read the previews from\n");
+        return {};
+    }
+    std::vector<std::unique_ptr<PreView>> read;
+    long long offset = kHeaderBytes;
+    for (int i = 0; i < kPreviewCount && seekTo(offset, kPreViewBytes, "a preview"); ++i) {
+        const auto& preView = read.emplace_back(std::make_unique<PreView>(m_file));
+        preView->DeSerialization();
+        if (preView->imageData.size() < preView->imageSize) {
+            reportShort(m_file.fileName(), "the image of a preview", preView->imageSize, preView->imageData.size());
+            break;
+        }
+        offset = m_file.currentPosition();
+    }
+    return releaseAll(std::move(read));
+}
+
+PrintParameters CTBRead::printParameters() {
+    constexpr const char* what = "the print parameters";
+    PrintParameters parameters(m_file);
+    if (isReady(what) && seekTo(m_header->printParametersOffset, kPrintParametersBytes, what)) {
+        parameters.DeSerialization();
+    }
+    return parameters;
+}
+
+SlicerInfo CTBRead::slicerInfo() {
+    constexpr const char* what = "the slicer information";
+    SlicerInfo info(m_file);
+    if (isReady(what) && seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what)) info.DeSerialization();
+    return info;
+}
+
+/// The table is repeated once per anti-aliasing level.
+unsigned long long CTBRead::tableEntries() const {
+    return static_cast<unsigned long long>(m_header->antiAliasLevel) * m_header->layerCount;
+}
+
+std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData) {
+    constexpr const char* what = "the layer table";
+    std::vector<std::unique_ptr<LayerDef>> table;
+    if (!isReady(what)) return table;
+    const unsigned long long declared = tableEntries();
+    if (declared == 0 || !seekTo(m_header->layerDefOffset, kLayerDefBytes, what)) return table;
+    const unsigned long long held = static_cast<unsigned long long>(m_file.remaining()) / kLayerDefBytes;
+    // an entry's code may lie before it, so the position alone does not bound the entries
+    const auto most = static_cast<std::size_t>(std::min(declared, held));
+    table.reserve(most);
+
+    // codes of a sound file do not overlap, so all of them together are shorter than the file
+    long long codeBytesLeft = m_file.fileLength();
+    bool codesWhole = true;
+    while (table.size() < most && m_file.remaining() >= kLayerDefBytes && codeBytesLeft >= 0) {
+        auto layer = std::make_unique<LayerDef>(m_file);
+        layer->DeSerialization(readData);
+        if (readData && layer->data.size() < layer->dataSize) codesWhole = false;
+        codeBytesLeft -= static_cast<long long>(layer->data.size());
+        table.push_back(std::move(layer));
+    }
+    if (table.size() < declared) {
+        reportShort(m_file.fileName(), what, declared, table.size(), "entries");
+    } else if (!codesWhole) {
+        vndlp::report("error: %s: the image of a layer is not whole\n", m_file.fileName().c_str());
+    }
+    return table;
+}
+
+std::vector<LayerDef*> CTBRead::layerDef(bool readData) { return releaseAll(readTable(readData)); }
+
+std::vector<LayerDefEx*> CTBRead::layerDefEx() {
+    const std::vector<std::unique_ptr<LayerDef>> table = readTable(false);
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        // every level takes its offsets from the first level's entries
+        const std::size_t layer = i % m_header->layerCount;
+        const long long offset = static_cast<long long>(table[layer]->dataOffset) - kLayerDefExBytes;
+        const unsigned long long held = bytesFrom(offset);
+        if (held < kLayerDefExBytes || m_file.seek(offset, 0) < 0) {
+            // a table cut short has been reported already
+            if (table.size() == tableEntries()) {
+                reportShort(m_file.fileName(), "the extended record of layer " + std::to_string(layer),
+                            kLayerDefExBytes, held);
+            }
+            break;
+        }
+        auto extended = std::make_unique<LayerDefEx>(m_file);
+        extended->DeSerialization();
+        m_layerDefExs.push_back(extended.release());
+    }
+    return m_layerDefExs;
+}
+
+std::vector<unsigned char> CTBRead::readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex,
+                                                   LayerDefEx* /*ex*/) {
+    if (header == nullptr || layer == nullptr) {
+        vndlp::report("error: the image of layer %d cannot be read without header and layer record\n", layerIndex);
+        return {};
+    }
+    return layer->decodeCtbImage(header->resolutionX, header->resolutionY, static_cast<unsigned int>(layerIndex),
+                                 header->encryptionKey);
+}
+
+void CTBRead::readLayerImage(LayerDef* layer, LayerDefEx* ex) {
+    if (!m_file.isOpenFile() || layer == nullptr || ex == nullptr) {
+        vndlp::report("error: a layer's image cannot be read without an open file and both its records\n");
+        return;
+    }
+    if (!seekTo(layer->dataOffset, kLayerDefExBytes, "the extended record of a layer")) {
+        layer->data.clear();
+        return;
+    }
+    ex->setFileRead(m_file);
+    ex->DeSerialization();
+    layer->data = readDeclared(m_file, layer->dataSize);
+    if (layer->data.size() < layer->dataSize) {
+        reportShort(m_file.fileName(), "the image of a layer", layer->dataSize, layer->data.size());
+    }
+}
+
+int CTBRead::closeDlpFile() { return m_file.isOpenFile() ? m_file.close() : kDone; }
+
+}  // namespace CTB

@@ -1,0 +1,42 @@
+/// The run-length code of layer images, on plain memory.
+///
+/// A code is a sequence of runs of one seven-bit grey (a pixel's byte shifted right by one) each:
+///
+/// | pixels n               | bytes                                                                            |
+/// |------------------------|----------------------------------------------------------------------------------|
+/// | 1                      | grey                                                                             |
+/// | 2 to 0x7F              | 0x80 or grey; n                                                                  |
+/// | 0x80 to 0x3FFF         | 0x80 or grey; 0x80 or (n >> 8); n and 0xFF                                       |
+/// | 0x4000 to 0x1FFFFF     | 0x80 or grey; 0xC0 or (n >> 16); two more bytes of n, the higher first           |
+/// | 0x200000 to 0x0FFFFFFF | 0x80 or grey; 0xE0 or (n >> 24); three more bytes of n, the highest first        |
+/// | more                   | 0x80 or grey, and no length: kept, though no reader can tell it from another run |
+
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace CTB {
+
+/// Bytes of the longest code of one run.
+constexpr std::size_t kLongestRunCode = 5;
+
+/// Writes the code of one run.
+/// \param grey  seven bits.
+/// \param count pixels, at least 1.
+/// \param out   room for `kLongestRunCode` bytes.
+/// \return the end of what was written.
+unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out);
+
+/// The end of the run of equal seven-bit greys that begins at `first`, which lies before `end`.
+const unsigned char* endOfRun(const unsigned char* first, const unsigned char* end);
+
+/// Appends the code of `size` grey bytes.
+void encodeRuns(const unsigned char* pixels, std::size_t size, std::vector<unsigned char>& code);
+
+/// Decodes a code into pixels that are all 0 before: black runs are passed over. Ends with the code or the pixels,
+/// whichever comes first; a run that the code cuts off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.
+/// \return the number of pixels the code covers, up to `pixelCount`.
+std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount);
+
+}  // namespace CTB

@@ -1,0 +1,40 @@
+#include "ctb/scramble.h"
+
+#include "ctb/scramble_constants.h"
+
+#include <bit>
+#include <cstring>
+
+namespace CTB {
+
+namespace {
+
+constexpr std::size_t kWord = sizeof(std::uint32_t);
+
+/// The word whose bytes in memory are those of `value`, least significant first.
+constexpr std::uint32_t littleEndian(std::uint32_t value) {
+    if constexpr (std::endian::native == std::endian::little) return value;
+    return value >> 24 | (value >> 8 & 0xFF00) | (value << 8 & 0xFF0000) | value << 24;
+}
+
+}  // namespace
+
+void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size) {
+    if (key == 0) return;
+    const std::uint32_t step = key * kKeyFactor - kKeySubtrahend;
+    std::uint32_t state = (layerIndex * kLayerFactor - kLayerSubtrahend) * step;
+    const std::size_t words = size / kWord;
+    for (std::size_t i = 0; i < words; ++i) {
+        std::uint32_t word = 0;
+        std::memcpy(&word, data + i * kWord, kWord);
+        word ^= littleEndian(state);
+        std::memcpy(data + i * kWord, &word, kWord);
+        state += step;
+    }
+    for (std::size_t i = words * kWord; i < size; ++i) {
+        data[i] = static_cast<unsigned char>(data[i] ^ state);
+        state >>= 8;
+    }
+}
+
+}  // namespace CTB

@@ -1,0 +1,19 @@
+/// The scrambling of layer codes.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace CTB {
+
+/// Scrambles or, the operation being its own inverse, unscrambles a layer code in place. A key of 0 changes nothing.
+///
+/// With the four constants of the build and unsigned 32-bit arithmetic:
+///
+///     step  = key * KM - KS
+///     state = (layerIndex * LM - LS) * step
+///     for each four bytes: XOR them with state, least significant byte first; state += step
+void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size);
+
+}  // namespace CTB

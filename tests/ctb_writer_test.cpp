@@ -1,0 +1,338 @@
+#include "support/ctb.h"
+
+#include <vndlp/writer.h>
+
+#include <set>
+
+namespace vndlp::test {
+namespace {
+
+constexpr unsigned kWidth = 8;
+constexpr unsigned kHeight = 5;
+
+SliceImage imageOf(const std::vector<unsigned char>& pixels, unsigned width, unsigned height) {
+    SliceImage image;
+    image.size = static_cast<unsigned>(pixels.size());
+    image.width = width;
+    image.height = height;
+    image.pixels.reset(new unsigned char[pixels.size()]);
+    std::copy(pixels.begin(), pixels.end(), image.pixels.get());
+    return image;
+}
+
+SliceImage layerImage(unsigned char grey) { return imageOf(Bytes(kWidth * kHeight, grey), kWidth, kHeight); }
+
+class CtbWriterTest : public CtbTest {
+protected:
+    CtbWriterTest() : writer(newWriter(file)) {}
+
+    static std::unique_ptr<DLPWriter> newWriter(const std::string& file) {
+        std::unique_ptr<DLPWriter> made(createDLPWriter(file));
+        made->filePath = file;
+        made->machineType = "M01";
+        made->machineName = "not used";
+        made->layerCount = 3;
+        made->resolutionX = kWidth;
+        made->resolutionY = kHeight;
+        made->printTime = 7;
+        made->bedSizeX = 68.04;
+        made->resinVolume = 0x40490FDB;
+        made->resinWeight = 12.5F;
+        DlpParameters& p = made->fileStructure.parameters;
+        p.thickness = "0.05";
+        p.exposure_time = 80;
+        p.light_off_delay = 2;
+        p.first_exposure_time = 40;
+        p.first_layer_count = 1;
+        p.first_lift_distance = 6;
+        p.first_lift_speed = 65;
+        p.lifting_distance = 5;
+        p.lifting_speed = 80;
+        p.retract_speed = 150;
+        p.firstBrightnessPVM = 200;
+        p.brightnessPVM = 100;
+        made->fileStructure.sliceBasicParameters.enableAntiAliasing = 0xFF;
+        return made;
+    }
+
+    static std::vector<SliceImage> previews() {
+        return {imageOf({8, 0, 0, 8, 0, 0, 8, 0, 0}, 3, 1), imageOf({0, 0, 8}, 1, 1), imageOf({1, 2, 3}, 1, 1)};
+    }
+
+    int openAndWriteHeader() {
+        std::vector<SliceImage> images = previews();
+        const int opened = writer->openFile();
+        return opened < 0 ? opened : writer->writeHeader(images);
+    }
+
+    void addLayers(unsigned count) {
+        for (unsigned i = 0; i < count; ++i) {
+            EXPECT_EQ(writer->addLayerImage(i, layerImage(static_cast<unsigned char>(9 + 2 * i)), 1e6, 8), 0);
+        }
+    }
+
+    /// Opens what was written and reads its header.
+    const CTB::HeaderSettings& readHeader() {
+        EXPECT_EQ(reader.openDlpFile(file, false), 0);
+        reader.parseFile(true);
+        return *reader.headerSettings();
+    }
+
+    std::string file = path("a.ctb");
+    std::unique_ptr<DLPWriter> writer;
+    CTB::CTBRead reader;
+    Printed printed;
+};
+
+TEST_F(CtbWriterTest, TheFactoryKnowsTheEnding) {
+    for (const char* name : {".ctb", "a.ctb", "a.vndlp.ctb"}) {
+        const std::unique_ptr<DLPWriter> made(createDLPWriter(name));
+        ASSERT_NE(made, nullptr) << name;
+        EXPECT_EQ(made->headerType, 2u);
+        EXPECT_EQ(made->headerVersion, 3u);
+        EXPECT_EQ(made->formatFlag, 0u);
+    }
+    for (const char* name : {"a.CTB", "a.ctb2", "ctb", "a.ctb/"}) {
+        EXPECT_EQ(std::unique_ptr<DLPWriter>(createDLPWriter(name)), nullptr) << name;
+    }
+}
+
+TEST_F(CtbWriterTest, WritesItsFieldsByteForByte) {
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    EXPECT_EQ(printed.take(), "error: file not open\n") << "of the vendor writer, which never has a file";
+    addLayers(3);
+    ASSERT_EQ(writer->finish(), 0);
+    EXPECT_EQ(printed.take(), "");
+    const Bytes written = readFile(file);
+    const unsigned key = u32At(written, 100);
+
+    Bytes expected;
+    expected.le(0x12FD0086, 4).le(3, 4);                 // magic, version
+    expected.f32Le(68.04F).f32Le(300).f32Le(300);        // bed
+    expected.le(0, 4).le(0, 4);                          // reserved
+    expected.f32Le(3 * 0.05F).f32Le(0.05F);              // totalHeight, layerHeight
+    expected.f32Le(8).f32Le(40).f32Le(2);                // exposures: one in tenths, the others not
+    expected.le(1, 4).le(kWidth, 4).le(kHeight, 4);      // bottomLayerCount, resolution
+    expected.le(112, 4).le(321, 4).le(3, 4).le(148, 4);  // offsets of preview and table, layerCount, second preview
+    expected.le(330300, 4).le(1, 4);                     // printTime (forced), projectorType
+    expected.le(182, 4).le(60, 4).le(1, 4);              // print parameters, antiAliasLevel
+    expected.le(100, 2).le(255, 2).le(key, 4);           // lightPwm, bottomLightPwm (forced), encryptionKey
+    expected.le(242, 4).le(76, 4);                       // slicer information
+    expected.le(3, 4).le(1, 4).le(144, 4).le(4, 4).fill(16, 0);  // first preview: three pixels
+    expected.le(0x0021, 2).le(0x3002, 2);
+    expected.le(1, 4).le(1, 4).le(180, 4).le(2, 4).fill(16, 0);  // second preview
+    expected.le(0x0800, 2);
+    expected.f32Le(6).f32Le(65).f32Le(5).f32Le(80).f32Le(150);  // lifts, retract
+    expected.f32Le(9.131F).f32Le(12.5F).f32Le(0.548F);          // volume (forced), weight, price (forced)
+    expected.f32Le(0).f32Le(4).le(1, 4).fill(16, 0);            // light-off delays, bottomLayerCount
+    expected.fill(28, 0).le(318, 4).le(3, 4);                   // second stages; machine name
+    expected.le(0x2000000F, 4).le(0x01A4FA00, 4);               // forced
+    expected.le(0xFFFFFFFF, 4).le(0x01090000, 4).fill(24, 0);   // word44, slicerVersion
+    expected.raw("M01");
+    const auto addEntry = [&expected](unsigned i) {
+        expected.f32Le(static_cast<float>(i + 1) * 0.05F).f32Le(i == 0 ? 40.0F : 8.0F).f32Le(2);
+        expected.le(429 + 84 * (i + 1) + 2 * i, 4).le(2, 4);  // dataOffset, dataSize
+        expected.le(0, 4).le(84, 4).fill(8, 0);
+    };
+    for (unsigned i = 0; i < 3; ++i) addEntry(i);
+    for (unsigned i = 0; i < 3; ++i) {
+        addEntry(i);
+        expected.le(86, 4).f32Le(5).f32Le(80).fill(8, 0).f32Le(150).fill(20, 0).f32Le(100);
+        expected.raw(CTB::CTBWrite::LayerRleCrypt(
+            key, i, {static_cast<unsigned char>(0x80 | (9 + 2 * i) >> 1), kWidth * kHeight}));
+    }
+    EXPECT_TRUE(sameBytes(written, expected));
+}
+
+TEST_F(CtbWriterTest, VersionsBelowThreeHaveNoExtendedRecords) {
+    writer->fileStructure.v2Header.versionCode = 2;
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(3);
+    ASSERT_EQ(writer->finish(), 0);
+    EXPECT_EQ(readFile(file).size(), 429u + 3 * 2);
+}
+
+TEST_F(CtbWriterTest, SixteenBitNumbersWrapOrAreTakenAsSigned) {
+    writer->layerCount = 70000;
+    writer->fileStructure.parameters.exposure_time = 0xFFF6;  // -10
+    writer->fileStructure.parameters.first_exposure_time = 0xFFFF;
+    writer->fileStructure.parameters.first_layer_count = 0xFFFF;  // -1: every layer is a bottom layer
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(1);
+    EXPECT_EQ(writer->finish(), 0);
+    EXPECT_EQ(countOf(printed.take(), "warning: "), 1) << "of a header that counts other layers";
+    const CTB::HeaderSettings& header = readHeader();
+    EXPECT_EQ(header.layerCount, 4464u);
+    EXPECT_EQ(header.totalHeight, 4464 * 0.05F);
+    EXPECT_EQ(header.exposureTime, -1.0F);
+    EXPECT_EQ(header.bottomExposureTime, 65535.0F);
+    EXPECT_EQ(header.bottomLayerCount, 0xFFFFFFFFu);
+    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
+    EXPECT_EQ(layers[0]->exposureTime, 65535.0F);
+}
+
+TEST_F(CtbWriterTest, KeysLieInTheirRangeAndTheLastOneScramblesEveryWritersLayers) {
+    const std::string otherFile = path("b.ctb");
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(3);
+    std::unique_ptr<DLPWriter> first = std::move(writer);
+    std::set<unsigned> keys;
+    // until the clock that seeds the keys has moved on
+    while (keys.size() < 2) {
+        writer = newWriter(otherFile);
+        ASSERT_EQ(openAndWriteHeader(), 0);
+        addLayers(3);
+        ASSERT_EQ(writer->finish(), 0);
+        const unsigned key = u32At(readFile(otherFile), 100);
+        EXPECT_GE(key, 255u);
+        EXPECT_LE(key, 33022u);
+        keys.insert(key);
+    }
+    const unsigned lastKey = u32At(readFile(otherFile), 100);
+    first->addLayerImage(0, layerImage(51), 0, 0);
+    first->addLayerImage(1, layerImage(53), 0, 0);
+    first->addLayerImage(2, layerImage(55), 0, 0);
+    ASSERT_EQ(first->finish(), 0);
+    readHeader();
+    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
+    ASSERT_EQ(layers.size(), 3u);
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(layers[i]->decodeCtbImage(kWidth, kHeight, i, lastKey),
+                  Bytes(kWidth * kHeight, static_cast<unsigned char>(51 + 2 * i)));
+    }
+}
+
+TEST_F(CtbWriterTest, LayerZeroAgainEmptiesTheTableButNotTheExtendedRecords) {
+    writer->layerCount = 1;
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(3);
+    EXPECT_EQ(writer->addLayerImage(0, imageOf({0, 255, 0, 255}, 4, 1), 0, 0), 0);
+    ASSERT_EQ(writer->finish(), 0);
+    readHeader();
+    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
+    const Owned<CTB::LayerDefEx> extended(reader.layerDefEx());
+    ASSERT_EQ(extended.size(), 1u);
+    EXPECT_EQ(layers[0]->dataSize, 4u);
+    EXPECT_EQ(extended[0]->totalSize, 86u) << "of the first start";
+    EXPECT_EQ(extended[0]->layerDef.dataOffset, layers[0]->dataOffset);
+    EXPECT_EQ(readFile(file).size(), layers[0]->dataOffset + 4u);
+}
+
+TEST_F(CtbWriterTest, LayersMayComeInAnyOrderAndTwice) {
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    writer->resizeLayers(5);
+    writer->resizeLayers(3);
+    for (const int i : {2, 0, 1, 2}) {
+        EXPECT_EQ(writer->setLayerImageAt(i, layerImage(static_cast<unsigned char>(9 + 2 * i)), 0), 0);
+    }
+    ASSERT_EQ(writer->finish(), 0);
+    const CTB::HeaderSettings& header = readHeader();
+    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
+    ASSERT_EQ(layers.size(), 3u);
+    for (unsigned i = 0; i < 3; ++i) {
+        EXPECT_EQ(reader.readLayerImage(&header, layers[i], static_cast<int>(i), nullptr),
+                  Bytes(kWidth * kHeight, static_cast<unsigned char>(9 + 2 * i)));
+        EXPECT_EQ(layers[i]->positionZ, static_cast<float>(i + 1) * 0.05F);
+    }
+}
+
+TEST_F(CtbWriterTest, ASecondFileStartsWithEmptyTables) {
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(openAndWriteHeader(), 0);
+        addLayers(3);
+        ASSERT_EQ(writer->finish(), 0);
+        EXPECT_EQ(readFile(file).size(), 429u + 3 * 86) << round;
+    }
+}
+
+TEST_F(CtbWriterTest, NothingIsWrittenBeforeFinishAndCancelLeavesNoFile) {
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(2);
+    std::fflush(nullptr);
+    EXPECT_EQ(readFile(file), Bytes{});
+    EXPECT_EQ(writer->cancel(), 0);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_NE(writer->cancel(), 0) << "nothing left to delete";
+}
+
+TEST_F(CtbWriterTest, FewerThanThreePreviewsPrepareNothing) {
+    ASSERT_EQ(writer->openFile(), 0);
+    std::vector<SliceImage> two = previews();
+    two.pop_back();
+    EXPECT_EQ(writer->writeHeader(two), 2);
+    EXPECT_NE(two[0].pixels, nullptr);
+    EXPECT_EQ(printed.take(), "");
+    EXPECT_LT(writer->finish(), 0) << "a file needs its previews";
+}
+
+TEST_F(CtbWriterTest, EmptyPreviewsMakeAFile) {
+    ASSERT_EQ(writer->openFile(), 0);
+    std::vector<SliceImage> empty(3);
+    ASSERT_EQ(writer->writeHeader(empty), 0);
+    addLayers(3);
+    ASSERT_EQ(writer->finish(), 0);
+    EXPECT_EQ(readHeader().printParametersOffset, 176u);
+}
+
+// failures
+
+TEST_F(CtbWriterTest, FinishTellsTheFirstFailureThoughTheCallsGoOn) {
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    SliceImage bad = layerImage(9);
+    bad.pixels.reset();
+    printed.take();
+    EXPECT_EQ(writer->addLayerImage(0, bad, 0, 0), -30);
+    EXPECT_TRUE(isOneErrorLine(printed.take(), "layer 0"));
+    bad.width = 0;
+    EXPECT_EQ(writer->addLayerImage(0, bad, 0, 0), -30) << "a size without pixels";
+    EXPECT_EQ(writer->setLayerImageAt(0, layerImage(9), 0), -31) << "no table yet";
+    addLayers(3);
+    EXPECT_EQ(writer->setLayerImageAt(3, layerImage(9), 0), -31);
+    EXPECT_EQ(writer->setLayerImageAt(-1, layerImage(9), 0), -31);
+    EXPECT_EQ(writer->finish(), -30);
+    EXPECT_EQ(Owned<CTB::LayerDef>((readHeader(), reader.layerDef(false))).size(), 3u);
+}
+
+TEST_F(CtbWriterTest, ALayerNeverDeliveredIsAnError) {
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    writer->resizeLayers(3);
+    writer->setLayerImageAt(0, layerImage(9), 0);
+    writer->setLayerImageAt(2, layerImage(9), 0);
+    printed.take();
+    EXPECT_EQ(writer->finish(), -1);
+    EXPECT_TRUE(isOneErrorLine(printed.take(), "layer 1"));
+}
+
+TEST_F(CtbWriterTest, AFileThatCannotBeOpenedIsTold) {
+    writer->filePath = path("missing/a.ctb");
+    EXPECT_EQ(writer->openFile(), -3);
+    EXPECT_EQ(printed.take(), "error: " + writer->filePath + " can't open\n");
+    std::vector<SliceImage> images = previews();
+    EXPECT_EQ(writer->writeHeader(images), 0);
+    addLayers(3);
+    EXPECT_EQ(writer->finish(), -1);
+}
+
+TEST_F(CtbWriterTest, FullDisksAreToldOnce) {
+    writer->filePath = kFullDevice;
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(3);
+    printed.take();
+    EXPECT_EQ(writer->finish(), -1);
+    EXPECT_TRUE(isOneErrorLine(printed.take(), "/dev/full could not be written completely"));
+
+    // what fails only when the buffer is emptied
+    writer->filePath = file;
+    {
+        const FileSizeLimit limit(500);
+        ASSERT_EQ(openAndWriteHeader(), 0);
+        addLayers(3);
+        EXPECT_EQ(writer->finish(), -1);
+    }
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    addLayers(3);
+    EXPECT_EQ(writer->finish(), 0) << "the failure belonged to the file before";
+}
+
+}  // namespace
+}  // namespace vndlp::test
