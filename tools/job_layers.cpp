@@ -138,6 +138,7 @@ std::vector<JobFile> findNumberedLayers(const Archive& archive, const std::vecto
     requireUnbrokenNumbers(archive, layers);
     requireCount(archive, prefix, layers.size(), settings);
     std::vector<JobFile> result;
+    result.reserve(layers.size());
     for (const NumberedLayer& layer : layers) result.push_back(layer.file);
     return result;
 }

@@ -41,9 +41,13 @@ std::uint32_t bigEndian32(const unsigned char* p) {
 }
 
 std::string typeText(std::uint32_t type) {
-    const char letters[] = {static_cast<char>(type >> 24), static_cast<char>(type >> 16), static_cast<char>(type >> 8),
-                            static_cast<char>(type)};
-    return printable({letters, sizeof letters});
+    std::string text;
+    for (const int shift : {24, 16, 8, 0}) {
+        const auto letter = static_cast<char>(type >> shift);
+        const bool isLetter = (letter >= 'A' && letter <= 'Z') || (letter >= 'a' && letter <= 'z');
+        text += isLetter ? letter : '?';
+    }
+    return text;
 }
 
 struct Chunk {

@@ -137,11 +137,12 @@ ColourImage setIntoFrame(const std::vector<float>& picture, Size size, Size fram
     out.height = frame.height;
     out.pixels.assign(static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height) * 4, 0);
     for (std::size_t i = 3; i < out.pixels.size(); i += 4) out.pixels[i] = 255;
+    const int left = (frame.width - size.width) / 2;
+    const int top = (frame.height - size.height) / 2;
     const float* cell = picture.data();
     for (int y = 0; y < size.height; ++y) {
-        const auto row = static_cast<std::size_t>(y + (frame.height - size.height) / 2);
-        const auto column = static_cast<std::size_t>((frame.width - size.width) / 2);
-        unsigned char* pixel = out.pixels.data() + (row * static_cast<std::size_t>(frame.width) + column) * 4;
+        const std::ptrdiff_t row = y + top;
+        unsigned char* pixel = out.pixels.data() + (row * frame.width + left) * 4;
         for (int x = 0; x < size.width; ++x, pixel += 4, cell += kChannels) colourOf(cell, pixel);
     }
     return out;

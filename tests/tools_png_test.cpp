@@ -1,0 +1,313 @@
+#include "tools/png.h"
+
+#include "support/png.h"
+#include "tools/archive.h"
+
+#include <gtest/gtest.h>
+#include <spng.h>
+
+#include <memory>
+#include <random>
+
+using namespace vndlp::test;
+using namespace vndlp::tools;
+
+namespace {
+
+constexpr const char* kName = "job.sl1: a.png";
+
+GreyImage decode(const std::vector<unsigned char>& png) {
+    GreyImage image;
+    decodeGreyLayer(png, kName, image);
+    return image;
+}
+
+std::string greyFailure(const Bytes& png) {
+    return failureOf([&] { decode(png); });
+}
+
+/// The message of a damaged PNG.
+std::string damaged(const std::string& what) {
+    return std::string(kName) + ": the PNG is damaged (" + what + "); copy or make it again";
+}
+
+/// Decodes with libspng alone: what every PNG is held against.
+std::vector<unsigned char> decodeReference(const std::vector<unsigned char>& png, int format) {
+    const std::unique_ptr<spng_ctx, decltype(&spng_ctx_free)> context(spng_ctx_new(0), spng_ctx_free);
+    std::vector<unsigned char> pixels;
+    std::size_t size = 0;
+    if (spng_set_png_buffer(context.get(), png.data(), png.size()) != 0 ||
+        spng_decoded_image_size(context.get(), format, &size) != 0)
+        return pixels;
+    pixels.resize(size);
+    if (spng_decode_image(context.get(), pixels.data(), size, format, 0) != 0) pixels.clear();
+    return pixels;
+}
+
+}  // namespace
+
+// ---- grey layers
+
+TEST(GreyPng, DecodesLiteralBytes) {
+    const Bytes png = {0x89, 0x50, 0x4E, 0x47, 0x0D, 0x0A, 0x1A, 0x0A,  // signature
+                       0x00, 0x00, 0x00, 0x0D, 0x49, 0x48, 0x44, 0x52,  // 13 bytes of IHDR
+                       0x00, 0x00, 0x00, 0x02, 0x00, 0x00, 0x00, 0x02,  // 2 x 2
+                       0x08, 0x00, 0x00, 0x00, 0x00,                    // 8-bit grey, deflate, filters, not interlaced
+                       0x57, 0xDD, 0x52, 0xF8,                          // CRC
+                       0x00, 0x00, 0x00, 0x11, 0x49, 0x44, 0x41, 0x54,  // 17 bytes of IDAT
+                       0x78, 0x01, 0x01, 0x06, 0x00, 0xF9, 0xFF,        // zlib header, last stored block of 6 bytes
+                       0x00, 0x00, 0xFF,                                // row 0: no filter, 0, 255
+                       0x00, 0x10, 0x80,                                // row 1: no filter, 16, 128
+                       0x04, 0xA2, 0x01, 0x90,                          // Adler-32
+                       0xF7, 0xAF, 0x11, 0x6D,                          // CRC
+                       0x00, 0x00, 0x00, 0x00, 0x49, 0x45, 0x4E, 0x44,  // IEND
+                       0xAE, 0x42, 0x60, 0x82};
+    const GreyImage image = decode(png);
+    EXPECT_EQ(image.width, 2);
+    EXPECT_EQ(image.height, 2);
+    EXPECT_EQ(image.pixels, (Bytes{0, 255, 16, 128}));
+}
+
+TEST(GreyPng, UndoesEveryFilter) {
+    const Bytes raw = {1, 10,  5, 250,  // Sub
+                       2, 1,   2, 3,    // Up
+                       3, 100, 0, 50,   // Average: of 0 and 11, 105 and 17, 61 and 12, halves dropped
+                       4, 7,   7, 200,  // Paeth: predicts 105 (above), 61 (above), 86 (above)
+                       0, 1,   2, 255};
+    const Bytes expected = {10, 15, 9, 11, 17, 12, 105, 61, 86, 112, 68, 30, 1, 2, 255};
+    EXPECT_EQ(decode(greyPng(3, 5, raw)).pixels, expected);
+}
+
+TEST(GreyPng, TakesZerosForTheRowAboveTheFirst) {
+    EXPECT_EQ(decode(greyPng(3, 1, {2, 9, 8, 7})).pixels, (Bytes{9, 8, 7}));
+    EXPECT_EQ(decode(greyPng(3, 1, {3, 9, 8, 7})).pixels, (Bytes{9, 12, 13}));
+    EXPECT_EQ(decode(greyPng(3, 1, {4, 9, 8, 7})).pixels, (Bytes{9, 17, 24}));
+}
+
+TEST(GreyPng, JoinsSeveralImageChunks) {
+    const Bytes packed = zlibStored({0, 1, 2, 0, 3, 4});
+    const auto part = [&](std::ptrdiff_t from, std::ptrdiff_t to) {
+        return chunk("IDAT", Bytes(packed.begin() + from, packed.begin() + to));
+    };
+    const auto size = static_cast<std::ptrdiff_t>(packed.size());
+    const Bytes png = pngOf({headerChunk(2, 2), part(0, 0), part(0, 1), part(1, 9), part(9, 9), part(9, size)});
+    EXPECT_EQ(decode(png).pixels, (Bytes{1, 2, 3, 4}));
+}
+
+TEST(GreyPng, PassesOverAncillaryChunksAndWhatFollowsTheEnd) {
+    const Bytes png = pngOf({headerChunk(1, 1), chunk("gAMA", {0, 0, 0, 1}), chunk("tRNS", {0, 7}),
+                             chunk("IDAT", zlibStored({0, 7})), chunk("tEXt", Bytes().raw("a"))});
+    EXPECT_EQ(decode(Bytes(png).raw("behind")).pixels, Bytes{7});
+}
+
+TEST(GreyPng, AgreesWithTheReferenceOnAnyFilterAndWidth) {
+    std::mt19937 random(20240611);
+    for (const std::uint32_t width : {1U, 2U, 7U, 8U, 9U, 15U, 16U, 17U, 63U, 64U, 65U, 300U}) {
+        const std::uint32_t height = 23;
+        Bytes raw;
+        for (std::uint32_t y = 0; y < height; ++y) {
+            raw.be(random() % 5, 1);
+            for (std::uint32_t x = 0; x < width; ++x) raw.be(random(), 1);
+        }
+        const Bytes png = greyPng(width, height, raw);
+        EXPECT_EQ(decode(png).pixels, decodeReference(png, SPNG_FMT_G8)) << "width " << width;
+    }
+}
+
+TEST(GreyPng, AgreesWithTheReferenceOnEveryLayerOfTheSampleJob) {
+    const std::unique_ptr<Archive> archive = openArchive(VNDLP_EXAMPLES_DIR "/lattice_tower.sl1");
+    GreyImage image;
+    Bytes png;
+    int layers = 0;
+    for (std::size_t i = 0; i < archive->entries().size(); ++i) {
+        if (!archive->entries()[i].name.ends_with(".png")) continue;
+        archive->readEntry(i, png);
+        decodeGreyLayer(png, archive->label(i), image);
+        ASSERT_TRUE(image.pixels == decodeReference(png, SPNG_FMT_G8)) << archive->label(i);
+        ++layers;
+    }
+    EXPECT_EQ(layers, 111);
+}
+
+TEST(GreyPng, SpreadsFewerBitsOverTheFullRange) {
+    const auto png = [](unsigned char depth, unsigned char packed) {
+        return pngOf({headerChunk(2, 1, depth), chunk("IDAT", zlibStored({0, packed}))});
+    };
+    EXPECT_EQ(decode(png(1, 0b01000000)).pixels, (Bytes{0, 255}));
+    EXPECT_EQ(decode(png(2, 0b01100000)).pixels, (Bytes{85, 170}));
+    EXPECT_EQ(decode(png(4, 0x1F)).pixels, (Bytes{17, 255}));
+}
+
+TEST(GreyPng, DecodesInterlacedRows) {
+    // of 2 x 2 pixels pass 1 holds the first, pass 6 the second, pass 7 the lower row
+    const Bytes png = pngOf({headerChunk(2, 2, 8, 0, 1), chunk("IDAT", zlibStored({0, 1, 0, 2, 0, 3, 4}))});
+    EXPECT_EQ(decode(png).pixels, (Bytes{1, 2, 3, 4}));
+}
+
+TEST(GreyPng, UsesTheBufferAgain) {
+    GreyImage image;
+    decodeGreyLayer(flatPng(64, 64, 9), kName, image);
+    const unsigned char* const buffer = image.pixels.data();
+    decodeGreyLayer(flatPng(64, 64, 200), kName, image);
+    EXPECT_EQ(image.pixels.data(), buffer);
+    EXPECT_EQ(image.pixels, Bytes(4096, 200));
+}
+
+// ---- what is no grey layer
+
+TEST(GreyPngRefuses, OtherKindsOfPng) {
+    const auto failure = [](unsigned char depth, unsigned char colour) {
+        return greyFailure(pngOf({headerChunk(1, 1, depth, colour), chunk("IDAT", zlibStored(Bytes(9, 0)))}));
+    };
+    const auto message = [](const std::string& kind) {
+        return std::string(kName) + ": is a PNG of " + kind +
+               "; layers have to be 8-bit grey: export them again as such";
+    };
+    EXPECT_EQ(failure(16, 0), message("16-bit grey"));
+    EXPECT_EQ(failure(8, 2), message("8-bit RGB"));
+    EXPECT_EQ(failure(4, 3), message("4-bit palette"));
+    EXPECT_EQ(failure(8, 4), message("8-bit grey and alpha"));
+    EXPECT_EQ(failure(16, 6), message("16-bit RGB and alpha"));
+}
+
+TEST(GreyPngRefuses, WhatIsNoPng) {
+    EXPECT_EQ(greyFailure(Bytes().raw("P5 1440 2560 255 and so on, a portable greymap")),
+              std::string(kName) + ": is not a PNG image");
+    EXPECT_EQ(greyFailure({}), damaged("it is cut short"));
+}
+
+TEST(GreyPngRefuses, EveryTruncation) {
+    const Bytes png = flatPng(3, 2, 77);
+    for (std::size_t size = 0; size < png.size(); ++size)
+        EXPECT_EQ(greyFailure(Bytes(png.begin(), png.begin() + static_cast<std::ptrdiff_t>(size))),
+                  damaged("it is cut short"))
+            << size << " bytes";
+}
+
+TEST(GreyPngRefuses, DamageOfAnyByte) {
+    const Bytes png = flatPng(3, 2, 77);
+    for (std::size_t i = 0; i < png.size(); ++i) {
+        Bytes corrupt = png;
+        corrupt[i] ^= 0x11;
+        EXPECT_NE(greyFailure(corrupt), "") << "byte " << i;
+    }
+}
+
+TEST(GreyPngRefuses, ChunksThatDoNotBelong) {
+    const Bytes header = headerChunk(1, 1);
+    const Bytes packed = zlibStored({0, 7});
+    const Bytes first(packed.begin(), packed.begin() + 4);
+    const Bytes second(packed.begin() + 4, packed.end());
+    EXPECT_EQ(greyFailure(pngOf({header})), damaged("it holds no image data"));
+    EXPECT_EQ(greyFailure(pngOf({header, chunk("IDAT", first), chunk("tEXt", {}), chunk("IDAT", second)})),
+              damaged("other chunks stand between those of the image"));
+    EXPECT_EQ(greyFailure(pngOf({header, header, chunk("IDAT", packed)})), damaged("chunk IHDR is not known"));
+    EXPECT_EQ(greyFailure(pngOf({chunk("IDAT", Bytes(13, 0))})), damaged("it does not begin with a header"));
+    Bytes badCrc = pngOf({header, chunk("IDAT", packed)});
+    badCrc[badCrc.size() - 13] ^= 1;  // the last byte before IEND
+    EXPECT_EQ(greyFailure(badCrc), damaged("the CRC of chunk IDAT does not match"));
+}
+
+TEST(GreyPngRefuses, DataThatDoNotMakeTheImage) {
+    const auto failure = [](const Bytes& packed) {
+        return greyFailure(pngOf({headerChunk(2, 2), chunk("IDAT", packed)}));
+    };
+    EXPECT_EQ(failure(zlibStored({0, 1, 2, 0, 3})), damaged("its data hold too few pixels"));
+    EXPECT_EQ(failure(zlibStored({0, 1, 2, 0, 3, 4, 0})), damaged("its data hold too many pixels"));
+    EXPECT_EQ(failure(zlibStored({0, 1, 2, 5, 3, 4})), damaged("row 1 has the unknown filter 5"));
+    Bytes badSum = zlibStored({0, 1, 2, 0, 3, 4});
+    badSum.back() ^= 1;
+    EXPECT_EQ(failure(badSum), damaged("its data cannot be unpacked"));
+}
+
+TEST(GreyPngRefuses, AbsurdSizes) {
+    const auto failure = [](std::uint32_t width, std::uint32_t height) {
+        return greyFailure(pngOf({headerChunk(width, height), chunk("IDAT", zlibStored({0, 7}))}));
+    };
+    const std::string name = kName;
+    EXPECT_EQ(failure(0, 1), name + ": is 0 x 1 pixels; each side has to be from 1 to 65535");
+    EXPECT_EQ(failure(1, 65536), name + ": is 1 x 65536 pixels; each side has to be from 1 to 65535");
+    EXPECT_EQ(failure(0xFFFFFFFF, 1), name + ": is 4294967295 x 1 pixels; each side has to be from 1 to 65535");
+    EXPECT_EQ(failure(65535, 65535),
+              name + ": is 65535 x 65535 pixels; images of more than 1073741824 pixels are refused");
+    EXPECT_EQ(failure(15120, 6230), damaged("it claims 15120 x 6230 pixels, more than its 13 bytes of data can hold"));
+}
+
+TEST(GreyPngRefuses, HeaderValuesThatNoPngHas) {
+    const auto failure = [](const Bytes& kind) {
+        return greyFailure(pngOf({chunk("IHDR", Bytes().u32(1).u32(1).raw(kind))}));
+    };
+    for (const Bytes& kind : {Bytes{3, 0, 0, 0, 0}, Bytes{8, 1, 0, 0, 0}, Bytes{4, 2, 0, 0, 0}, Bytes{16, 3, 0, 0, 0},
+                              Bytes{8, 0, 1, 0, 0}, Bytes{8, 0, 0, 1, 0}, Bytes{8, 0, 0, 0, 2}})
+        EXPECT_EQ(failure(kind), damaged("its header holds values that no PNG has"));
+}
+
+TEST(GreyPngRefuses, AndLeavesAnEmptyImage) {
+    GreyImage image;
+    decodeGreyLayer(flatPng(4, 4, 1), kName, image);
+    EXPECT_NE(failureOf([&] { decodeGreyLayer(greyPng(4, 4, {0}), kName, image); }), "");
+    EXPECT_EQ(image.width, 0);
+    EXPECT_EQ(image.height, 0);
+    EXPECT_TRUE(image.pixels.empty());
+}
+
+// ---- pictures
+
+TEST(ColourPng, DecodesPaletteWithTransparency) {
+    const Bytes png = pngOf({headerChunk(2, 1, 8, 3), chunk("PLTE", {10, 20, 30, 40, 50, 60}), chunk("tRNS", {128}),
+                             chunk("IDAT", zlibStored({0, 1, 0}))});
+    const ColourImage image = decodeColour(png, kName);
+    EXPECT_EQ(image.width, 2);
+    EXPECT_EQ(image.height, 1);
+    EXPECT_EQ(image.pixels, (Bytes{40, 50, 60, 255, 10, 20, 30, 128}));
+}
+
+TEST(ColourPng, DecodesOtherKinds) {
+    const auto pixels = [](unsigned char depth, unsigned char colour, const Bytes& raw) {
+        return decodeColour(pngOf({headerChunk(1, 1, depth, colour), chunk("IDAT", zlibStored(raw))}), kName).pixels;
+    };
+    EXPECT_EQ(pixels(8, 6, {0, 1, 2, 3, 4}), (Bytes{1, 2, 3, 4}));
+    EXPECT_EQ(pixels(8, 0, {0, 9}), (Bytes{9, 9, 9, 255}));
+    EXPECT_EQ(pixels(16, 2, {0, 1, 99, 2, 99, 3, 99}), (Bytes{1, 2, 3, 255}));
+}
+
+TEST(ColourPng, RefusesWhatCannotBe) {
+    const auto failure = [](std::uint32_t width, std::uint32_t height, unsigned char colour, const Bytes& raw) {
+        const Bytes png = pngOf({headerChunk(width, height, 8, colour), chunk("IDAT", zlibStored(raw))});
+        return failureOf([&] { decodeColour(png, kName); });
+    };
+    EXPECT_EQ(failure(8193, 8192, 6, {0}),
+              std::string(kName) + ": is 8193 x 8192 pixels; images of more than 67108864 pixels are refused");
+    EXPECT_EQ(failure(200, 200, 6, {0}),
+              damaged("it claims 200 x 200 pixels, more than its 12 bytes of data can hold"));
+    // a palette image without a palette; the reason is libspng's
+    EXPECT_TRUE(failure(1, 1, 3, {0, 0}).starts_with(std::string(kName) + ": the PNG is damaged ("));
+}
+
+// ---- encoding
+
+TEST(EncodePng, IsReadBackByTheReference) {
+    std::mt19937 random(7);
+    for (const int width : {1, 16, 333}) {
+        GreyImage image;
+        image.width = width;
+        image.height = 9;
+        for (int i = 0; i < width * 9; ++i) image.pixels.push_back(static_cast<unsigned char>(random() % 3 * 100));
+        EXPECT_EQ(decodeReference(encodePng(image), SPNG_FMT_G8), image.pixels);
+        EXPECT_EQ(decode(encodePng(image)).pixels, image.pixels);
+    }
+}
+
+TEST(EncodePng, BeginsWithTheHeaderOfAGreyImage) {
+    const GreyImage image{3, 2, Bytes(6, 255)};
+    const std::vector<unsigned char> png = encodePng(image);
+    const Bytes expected = pngSignature().raw(headerChunk(3, 2, 8, 0));
+    EXPECT_EQ(Bytes(png.begin(), png.begin() + 33), expected);
+}
+
+TEST(EncodePng, LeavesAlphaOut) {
+    const ColourImage image{2, 1, {1, 2, 3, 0, 4, 5, 6, 255}};
+    const std::vector<unsigned char> png = encodePng(image);
+    EXPECT_EQ(png[25], 2);  // colour type RGB
+    EXPECT_EQ(decodeReference(png, SPNG_FMT_RGB8), (Bytes{1, 2, 3, 4, 5, 6}));
+}
