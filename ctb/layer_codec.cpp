@@ -62,6 +62,8 @@ public:
         return (value & kRunFlag) == 0 || takeLength(run.count);
     }
 
+    bool atEnd() const { return m_next == m_end; }
+
 private:
     bool takeLength(std::size_t& count) {
         if (m_next == m_end) return false;
@@ -165,6 +167,17 @@ std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned
         position += count;
     }
     return position;
+}
+
+long long codedPixels(const unsigned char* code, std::size_t codeSize) {
+    RunReader runs(code, codeSize);
+    RunReader::Run run{};
+    long long pixels = 0;
+    while (!runs.atEnd()) {
+        if (!runs.take(run)) return -1;
+        pixels += static_cast<long long>(run.count);
+    }
+    return pixels;
 }
 
 }  // namespace CTB

@@ -39,4 +39,7 @@ void encodeRuns(const unsigned char* pixels, std::size_t size, std::vector<unsig
 /// \return the number of pixels the code covers, up to `pixelCount`.
 std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount);
 
+/// Adds up the runs of a code without decoding it. \return pixels; -1 when the code ends within a run.
+long long codedPixels(const unsigned char* code, std::size_t codeSize);
+
 }  // namespace CTB

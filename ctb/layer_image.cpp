@@ -14,22 +14,29 @@ namespace CTB {
 
 namespace {
 
-/// Reads a layer's code and decodes it into pixels that are all 0. \return false, with an error line, when the file
-/// does not hold the whole code; what is there is decoded.
-bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, unsigned char* pixels,
-                std::size_t size) {
+/// Reads a layer's code and unscrambles it. \return false, with an error line, when the file does not hold the whole
+/// code; what is there is returned.
+bool readCode(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key,
+              std::vector<unsigned char>& code) {
     if (layer.dataSize == 0) return true;
     const std::string what = "the image of layer " + std::to_string(layerIndex);
     if (file == nullptr) {
         vndlp::report("error: %s cannot be read, no file is open\n", what.c_str());
         return false;
     }
-    std::vector<unsigned char> code;
     if (file->seek(layer.dataOffset, 0) >= 0) code = readDeclared(*file, layer.dataSize);
     if (code.size() < layer.dataSize) reportShort(file->fileName(), what, layer.dataSize, code.size());
     scramble(key, layerIndex, code.data(), code.size());
-    decodeRuns(code.data(), code.size(), pixels, size);
     return code.size() == layer.dataSize;
+}
+
+/// Reads and decodes a layer's code into pixels that are all 0. \return as `readCode`.
+bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, unsigned char* pixels,
+                std::size_t size) {
+    std::vector<unsigned char> code;
+    const bool whole = readCode(file, layer, layerIndex, key, code);
+    decodeRuns(code.data(), code.size(), pixels, size);
+    return whole;
 }
 
 }  // namespace
@@ -56,6 +63,11 @@ std::vector<unsigned char> LayerDef::decodeCtbImage(unsigned int width, unsigned
 int LayerDef::decodeCtbImageInto(unsigned char* pixels, std::size_t size, unsigned int layerIndex, unsigned int key) {
     if (size > 0) std::memset(pixels, 0, size);
     return decodeFrom(openFileRead(), *this, layerIndex, key, pixels, size) ? 0 : -1;
+}
+
+long long LayerDef::codedPixelCount(unsigned int layerIndex, unsigned int key) {
+    std::vector<unsigned char> code;
+    return readCode(openFileRead(), *this, layerIndex, key, code) ? codedPixels(code.data(), code.size()) : -1;
 }
 
 void LayerDef::addRep(unsigned int& count, unsigned char& value, std::vector<unsigned char>& out) {

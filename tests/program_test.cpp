@@ -295,4 +295,65 @@ TEST_F(ProgramTest, EstimatesByTheFormulaOfTheModel) {
     EXPECT_EQ(nlohmann::json::parse(runProgram("machines --json").output).size(), 28u);
 }
 
+TEST_F(ProgramTest, CtbKeepsSevenBitsOfEveryGrey) {
+    fs::create_directories("grey");
+    tools::GreyImage image{256, 3, std::vector<unsigned char>(256 * 3)};
+    for (std::size_t i = 0; i < image.pixels.size(); ++i) image.pixels[i] = static_cast<unsigned char>(i);
+    const std::vector<unsigned char> png = tools::encodePng(image);
+    std::ofstream("grey/0.png", std::ios::binary)
+        .write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+    ASSERT_EQ(runProgram("convert grey job.ctb --set machine=M05 --set bottom_layers=7").status, 0);
+    EXPECT_EQ(runProgram("verify job.ctb").output, "job.ctb: ok\n");
+    ASSERT_EQ(runProgram("extract job.ctb -o out").status, 0);
+    for (unsigned char& pixel : image.pixels) pixel = pixel < 2 ? 0 : static_cast<unsigned char>(pixel | 1);
+    const std::vector<unsigned char> expected = tools::encodePng(image);
+    EXPECT_EQ(textOf("out/layer_00000.png"), std::string(expected.begin(), expected.end()));
+
+    // there and back: settings, machine and previews go along
+    ASSERT_EQ(runProgram("convert job.ctb back.vndlp").status, 0);
+    ASSERT_EQ(runProgram("convert back.vndlp again.ctb").status, 0);
+    const auto first = nlohmann::json::parse(runProgram("info job.ctb --json").output);
+    auto again = nlohmann::json::parse(runProgram("info again.ctb --json").output);
+    EXPECT_EQ(first["header"]["bottomLayerCount"], 7);
+    EXPECT_EQ(first["header"]["machineName"], "M05");
+    again["header"]["encryptionKey"] = first["header"]["encryptionKey"];
+    EXPECT_EQ(again["header"], first["header"]);
+    EXPECT_EQ(again["previews"].size(), 2u);
+    EXPECT_EQ(again["previews"][1]["blank"], false);
+}
+
+TEST_F(ProgramTest, VerifyFindsDamageInCtbFiles) {
+    makeLayers("layers", 3);
+    ASSERT_EQ(runProgram("convert layers job.ctb").status, 0);
+    const std::string sound = textOf("job.ctb");
+    const auto json = nlohmann::json::parse(runProgram("info job.ctb --json --layers").output);
+    const auto record = json["layers"][1]["offset"].get<std::size_t>();
+    const auto verifyWith = [&](std::size_t offset, char value) {
+        std::string bytes = sound;
+        bytes.at(offset) = value;
+        std::ofstream("bad.ctb", std::ios::binary) << bytes;
+        const Outcome outcome = runProgram("verify bad.ctb");
+        EXPECT_EQ(outcome.status, 1);
+        return outcome.output;
+    };
+    EXPECT_NE(verifyWith(record + 8, 99).find("layer 1: its extended record differs from its entry"),
+              std::string::npos);
+    EXPECT_NE(verifyWith(record + 36, 99).find("layer 1: its total size is 99"), std::string::npos);
+    EXPECT_NE(verifyWith(52, 41).find("its code makes 1200 pixels, the screen has 1230"), std::string::npos);
+    EXPECT_NE(verifyWith(67, 127).find("the layer table"), std::string::npos);
+    EXPECT_NE(verifyWith(70, 1).find("the layer table"), std::string::npos);
+    for (const std::size_t length : {50u, 200u, static_cast<unsigned>(sound.size() - 1)}) {
+        std::ofstream("bad.ctb", std::ios::binary) << sound.substr(0, length);
+        EXPECT_EQ(runProgram("verify bad.ctb").status, 1) << length;
+        EXPECT_NE(runProgram("extract bad.ctb -o out --force").status, 0) << length;
+    }
+    std::ofstream("bad.ctb", std::ios::binary) << sound << "junk";
+    EXPECT_NE(runProgram("verify bad.ctb").output.find("4 bytes are left over behind the last layer"),
+              std::string::npos);
+    const Outcome full = runProgram("convert layers full.ctb", "ulimit -f 4; ");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_NE(full.error.find("full.ctb: could not be written completely"), std::string::npos) << full.error;
+    EXPECT_FALSE(fs::exists("full.ctb"));
+}
+
 }  // namespace

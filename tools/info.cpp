@@ -20,11 +20,8 @@ Json fieldsToJson(const std::vector<Field>& fields) {
 }
 
 Json layerToJson(int index, const LayerFacts& facts) {
-    Json json = {{"index", index},
-                 {"offset", facts.offset},
-                 {"size", facts.size},
-                 {"runs", facts.runs},
-                 {"litPixels", facts.litPixels}};
+    Json json = {{"index", index}, {"offset", facts.offset}, {"size", facts.size}, {"litPixels", facts.litPixels}};
+    if (facts.runs) json["runs"] = *facts.runs;
     if (facts.area) json["area"] = *facts.area;
     for (const Field& field : facts.fields) json[field.key] = field.value;
     return json;
@@ -82,8 +79,9 @@ void printLayerTable(SliceFile& file) {
     printResult(head + "\n");
     for (int i = 0; i < file.layerCount(); ++i) {
         const LayerFacts facts = file.layerFacts(i);
-        std::snprintf(text, sizeof text, "  %6d %12lld %12lld %10llu %12llu %12s", i, facts.offset, facts.size,
-                      static_cast<unsigned long long>(facts.runs), static_cast<unsigned long long>(facts.litPixels),
+        std::snprintf(text, sizeof text, "  %6d %12lld %12lld %10s %12llu %12s", i, facts.offset, facts.size,
+                      facts.runs ? std::to_string(*facts.runs).c_str() : "-",
+                      static_cast<unsigned long long>(facts.litPixels),
                       facts.area ? std::to_string(*facts.area).c_str() : "-");
         std::string line = text;
         for (const Field& field : facts.fields) {

@@ -15,14 +15,8 @@ struct FormatReader {
     std::vector<Finding> (*verify)(const std::string& path);
 };
 
-bool isVendorFile(const std::string& path) {
-    std::string magic;
-    int version = 0;
-    EnumCheckSumType type = CHECKSUM_NONE;
-    return CheckSum::instance().getFileVersionInfo(path.c_str(), magic, version, type) == 0 && magic != "VNLINEV2";
-}
-
 constexpr FormatReader kReaders[] = {
+    {isCtbFile, openCtbFile, verifyCtbFile},
     {isVendorFile, openVendorFile, verifyVendorFile},
 };
 
@@ -36,7 +30,7 @@ const FormatReader& readerFor(const std::string& path) {
     for (const FormatReader& reader : kReaders) {
         if (reader.recognises(path)) return reader;
     }
-    throw Failure(path + ": not a slice file this program knows (.vndlp)");
+    throw Failure(path + ": not a slice file this program knows (.vndlp, .ctb)");
 }
 
 }  // namespace

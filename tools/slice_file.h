@@ -40,7 +40,7 @@ struct LayerFacts {
     long long offset = 0;               ///< of the layer's record in the file
     long long size = 0;                 ///< bytes of the record
     std::optional<std::uint32_t> area;  ///< the stored area value
-    std::uint64_t runs = 0;             ///< runs (or polylines, or codes) of the layer
+    std::optional<std::uint64_t> runs;  ///< runs (or polylines) of the layer, where the format counts them
     std::uint64_t litPixels = 0;
     std::vector<Field> fields;  ///< values of its own, such as its exposure
 };
@@ -103,7 +103,11 @@ std::unique_ptr<SliceFile> openSliceFile(const std::string& path);
 std::vector<Finding> verifySliceFile(const std::string& path);
 
 /// The formats' own parts of the two above.
+bool isVendorFile(const std::string& path);
 std::unique_ptr<SliceFile> openVendorFile(const std::string& path);
 std::vector<Finding> verifyVendorFile(const std::string& path);
+bool isCtbFile(const std::string& path);
+std::unique_ptr<SliceFile> openCtbFile(const std::string& path);
+std::vector<Finding> verifyCtbFile(const std::string& path);
 
 }  // namespace vndlp::tools

@@ -1,5 +1,6 @@
 #include "tools/slice_output.h"
 
+#include "tools/front_end_output.h"
 #include "tools/vendor_output.h"
 
 #include <string_view>
@@ -15,6 +16,7 @@ struct Format {
 
 constexpr Format kFormats[] = {
     {".vndlp", createVendorOutput},
+    {".ctb", createFrontEndOutput},
 };
 
 }  // namespace

@@ -545,6 +545,13 @@ private:
 
 }  // namespace
 
+bool isVendorFile(const std::string& path) {
+    std::string magic;
+    int version = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    return CheckSum::instance().getFileVersionInfo(path.c_str(), magic, version, type) == 0 && magic != "VNLINEV2";
+}
+
 std::unique_ptr<SliceFile> openVendorFile(const std::string& path) { return std::make_unique<VendorFile>(path); }
 
 std::vector<Finding> verifyVendorFile(const std::string& path) { return VendorVerifier(path).verify(); }
