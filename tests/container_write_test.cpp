@@ -34,39 +34,30 @@ protected:
     VndlpWrite writer;
 };
 
-TEST_F(WriteTest, WholeFilesOfEveryKind) {
+TEST_F(WriteTest, WholeAndStepByStepGiveTheFileOfEveryKind) {
     for (const Kind& k : kKinds) {
-        give(writer, sampleStructure(k.kind, k.version), sampleAreas(), sampleRuns());
-        Printed printed;
-        EXPECT_EQ(writer.writeDlpFile(file), 0);
-        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
-        EXPECT_TRUE(sameBytes(readFile(file), sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes))
-            << "kind " << k.kind << ", version " << k.version;
-    }
-}
-
-TEST_F(WriteTest, StepByStepGivesTheSameBytes) {
-    for (const Kind& k : kKinds) {
+        const Bytes expected = sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes;
         DlpFileStructure structure = sampleStructure(k.kind, k.version);
-        const bool hasAreas = k.kind == kV2 || k.kind == kLine;
         std::vector<unsigned int> areas = sampleAreas();
         std::vector<std::vector<WhiteData>> runs = sampleRuns();
         Printed printed;
-        EXPECT_EQ(writer.openDlpFile(file), 0);
-        EXPECT_EQ(writer.filePosition(), 0);
-        EXPECT_EQ(writer.writeDlpStructure(structure), 0);
-        EXPECT_EQ(writer.writeLayerWhiteData(runs[0], hasAreas ? &areas[0] : nullptr), 0);
-        EXPECT_EQ(writer.writeLayerWhiteData(runs[1], hasAreas ? &areas[1] : nullptr), 0);
-        EXPECT_EQ(writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? &areas[2] : nullptr), 0);
-        if (hasAreas) {
-            const int length = writer.filePosition();
-            EXPECT_EQ(writer.writeLayerAreasDealyer(areas), 0);
-            EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
-        }
+        give(writer, structure, areas, runs);
+        EXPECT_EQ(writer.writeDlpFile(file), 0);
+        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
+        EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
+
+        const bool hasAreas = k.kind == kV2 || k.kind == kLine;
+        EXPECT_EQ((Codes{writer.openDlpFile(file), writer.filePosition(), writer.writeDlpStructure(structure),
+                         writer.writeLayerWhiteData(runs[0], hasAreas ? &areas[0] : nullptr),
+                         writer.writeLayerWhiteData(runs[1], hasAreas ? &areas[1] : nullptr),
+                         writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? &areas[2] : nullptr)}),
+                  Codes(6));
+        const int length = writer.filePosition();
+        EXPECT_EQ(hasAreas ? writer.writeLayerAreasDealyer(areas) : 0, 0);
+        EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
         EXPECT_EQ(writer.writeTail(k.kind), 0);
         EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
-        EXPECT_TRUE(sameBytes(readFile(file), sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes))
-            << "kind " << k.kind << ", version " << k.version;
+        EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
     }
 }
 
@@ -86,15 +77,12 @@ TEST_F(WriteTest, LineFilesHoldPathsAndMeshes) {
     expected.bytes.u32(1).f32(1.5F).f32(-2).f32(0.25F).tag();
     addTail(expected, kLine);
 
-    Printed printed;
-    EXPECT_EQ(writer.openDlpFile(file), 0);
-    EXPECT_EQ(writer.writeDlpStructure(structure, &areas), 0);
-    EXPECT_EQ(writer.writeDlpImageParam({-1, 2, 3, 4}), 0);
-    EXPECT_EQ(writer.writeLayerPath(paths, &areas[0], false), 0);
-    EXPECT_EQ(writer.writeLayerPath(paths, nullptr, true), 0);
-    EXPECT_EQ(writer.writeLayerTrimesh(mesh, &areas[2], false), 1);
-    EXPECT_EQ(writer.writeLayerTrimesh(mesh, nullptr, true), 1);
-    EXPECT_EQ(writer.writeTail(kLine), 0);
+    const Printed printed;
+    EXPECT_EQ((Codes{writer.openDlpFile(file), writer.writeDlpStructure(structure, &areas),
+                     writer.writeDlpImageParam({-1, 2, 3, 4}), writer.writeLayerPath(paths, &areas[0], false),
+                     writer.writeLayerPath(paths, nullptr, true), writer.writeLayerTrimesh(mesh, &areas[2], false),
+                     writer.writeLayerTrimesh(mesh, nullptr, true), writer.writeTail(kLine)}),
+              (Codes{0, 0, 0, 0, 0, 1, 1, 0}));
     EXPECT_TRUE(sameBytes(readFile(file), expected.bytes));
 }
 
