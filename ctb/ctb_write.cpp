@@ -126,6 +126,10 @@ int CTBWrite::encode() {
         return kFailed;
     }
     if (!layersFit(layerTableOffset())) return kFailed;
+    if (m_preViews.size() > 2) {
+        vndlp::report("warning: %s: %zu previews are written, the offsets account for two\n", m_file.fileName().c_str(),
+                      m_preViews.size());
+    }
     if (m_header->layerCount != m_layerDefs.size()) {
         vndlp::report("warning: %s: the header counts %u layers, %zu are written\n", m_file.fileName().c_str(),
                       m_header->layerCount, m_layerDefs.size());

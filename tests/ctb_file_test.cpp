@@ -242,6 +242,20 @@ TEST_F(CtbWriteTest, WarnsOfAHeaderThatCountsOtherLayersAndWritesAsAsked) {
     EXPECT_EQ(readFile(file).size(), 623u) << "the table holds what is there";
 }
 
+TEST_F(CtbWriteTest, WarnsOfAThirdPreviewThatMovesWhatTheOffsetsPointAt) {
+    CTB::CTBWrite writer;
+    fill(writer, 3);
+    writer.preViews()->push_back(new CTB::PreView);
+    writer.openDlpFile(path("a.ctb"), false);
+    int result = -1;
+    const std::string printed = printedBy([&] { result = writer.encode(); });
+    writer.close();
+    EXPECT_EQ(countOf(printed, "warning: "), 1) << printed;
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(u32At(readFile(path("a.ctb")), 84), 316u);
+    EXPECT_EQ(readFile(path("a.ctb")).size(), 875u + 32);
+}
+
 TEST_F(CtbWriteTest, EveryStepWithoutAFileFailsWithALine) {
     CTB::CTBWrite writer;
     fill(writer, 3);

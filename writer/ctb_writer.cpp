@@ -34,8 +34,9 @@ unsigned int drawKey() {
 
 float asFloat(unsigned short value) { return static_cast<float>(value); }
 
-/// A 16-bit number taken as signed and widened.
-unsigned int widened(unsigned short value) { return static_cast<unsigned int>(static_cast<short>(value)); }
+/// Numbers taken as signed and widened.
+unsigned int widened(unsigned short value) { return (value ^ 0x8000u) - 0x8000u; }
+unsigned int widened(unsigned char value) { return (value ^ 0x80u) - 0x80u; }
 
 template <class Record>
 void resizeOwned(std::vector<Record*>& records, std::size_t count) {
@@ -161,8 +162,7 @@ void DLPCTB::fillPrintParameters() {
 
 void DLPCTB::fillSlicerInfo() {
     CTB::SlicerInfo to;
-    to.word44 =
-        static_cast<unsigned int>(static_cast<signed char>(fileStructure.sliceBasicParameters.enableAntiAliasing));
+    to.word44 = widened(fileStructure.sliceBasicParameters.enableAntiAliasing);
     to.slicerVersion = kSlicerVersion;
     to.machineName = fileStructure.v2Header.machine_type;
     to.machineNameSize = static_cast<unsigned int>(to.machineName.size());

@@ -351,7 +351,7 @@ public:
     int openDlpFile(std::string path, bool verify);
 
     HeaderSettings* headerSettings();
-    /// Two entries or more; the offsets in the file account for the first two only.
+    /// Two entries; further ones are written too, but no offset in the file accounts for them (`encode` warns).
     std::vector<PreView*>* preViews();
     PrintParameters* printParameters();
     SlicerInfo* slicerInfo();
