@@ -53,7 +53,7 @@ for check in "${@:-test}"; do
   case "$check" in
     test) build_and_test release ;;
     asan) build_and_test asan-ubsan ;;
-    tsan) build_and_test tsan -R 'Thread|Concurrent|Parallel' ;;
+    tsan) build_and_test tsan -R 'Thread|AtOnce|program_test|ProgramTest.LayersGo|ProgramTest.Ctb' ;;
     format) check_format ;;
     lint) check_lint ;;
     bench) run_benchmarks ;;

@@ -3,6 +3,7 @@
 #include <vndlp/writer.h>
 
 #include <set>
+#include <thread>
 
 namespace vndlp::test {
 namespace {
@@ -233,6 +234,31 @@ TEST_F(CtbWriterTest, LayersMayComeInAnyOrderAndTwice) {
         EXPECT_EQ(reader.readLayerImage(&header, layers[i], static_cast<int>(i), nullptr),
                   Bytes(kWidth * kHeight, static_cast<unsigned char>(9 + 2 * i)));
         EXPECT_EQ(layers[i]->positionZ, static_cast<float>(i + 1) * 0.05F);
+    }
+}
+
+TEST_F(CtbWriterTest, SeveralThreadsMayStoreDifferentLayers) {
+    constexpr int kLayers = 32;
+    writer->layerCount = kLayers;
+    ASSERT_EQ(openAndWriteHeader(), 0);
+    writer->resizeLayers(kLayers);
+    std::vector<std::thread> threads;
+    for (int first = 0; first < 4; ++first) {
+        threads.emplace_back([this, first] {
+            for (int i = first; i < kLayers; i += 4) {
+                EXPECT_EQ(writer->setLayerImageAt(i, layerImage(static_cast<unsigned char>(2 * i + 1)), 0), 0);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    ASSERT_EQ(writer->finish(), 0);
+    CTB::HeaderSettings header = readHeader();
+    const std::vector<CTB::LayerDef*> layers = reader.layerDef(false);
+    ASSERT_EQ(layers.size(), static_cast<std::size_t>(kLayers));
+    for (int i = 0; i < kLayers; ++i) {
+        const std::unique_ptr<CTB::LayerDef> layer(layers[static_cast<std::size_t>(i)]);
+        const auto grey = static_cast<unsigned char>(i == 0 ? 0 : 2 * i + 1);
+        EXPECT_EQ(reader.readLayerImage(&header, layer.get(), i, nullptr), Bytes(kWidth * kHeight, grey)) << i;
     }
 }
 

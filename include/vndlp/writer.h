@@ -102,13 +102,13 @@ public:
     /// written beside the new layers.
     virtual int addLayerImage(unsigned layerIndex, const SliceImage& image, double area, int batchSize) = 0;
 
-    /// Stores a layer, in any order, into tables sized by `resizeLayers`.
+    /// Stores a layer, in any order, into tables sized by `resizeLayers`. May be called from several threads at once for
+    /// different layers.
     ///
-    /// V2: may be called from several threads at once for different layers. *The runs of every layer stand twice in the
-    /// file that `finish` writes after it*: use `addLayerImage` for files that print as sliced. And a call beyond the
-    /// number of layers (a layer given again, or a second job with the same writer) writes out all layers as they are
-    /// and empties the tables. \return 0; negative for an index outside the tables ("invalid vector subscript") or an
-    /// image without pixels.
+    /// V2: *the runs of every layer stand twice in the file that `finish` writes after it*: use `addLayerImage` for
+    /// files that print as sliced. And a call beyond the number of layers (a layer given again, or a second job with
+    /// the same writer) writes out all layers as they are and empties the tables.
+    /// \return 0; negative for an index outside the tables ("invalid vector subscript") or an image without pixels.
     virtual int setLayerImageAt(int layerIndex, const SliceImage& image, double area) = 0;
 
     /// Line files: a layer as mesh; x and y of its vertices are written. \return the number of vertices; negative on
