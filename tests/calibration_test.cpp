@@ -41,7 +41,7 @@ const LampBeadCal& printerField() {
     static const LampBeadCal field = [] {
         LampBeadCal built;
         built.m_printBuild = false;
-        build(built, {});
+        VNDLPV4::initPrinterBeadField(built);
         return built;
     }();
     return field;

@@ -296,6 +296,16 @@ void LampBeadCal::reset() {
     ++m_generation;
 }
 
+void initPrinterBeadField(LampBeadCal& field) {
+    constexpr double kBeadPitch = 82046.51162790698;  // between the centres of neighbours
+    std::vector<unsigned> beadsPerColumn{29, 28};
+    field.reset();
+    if (field.m_initialised) return;
+    field.initLampBeadCal(10000, 2116800, 1183700, 15120, 6230, 19, beadsPerColumn,
+                          {static_cast<float>(std::sqrt(3.0))}, {1.1F}, 6, std::llround(kBeadPitch / std::sqrt(3.0)),
+                          120, 90);
+}
+
 void LampBeadCal::initGrids() {}
 void LampBeadCal::removefromgrid(long long, long long) {}
 void LampBeadCal::initLampBeadCal(unsigned, unsigned, unsigned, unsigned, unsigned, std::vector<unsigned>&) {}

@@ -20,9 +20,7 @@
 /// Typical use:
 ///
 ///     VNDLPV4::LampBeadCal field;
-///     field.reset();
-///     field.initLampBeadCal(10000, 2116800, 1183700, 15120, 6230, 19, beadsPerColumn, {1.7320508f}, {1.1f},
-///                           6, 47370, 120, 90);
+///     VNDLPV4::initPrinterBeadField(field);  // or field.reset() and field.initLampBeadCal(...) for another one
 ///     for each layer:
 ///         field.reset();
 ///         std::vector<unsigned char> mask(field.m_maskBytes);
@@ -450,6 +448,13 @@ private:
     std::shared_ptr<const CellIndex> m_index;            // null until first needed
     std::vector<unsigned long long> m_pending;           // a bit per cell of the index: set = not visited yet
 };
+
+/// Bytes of the bead mask of the printers' field.
+constexpr std::size_t kPrinterMaskBytes = 68;
+
+/// Builds the field of the printers that V4 files are for: 19 columns of 29 and 28 beads in turn, 542 beads behind a
+/// screen of 15120 x 6230 pixels of 140 x 190 geometry units. A field that is built already is only reset.
+VNDLP_API void initPrinterBeadField(LampBeadCal& field);
 
 }  // namespace VNDLPV4
 
