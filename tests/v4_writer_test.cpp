@@ -1,4 +1,5 @@
 #include "ctb_helpers.h"
+#include "support/hex_page.h"
 
 #include <vndlp/checksum.h>
 #include <vndlp/v4.h>
@@ -242,6 +243,21 @@ TEST(V4FrontEnd, WritesASecondFileWithTheSameObject) {
         if (job == 0) first = file.bytes();
     }
     EXPECT_EQ(file.bytes(), first);
+}
+
+TEST(V4Docs, TheWorkedFileIsWhatTheFrontEndWrites) {
+    const TemporaryFile file("a.vndlpv4");
+    const auto writer = newJob(file.path(), 2);
+    writer->machineName = "M4";
+    writer->resolutionX = 4;
+    writer->resolutionY = 3;
+    writer->fileStructure.parameters.first_layer_count = 1;
+    begin(*writer);
+    printedBy([&] { writer->prepareLampBeadCal(1); });
+    writer->addLayerImage(0, sliceImage(4, 3, Bytes(12, 255)), 1500, 0);
+    writer->addLayerImage(1, sliceImage(4, 3, {0, 0, 0, 0, 0, 128, 255, 255, 255, 255, 255, 255}), 700, 0);
+    printedBy([&] { EXPECT_EQ(writer->finish(), 0); });
+    EXPECT_EQ(file.bytes(), test::hexBlock(VNDLP_DOCS_DIR "/format-v4.md"));
 }
 
 TEST(V4FrontEndFailures, RefusesWhatMakesNoFile) {

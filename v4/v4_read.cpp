@@ -260,7 +260,7 @@ std::vector<unsigned char> VNDLPV4Read::readLayerImage(const HeaderSettings* hea
         return {};
     }
     std::vector<unsigned char> pixels(count);
-    readLayerImage(header, layer, layerIndex, pixels.data(), pixels.size());
+    decodeOver(header, layer, layerIndex, pixels.data(), pixels.size());
     return layer != nullptr ? pixels : std::vector<unsigned char>();
 }
 
@@ -270,14 +270,20 @@ int VNDLPV4Read::readLayerImage(LayerDef* layer, int layerIndex) {
         !CTB::countPixels("a layer", m_header->resolutionX, m_header->resolutionY, CTB::kMostLayerPixels, count)) {
         return kFailed;
     }
-    if (layer == nullptr) return readLayerImage(m_header.get(), layer, layerIndex, nullptr, 0);
-    layer->data.resize(count);
-    return readLayerImage(m_header.get(), layer, layerIndex, layer->data.data(), count);
+    if (layer == nullptr) return decodeOver(m_header.get(), layer, layerIndex, nullptr, 0);
+    layer->data.assign(count, 0);
+    return decodeOver(m_header.get(), layer, layerIndex, layer->data.data(), count);
 }
 
 int VNDLPV4Read::readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex, unsigned char* pixels,
                                 std::size_t size) {
     if (size > 0) std::memset(pixels, 0, size);
+    return decodeOver(header, layer, layerIndex, pixels, size);
+}
+
+/// Decodes a layer into pixels that are all 0.
+int VNDLPV4Read::decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
+                            std::size_t size) {
     std::vector<unsigned char> code;
     const bool whole = readCode(header, layer, layerIndex, code);
     CTB::decodeRuns(code.data(), code.size(), pixels, size);

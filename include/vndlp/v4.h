@@ -487,6 +487,8 @@ private:
                    const char* unit = "bytes");
     bool readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex,
                   std::vector<unsigned char>& code);
+    int decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
+                   std::size_t size);
 
     FileRead m_file;
     std::unique_ptr<HeaderSettings> m_header;
