@@ -9,7 +9,6 @@ namespace CTB {
 
 namespace {
 
-constexpr unsigned int kRunFlag = 0x80;
 constexpr std::uint64_t kEveryByte = 0x0101010101010101;
 constexpr std::uint64_t kGreyBits = 0xFE * kEveryByte;  // the lowest bit of a pixel is not coded
 constexpr std::ptrdiff_t kWord = sizeof(std::uint64_t);
@@ -28,7 +27,7 @@ constexpr LengthForm kLengthForms[] = {
     {0x00, 0x80, 0, 0x7F},
     {0x80, 0xC0, 1, 0x3FFF},
     {0xC0, 0xE0, 2, 0x1FFFFF},
-    {0xE0, 0xF0, 3, 0x0FFFFFFF},
+    {0xE0, 0xF0, 3, kLongestRun},
 };
 
 /// Differences between eight pixels and eight of the grey in `pattern`: a byte is 0 where they are equal.
@@ -43,44 +42,6 @@ std::ptrdiff_t firstDifference(std::uint64_t differing) {
     constexpr bool little = std::endian::native == std::endian::little;
     return (little ? std::countr_zero(differing) : std::countl_zero(differing)) / 8;
 }
-
-/// A cursor over a code.
-class RunReader {
-public:
-    RunReader(const unsigned char* code, std::size_t size) : m_next(code), m_end(code + size) {}
-
-    struct Run {
-        unsigned int grey;
-        std::size_t count;
-    };
-
-    /// \return false at the end of the code, also when it cuts a run off.
-    bool take(Run& run) {
-        if (m_next == m_end) return false;
-        const unsigned int value = *m_next++;
-        run = {value & ~kRunFlag, 1};
-        return (value & kRunFlag) == 0 || takeLength(run.count);
-    }
-
-    bool atEnd() const { return m_next == m_end; }
-
-private:
-    bool takeLength(std::size_t& count) {
-        if (m_next == m_end) return false;
-        const unsigned int first = *m_next++;
-        for (const LengthForm& form : kLengthForms) {
-            if ((first & form.markMask) != form.mark) continue;
-            if (m_end - m_next < static_cast<std::ptrdiff_t>(form.moreBytes)) return false;
-            count = first & ~form.markMask;
-            for (unsigned int i = 0; i < form.moreBytes; ++i) count = count << 8 | *m_next++;
-            return true;
-        }
-        return true;  // no form has a first byte of 0xF0 and above: one pixel
-    }
-
-    const unsigned char* m_next;
-    const unsigned char* m_end;
-};
 
 /// Writes a length that takes more than one byte; nothing for one that no form holds.
 unsigned char* putLongLength(std::size_t count, unsigned char* out) {
@@ -102,6 +63,19 @@ void fillRun(unsigned char* pixels, std::size_t count, unsigned char value) {
 }
 
 }  // namespace
+
+bool RunReader::takeLength(std::size_t& count) {
+    if (m_next == m_end) return false;
+    const unsigned int first = *m_next++;
+    for (const LengthForm& form : kLengthForms) {
+        if ((first & form.markMask) != form.mark) continue;
+        if (m_end - m_next < static_cast<std::ptrdiff_t>(form.moreBytes)) return false;
+        count = first & ~form.markMask;
+        for (unsigned int i = 0; i < form.moreBytes; ++i) count = count << 8 | *m_next++;
+        return true;
+    }
+    return true;  // no form has a first byte of 0xF0 and above: one pixel
+}
 
 unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out) {
     if (count == 1) {
@@ -159,7 +133,7 @@ void encodeRuns(const unsigned char* pixels, std::size_t size, std::vector<unsig
 
 std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount) {
     RunReader runs(code, codeSize);
-    RunReader::Run run{};
+    Run run{};
     std::size_t position = 0;
     while (position < pixelCount && runs.take(run)) {
         const std::size_t count = std::min(run.count, pixelCount - position);
@@ -171,7 +145,7 @@ std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned
 
 long long codedPixels(const unsigned char* code, std::size_t codeSize) {
     RunReader runs(code, codeSize);
-    RunReader::Run run{};
+    Run run{};
     long long pixels = 0;
     while (!runs.atEnd()) {
         if (!runs.take(run)) return -1;

@@ -20,6 +20,38 @@ namespace CTB {
 
 /// Bytes of the longest code of one run.
 constexpr std::size_t kLongestRunCode = 5;
+/// Pixels of the longest run that has a length in its code.
+constexpr std::size_t kLongestRun = 0x0FFFFFFF;
+/// Set in the first byte of a run of more than one pixel.
+constexpr unsigned int kRunFlag = 0x80;
+
+/// Pixels of one grey; a code may hold runs of none.
+struct Run {
+    unsigned int grey;
+    std::size_t count;
+};
+
+/// A cursor over a code.
+class RunReader {
+public:
+    RunReader(const unsigned char* code, std::size_t size) : m_next(code), m_end(code + size) {}
+
+    /// \return false at the end of the code, also when it cuts a run off.
+    bool take(Run& run) {
+        if (m_next == m_end) return false;
+        const unsigned int value = *m_next++;
+        run = {value & ~kRunFlag, 1};
+        return (value & kRunFlag) == 0 || takeLength(run.count);
+    }
+
+    bool atEnd() const { return m_next == m_end; }
+
+private:
+    bool takeLength(std::size_t& count);
+
+    const unsigned char* m_next;
+    const unsigned char* m_end;
+};
 
 /// Writes the code of one run.
 /// \param grey  seven bits.

@@ -3,6 +3,7 @@
 #include "writer/ctb_writer.h"
 #include "writer/line_writer.h"
 #include "writer/v2_writer.h"
+#include "writer/v4_writer.h"
 
 #include <new>
 #include <string_view>
@@ -23,6 +24,7 @@ struct Ending {
 
 /// Tested in this order.
 constexpr Ending kEndings[] = {
+    {".vndlpv4", makeWriter<DLPVNV4>},
     {".vndlp", makeWriter<DLPVNV2>},
     {".vnline", makeWriter<DLPLine>},
     {".ctb", makeWriter<DLPCTB>},

@@ -4,6 +4,7 @@
 #ifndef VNDLP_VNDLP_H
 #define VNDLP_VNDLP_H
 
+#include <vndlp/calibration.h>
 #include <vndlp/checksum.h>
 #include <vndlp/container.h>
 #include <vndlp/ctb.h>
@@ -12,6 +13,7 @@
 #include <vndlp/mesh.h>
 #include <vndlp/print_time.h>
 #include <vndlp/streams.h>
+#include <vndlp/v4.h>
 #include <vndlp/wrappers.h>
 #include <vndlp/writer.h>
 

@@ -108,6 +108,9 @@ public:
     /// V2: *the runs of every layer stand twice in the file that `finish` writes after it*: use `addLayerImage` for
     /// files that print as sliced. And a call beyond the number of layers (a layer given again, or a second job with
     /// the same writer) writes out all layers as they are and empties the tables.
+    ///
+    /// V4: encoded before the call returns, with a bead-calibration worker of its own for as many threads as
+    /// `prepareLampBeadCal` was asked for. A layer may be given again.
     /// \return 0; negative for an index outside the tables ("invalid vector subscript") or an image without pixels.
     virtual int setLayerImageAt(int layerIndex, const SliceImage& image, double area) = 0;
 
@@ -139,8 +142,8 @@ protected:
     DLPWriter();
 };
 
-/// Makes the writer for a path by its ending, case-sensitive: ".vndlp" the vendor container, ".vnline" its line
-/// variant, ".ctb" CTB. \return a writer the caller owns; null for any other ending.
+/// Makes the writer for a path by its ending, case-sensitive: ".vndlpv4" the V4 container, ".vndlp" the vendor
+/// container, ".vnline" its line variant, ".ctb" CTB. \return a writer the caller owns; null for any other ending.
 VNDLP_API DLPWriter* createDLPWriter(const std::string& path);
 
 }  // namespace vndlp

@@ -1,0 +1,320 @@
+#include "ctb/image_limits.h"
+#include "ctb/layer_codec.h"
+#include "ctb/open_file.h"
+#include "ctb/record_io.h"
+#include "ctb/scramble.h"
+#include "io/report.h"
+#include "v4/record_fields.h"
+#include "vndlp/ctb.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace VNDLPV4 {
+
+using CTB::kDone;
+using CTB::kFailed;
+
+namespace {
+
+constexpr std::size_t kPreviewCount = 2;
+
+template <class Record>
+std::vector<Record*> pointersTo(const std::vector<std::unique_ptr<Record>>& records) {
+    std::vector<Record*> pointers;
+    pointers.reserve(records.size());
+    for (const std::unique_ptr<Record>& record : records) pointers.push_back(record.get());
+    return pointers;
+}
+
+/// Slicer information of which nothing has been read yet: no rest time is negative.
+std::unique_ptr<SlicerInfo> unreadSlicerInfo() {
+    auto info = std::make_unique<SlicerInfo>();
+    info->word48 = 0xFFFFFFFF;
+    info->restTimeAfterRetract = -1.0F;
+    info->restTimeAfterLift2 = -1.0F;
+    return info;
+}
+
+std::string layerText(int layerIndex) { return "the image of layer " + std::to_string(layerIndex); }
+
+/// Collects decoded runs into rows and hands each full row on.
+class RowFiller {
+public:
+    RowFiller(unsigned int width, unsigned int height, const RowSink& rows)
+        : m_row(width), m_height(height), m_rows(rows) {}
+
+    /// \return false once all rows are full.
+    bool take(const CTB::Run& run) {
+        const auto value = static_cast<unsigned char>(run.grey == 0 ? 0 : run.grey << 1 | 1);
+        for (std::size_t left = run.count; left > 0 && m_next < m_height;) {
+            const std::size_t count = std::min(left, m_row.size() - m_filled);
+            std::memset(m_row.data() + m_filled, value, count);
+            m_filled += count;
+            left -= count;
+            if (m_filled == m_row.size()) hand();
+        }
+        return m_next < m_height;
+    }
+
+    /// Hands on what rows are left, 0 where nothing was decoded.
+    void finish() {
+        while (m_next < m_height) {
+            std::fill(m_row.begin() + static_cast<std::ptrdiff_t>(m_filled), m_row.end(),
+                      static_cast<unsigned char>(0));
+            hand();
+        }
+    }
+
+private:
+    void hand() {
+        m_rows(m_next++, m_row.data());
+        m_filled = 0;
+    }
+
+    std::vector<unsigned char> m_row;
+    std::size_t m_filled = 0;
+    unsigned int m_next = 0;
+    unsigned int m_height;
+    const RowSink& m_rows;
+};
+
+}  // namespace
+
+VNDLPV4Read::VNDLPV4Read() { m_file.setFileByteOrder(vndlp::LittleEndian); }
+
+VNDLPV4Read::~VNDLPV4Read() = default;
+
+int VNDLPV4Read::openDlpFile(std::string path, bool verify) {
+    closeDlpFile();
+    m_header.reset();
+    m_preViews.clear();
+    m_printParameters.reset();
+    m_slicerInfo.reset();
+    m_layerDefs.clear();
+    m_layerDefExs.clear();
+    m_whole = true;
+    return CTB::openVerified(m_file, path, verify);
+}
+
+int VNDLPV4Read::parseFile() {
+    if (!m_file.isOpenFile()) {
+        vndlp::report("error: file is not open\n");
+        return kFailed;
+    }
+    readHeader();
+    readPreviews();
+    readPrintParameters();
+    readSlicerInfo();
+    readLayerDefs();
+    readLayerDefExs();
+    return kDone;
+}
+
+bool VNDLPV4Read::isWhole() const { return m_whole; }
+
+/// Whether there is a file and a header that says where things are.
+bool VNDLPV4Read::isReady(const char* what) {
+    if (m_file.isOpenFile() && m_header != nullptr) return true;
+    vndlp::report("error: %s cannot be read before a file is open and its header read\n", what);
+    return false;
+}
+
+/// Tells of the first thing missing only: what follows from it would be missing as well.
+void VNDLPV4Read::noteShort(const std::string& what, unsigned long long declared, unsigned long long held,
+                            const char* unit) {
+    if (m_whole) CTB::reportShort(m_file.fileName(), what, declared, held, unit);
+    m_whole = false;
+}
+
+/// Moves to a record of which `bytes` bytes, at least one, must be there.
+bool VNDLPV4Read::seekTo(long long offset, unsigned int bytes, const std::string& what) {
+    const long long held = std::max(m_file.fileLength() - offset, 0LL);
+    if (held >= bytes && m_file.seek(offset, 0) >= 0) return true;
+    noteShort(what + " at offset " + std::to_string(offset), bytes, static_cast<unsigned long long>(held));
+    return false;
+}
+
+int VNDLPV4Read::readHeader() {
+    if (!m_file.isOpenFile()) {
+        vndlp::report("error: no file is open to read the header from\n");
+        return kFailed;
+    }
+    m_header = std::make_unique<HeaderSettings>();
+    const long long held = m_file.remaining();
+    m_header->DeSerialization(m_file);
+    if (held < m_header->size()) noteShort("the header", m_header->size(), static_cast<unsigned long long>(held));
+    return kDone;
+}
+
+int VNDLPV4Read::readPreviews() {
+    if (!isReady("the previews")) return kFailed;
+    m_preViews.clear();
+    while (m_preViews.size() < kPreviewCount) m_preViews.push_back(std::make_unique<PreView>());
+    long long offset = m_header->previewLargeOffset;
+    for (std::size_t i = 0; i < kPreviewCount; ++i) {
+        const std::string what = "preview " + std::to_string(i);
+        if (!seekTo(offset, kPreViewBytes, what)) break;
+        PreView& preView = *m_preViews[i];
+        preView.DeSerialization(m_file);
+        offset = m_file.currentPosition();
+        if (preView.imageData.size() == preView.imageSize) continue;
+        noteShort("the image of " + what, preView.imageSize, preView.imageData.size());
+        break;
+    }
+    return kDone;
+}
+
+int VNDLPV4Read::readPrintParameters() {
+    constexpr const char* what = "the print parameters";
+    if (!isReady(what)) return kFailed;
+    m_printParameters = std::make_unique<PrintParameters>();
+    if (seekTo(m_header->printParametersOffset, kPrintParametersBytes, what))
+        m_printParameters->DeSerialization(m_file);
+    return kDone;
+}
+
+int VNDLPV4Read::readSlicerInfo() {
+    constexpr const char* what = "the slicer information";
+    if (!isReady(what)) return kFailed;
+    m_slicerInfo = unreadSlicerInfo();
+    if (seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what)) m_slicerInfo->DeSerialization(m_file);
+    return kDone;
+}
+
+int VNDLPV4Read::readLayerDefs() {
+    constexpr const char* what = "the layer table";
+    if (!isReady(what)) return kFailed;
+    m_layerDefs.clear();
+    const unsigned int declared = m_header->layerCount;
+    if (declared == 0 || !seekTo(m_header->layerDefOffset, kLayerDefBytes, what)) return kDone;
+    // an entry has at least the bytes of the shorter form, so the file bounds their number
+    m_layerDefs.reserve(static_cast<std::size_t>(std::min<long long>(declared, m_file.remaining() / kLayerDefBytes)));
+    while (m_layerDefs.size() < declared && m_file.remaining() >= kLayerDefBytes) {
+        auto layer = std::make_unique<LayerDef>();
+        const long long held = m_file.remaining();
+        layer->DeSerialization(m_file);
+        if (held < layer->size()) break;
+        layer->tableSize = kLayerDefExBytes;
+        m_layerDefs.push_back(std::move(layer));
+    }
+    if (m_layerDefs.size() < declared) noteShort(what, declared, m_layerDefs.size(), "entries");
+    return kDone;
+}
+
+int VNDLPV4Read::readLayerDefExs() {
+    if (!isReady("the extended layer records")) return kFailed;
+    m_layerDefExs.clear();
+    m_layerDefExs.reserve(m_layerDefs.size());
+    for (const std::unique_ptr<LayerDef>& layer : m_layerDefs) {
+        const std::string what = "the extended record of layer " + std::to_string(m_layerDefExs.size());
+        auto& extended = m_layerDefExs.emplace_back(std::make_unique<LayerDefEx>());
+        if (!seekTo(layer->dataOffset, kLayerDefExBytes, what)) continue;
+        const auto held = static_cast<unsigned long long>(m_file.remaining());
+        extended->DeSerialization(m_file);
+        if (held < layer->dataSize) noteShort(what + " with its image", layer->dataSize, held);
+    }
+    return kDone;
+}
+
+const HeaderSettings* VNDLPV4Read::headerSettings() const { return m_header.get(); }
+
+const PrintParameters* VNDLPV4Read::printParameters() const { return m_printParameters.get(); }
+
+const SlicerInfo* VNDLPV4Read::slicerInfo() const { return m_slicerInfo.get(); }
+
+std::vector<PreView*> VNDLPV4Read::preViews() { return pointersTo(m_preViews); }
+
+std::vector<LayerDef*> VNDLPV4Read::layerDef() { return pointersTo(m_layerDefs); }
+
+std::vector<LayerDefEx*> VNDLPV4Read::layerDefEx() { return pointersTo(m_layerDefExs); }
+
+FileRead& VNDLPV4Read::getFileRead() { return m_file; }
+
+int VNDLPV4Read::closeDlpFile() { return m_file.isOpenFile() ? m_file.close() : kDone; }
+
+/// Reads and unscrambles the code behind a layer's extended record. \return false, with an error line, when the file
+/// does not hold all of it.
+bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex,
+                           std::vector<unsigned char>& code) {
+    if (header == nullptr || layer == nullptr || !m_file.isOpenFile()) {
+        vndlp::report("error: %s cannot be read without an open file, its header and the layer's record\n",
+                      layerText(layerIndex).c_str());
+        return false;
+    }
+    const unsigned int declared = layer->dataSize > kLayerDefExBytes ? layer->dataSize - kLayerDefExBytes : 0;
+    if (declared == 0) return true;
+    if (m_file.seek(static_cast<long long>(layer->dataOffset) + kLayerDefExBytes, 0) >= 0) {
+        code = CTB::readDeclared(m_file, declared);
+    }
+    CTB::scramble(header->encryptionKey, static_cast<unsigned int>(layerIndex), code.data(), code.size());
+    if (code.size() == declared) return true;
+    CTB::reportShort(m_file.fileName(), layerText(layerIndex), declared, code.size());
+    return false;
+}
+
+std::vector<unsigned char> VNDLPV4Read::readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex) {
+    std::size_t count = 0;
+    if (header != nullptr &&
+        !CTB::countPixels("a layer", header->resolutionX, header->resolutionY, CTB::kMostLayerPixels, count)) {
+        return {};
+    }
+    std::vector<unsigned char> pixels(count);
+    decodeOver(header, layer, layerIndex, pixels.data(), pixels.size());
+    return layer != nullptr ? pixels : std::vector<unsigned char>();
+}
+
+int VNDLPV4Read::readLayerImage(LayerDef* layer, int layerIndex) {
+    std::size_t count = 0;
+    if (m_header != nullptr &&
+        !CTB::countPixels("a layer", m_header->resolutionX, m_header->resolutionY, CTB::kMostLayerPixels, count)) {
+        return kFailed;
+    }
+    if (layer == nullptr) return decodeOver(m_header.get(), layer, layerIndex, nullptr, 0);
+    layer->data.assign(count, 0);
+    return decodeOver(m_header.get(), layer, layerIndex, layer->data.data(), count);
+}
+
+int VNDLPV4Read::readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex, unsigned char* pixels,
+                                std::size_t size) {
+    if (size > 0) std::memset(pixels, 0, size);
+    return decodeOver(header, layer, layerIndex, pixels, size);
+}
+
+/// Decodes a layer into pixels that are all 0.
+int VNDLPV4Read::decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
+                            std::size_t size) {
+    std::vector<unsigned char> code;
+    const bool whole = readCode(header, layer, layerIndex, code);
+    CTB::decodeRuns(code.data(), code.size(), pixels, size);
+    return whole ? kDone : kFailed;
+}
+
+int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex,
+                                    const RowSink& rows) {
+    std::vector<unsigned char> code;
+    const bool whole = readCode(header, layer, layerIndex, code);
+    if (header == nullptr || layer == nullptr || header->resolutionX == 0) return whole ? kDone : kFailed;
+    RowFiller filler(header->resolutionX, header->resolutionY, rows);
+    CTB::RunReader runs(code.data(), code.size());
+    for (CTB::Run run{}; runs.take(run) && filler.take(run);) {
+    }
+    filler.finish();
+    return whole ? kDone : kFailed;
+}
+
+std::vector<unsigned char> VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* layer,
+                                                           int layerIndex) {
+    return readLayerImage(header, layer, layerIndex);
+}
+
+int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex,
+                                    unsigned char* pixels, std::size_t size) {
+    return readLayerImage(header, layer, layerIndex, pixels, size);
+}
+
+void VNDLPV4Read::vectorToChar(std::vector<unsigned char> v, char* out) {
+    if (!v.empty()) std::memcpy(out, v.data(), v.size());
+}
+
+}  // namespace VNDLPV4
