@@ -356,4 +356,37 @@ TEST_F(ProgramTest, VerifyFindsDamageInCtbFiles) {
     EXPECT_FALSE(fs::exists("full.ctb"));
 }
 
+TEST_F(ProgramTest, V4FilesAreToldByTheirVersionAndCheckedThrough) {
+    makeLayers("layers", 3);
+    ASSERT_EQ(runProgram("convert layers job.vndlpv4 --set machine=M05").status, 0);
+    fs::copy("job.vndlpv4", "renamed.vndlp");
+    EXPECT_EQ(runProgram("verify renamed.vndlp").output, "renamed.vndlp: ok\n");
+    const auto json = nlohmann::json::parse(runProgram("info renamed.vndlp --json --layers").output);
+    EXPECT_EQ(json["format"], "vndlpv4");
+    EXPECT_EQ(json["header"]["machineName"], "M05");
+    EXPECT_EQ(json["trailer"], nlohmann::json({{"kind", "crc32"}, {"matches", true}}));
+    EXPECT_EQ(json["layers"][1]["area"], 150);
+    ASSERT_EQ(runProgram("extract job.vndlpv4 --layers 2 -o out").status, 0);
+    EXPECT_EQ(textOf("out/layer_00002.png"), textOf("layers/layer2.png"));
+
+    const std::string sound = textOf("job.vndlpv4");
+    const auto layer = json["layers"][1]["offset"].get<std::size_t>();
+    const auto verifyResealed = [&](std::size_t offset, char value) {
+        std::string bytes = sound.substr(0, sound.size() - 4);
+        bytes.at(offset) = value;
+        std::ofstream("bad.vndlpv4", std::ios::binary) << bytes;
+        EXPECT_EQ(CheckSum::instance().appendFileSum("bad.vndlpv4"), 0);
+        return runProgram("verify bad.vndlpv4").output;
+    };
+    EXPECT_NE(verifyResealed(layer + 3, 9).find("layer 1: the second copy of its extended record differs"),
+              std::string::npos);
+    EXPECT_NE(verifyResealed(layer + 44, 1).find("layer 1: its code makes "), std::string::npos);
+    std::ofstream("bad.vndlpv4", std::ios::binary) << sound.substr(0, sound.size() - 9);
+    EXPECT_EQ(runProgram("verify bad.vndlpv4").status, 1);
+    EXPECT_EQ(runProgram("beads layers/layer0.png --layer 0 -o mask.png").status, 1);
+    EXPECT_EQ(runProgram("beads job.vndlpv4 --layer 3 -o mask.png").status, 1);
+    EXPECT_EQ(runProgram("beads job.vndlpv4 --layer 1 -o mask.png").output,
+              "mask.png: layer 1, 2 of 542 beads lit, mask worked out from the layer (the file has none)\n");
+}
+
 }  // namespace

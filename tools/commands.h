@@ -60,6 +60,14 @@ struct MachinesOptions {
 };
 int machines(const MachinesOptions& options);
 
+struct BeadsOptions {
+    std::string file;
+    int layer = 0;
+    std::string output;
+    bool force = false;
+};
+int beads(const BeadsOptions& options);
+
 /// Threads to use for a wish of 0 (one a core) or more.
 int threadCount(int wish);
 

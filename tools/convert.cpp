@@ -120,6 +120,7 @@ int convert(const ConvertOptions& options) {
     job.width = turned ? input.height : input.width;
     job.height = turned ? input.width : input.height;
     job.layerCount = input.layerCount;
+    job.threads = threadCount(options.threads);
     if (turned) turnDisplay(input.settings);
     completeSettings(options, job.width, job.height, input);
     for (const std::string& note : input.notes) printMessage("note: " + note);
@@ -129,7 +130,7 @@ int convert(const ConvertOptions& options) {
 
     ProgressBar bar("converting", job.layerCount);
     runOrdered<GreyImage, EncodedLayer>(
-        job.layerCount, threadCount(options.threads),
+        job.layerCount, job.threads,
         [&](int index, GreyImage& image) {
             stopIfInterrupted();
             input.readLayer(index, image);

@@ -1,5 +1,6 @@
 /// CTB files as the commands see them.
 
+#include "tools/bgr_preview.h"
 #include "tools/failure.h"
 #include "tools/input.h"
 #include "tools/slice_file.h"
@@ -15,19 +16,9 @@ namespace {
 
 std::string quantity(double value, const char* unit) { return shortNumber(value, 4) + " " + unit; }
 
-/// Previews hold blue, green, red.
 ColourImage pictureOf(CTB::PreView& preview) {
-    ColourImage picture;
-    const std::vector<unsigned char> pixels =
-        preview.decodeImg(preview.imageData.data(), static_cast<unsigned int>(preview.imageData.size()));
-    if (pixels.empty()) return picture;
-    picture.width = static_cast<int>(preview.resolutionX);
-    picture.height = static_cast<int>(preview.resolutionY);
-    picture.pixels.reserve(pixels.size() / 3 * 4);
-    for (std::size_t i = 0; i + 2 < pixels.size(); i += 3) {
-        picture.pixels.insert(picture.pixels.end(), {pixels[i + 2], pixels[i + 1], pixels[i], 255});
-    }
-    return picture;
+    const auto size = static_cast<unsigned int>(preview.imageData.size());
+    return pictureOfBgr(preview.decodeImg(preview.imageData.data(), size), preview.resolutionX, preview.resolutionY);
 }
 
 template <class Record>

@@ -15,15 +15,17 @@ namespace vndlp::tools {
 
 namespace {
 
-struct PreviewSize {
+struct PixelSize {
     int width;
     int height;
 };
 // the large preview stands first in the file
-constexpr PreviewSize kPreviewSizes[] = {{400, 300}, {200, 125}, {200, 125}};
+constexpr PixelSize kPreviewSizes[] = {{400, 300}, {200, 125}, {200, 125}};
+
+constexpr PixelSize kBeadScreen{15120, 6230};
 
 /// A picture as the three bytes a pixel (blue, green, red) that previews are encoded from.
-SliceImage previewOf(const ColourImage& picture, const PreviewSize& size) {
+SliceImage previewOf(const ColourImage& picture, const PixelSize& size) {
     const ColourImage scaled = resizeColour(picture, size.width, size.height);
     SliceImage preview;
     preview.width = static_cast<unsigned int>(size.width);
@@ -66,13 +68,15 @@ public:
         w.fileStructure.sliceBasicParameters = sliceParametersOf(s);
         std::vector<SliceImage> previews;
         std::size_t picture = job.pictures.size();
-        for (const PreviewSize& size : kPreviewSizes) {
+        for (const PixelSize& size : kPreviewSizes) {
             picture = picture > 0 ? picture - 1 : 0;
             previews.push_back(previewOf(job.pictures.at(picture), size));
         }
         if (w.openFile() < 0) throw Failure(m_path + ": cannot be created");
         if (w.writeHeader(previews) < 0) fail();
         w.resizeLayers(job.layerCount);
+        // the bead field lies behind this screen only; formats without bead masks have nothing to prepare
+        if (job.width == kBeadScreen.width && job.height == kBeadScreen.height) w.prepareLampBeadCal(job.threads);
     }
 
     EncodedLayer encode(int index, GreyImage& image) override {

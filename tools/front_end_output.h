@@ -1,4 +1,4 @@
-/// The output for ".ctb", see slice_output.h.
+/// The output for ".ctb" and ".vndlpv4", see slice_output.h.
 
 #pragma once
 

@@ -47,6 +47,7 @@ public:
         addExtract();
         addEstimate();
         addMachines();
+        addBeads();
     }
 
     int run(int argc, char** argv, OutputStreams& streams) {
@@ -72,7 +73,9 @@ private:
         c->add_option("INPUT", m_convert.input,
                       "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers, or slice file")
             ->required();
-        c->add_option("OUTPUT", m_convert.output, "file to write; its ending (.vndlp) chooses the format")->required();
+        c->add_option("OUTPUT", m_convert.output,
+                      "file to write; its ending (.vndlp, .ctb, .vndlpv4) chooses the format")
+            ->required();
         c->add_option("--profile", m_convert.profile, "printer profile, a JSON object of settings");
         c->add_option("--set", m_convert.assignments, "one setting, key=value")->allow_extra_args(false);
         c->add_option("--preview", m_convert.previews, "PNG for the previews, smallest first; up to three")
@@ -144,6 +147,16 @@ private:
         c->final_callback([this] { m_command = [this] { return machines(m_machines); }; });
     }
 
+    void addBeads() {
+        CLI::App* c = m_app.add_subcommand("beads", "Draw the LED beads that a layer of a V4 file lights");
+        c->add_option("FILE", m_beads.file, "V4 slice file")->required();
+        c->add_option("--layer", m_beads.layer, "layer, from 0")->required()->check(CLI::NonNegativeNumber);
+        c->add_option("-o,--output", m_beads.output, "PNG to write")->required();
+        c->add_flag("--force", m_beads.force, "replace an existing PNG");
+        c->footer("Example:\n  vndlp beads tower.vndlpv4 --layer 50 -o mask.png");
+        c->final_callback([this] { m_command = [this] { return beads(m_beads); }; });
+    }
+
     CLI::App m_app;
     bool m_verbose = false;
     ConvertOptions m_convert;
@@ -154,6 +167,7 @@ private:
     ExtractOptions m_extract;
     EstimateOptions m_estimate;
     MachinesOptions m_machines;
+    BeadsOptions m_beads;
     std::function<int()> m_command;
 };
 

@@ -17,6 +17,7 @@ struct FormatReader {
 
 constexpr FormatReader kReaders[] = {
     {isCtbFile, openCtbFile, verifyCtbFile},
+    {isV4File, openV4File, verifyV4File},
     {isVendorFile, openVendorFile, verifyVendorFile},
 };
 
@@ -30,10 +31,31 @@ const FormatReader& readerFor(const std::string& path) {
     for (const FormatReader& reader : kReaders) {
         if (reader.recognises(path)) return reader;
     }
-    throw Failure(path + ": not a slice file this program knows (.vndlp, .ctb)");
+    throw Failure(path + ": not a slice file this program knows (.vndlp, .ctb, .vndlpv4)");
 }
 
 }  // namespace
+
+Trailer trailerOf(const std::string& path) {
+    CheckSum& sums = CheckSum::instance();
+    std::string magic;
+    int version = 0;
+    EnumCheckSumType type = CHECKSUM_NONE;
+    Trailer trailer;
+    trailer.kind = "none";
+    if (sums.getFileVersionInfo(path.c_str(), magic, version, type) != 0 || type == CHECKSUM_NONE) return trailer;
+    trailer.kind = type == CHECKSUM_XOR ? "xor" : "crc32";
+    trailer.present = true;
+    trailer.matches = sums.checkFileSum(path.c_str()) == 0;
+    return trailer;
+}
+
+Finding trailerFinding(const Trailer& trailer, long long fileSize) {
+    constexpr long long kTrailerBytes = 4;
+    return {fileSize - kTrailerBytes, "the " + trailer.kind +
+                                          " trailer does not match the file: it was changed, cut short or never "
+                                          "finished"};
+}
 
 std::unique_ptr<SliceFile> openSliceFile(const std::string& path) { return readerFor(path).open(path); }
 

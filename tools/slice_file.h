@@ -102,7 +102,16 @@ std::unique_ptr<SliceFile> openSliceFile(const std::string& path);
 /// order; empty for a sound file. Throws Failure only when the file cannot be opened at all.
 std::vector<Finding> verifySliceFile(const std::string& path);
 
-/// The formats' own parts of the two above.
+/// A file's checksum trailer: the kind its magic and version call for, and whether it agrees.
+Trailer trailerOf(const std::string& path);
+
+/// What verification says of a trailer that does not match.
+Finding trailerFinding(const Trailer& trailer, long long fileSize);
+
+/// The formats' own parts of `openSliceFile` and `verifySliceFile`.
+bool isV4File(const std::string& path);
+std::unique_ptr<SliceFile> openV4File(const std::string& path);
+std::vector<Finding> verifyV4File(const std::string& path);
 bool isVendorFile(const std::string& path);
 std::unique_ptr<SliceFile> openVendorFile(const std::string& path);
 std::vector<Finding> verifyVendorFile(const std::string& path);

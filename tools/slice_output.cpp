@@ -17,6 +17,7 @@ struct Format {
 constexpr Format kFormats[] = {
     {".vndlp", createVendorOutput},
     {".ctb", createFrontEndOutput},
+    {".vndlpv4", createFrontEndOutput},
 };
 
 }  // namespace

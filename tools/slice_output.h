@@ -16,6 +16,7 @@ struct OutputJob {
     int width = 0;  ///< pixels of every layer
     int height = 0;
     int layerCount = 0;
+    int threads = 1;                    ///< that `encode` will be called from
     PrintSettings settings;             ///< complete
     std::vector<ColourImage> pictures;  ///< 1 to 3, the smallest first
 };

@@ -142,21 +142,6 @@ ColourImage pictureOf(const DlpImage& preview) {
 
 std::string quantity(double value, const char* unit) { return shortNumber(value) + " " + unit; }
 
-/// A file's checksum trailer: the kind its magic and version call for, and whether it agrees.
-Trailer trailerOf(const std::string& path) {
-    CheckSum& sums = CheckSum::instance();
-    std::string magic;
-    int version = 0;
-    EnumCheckSumType type = CHECKSUM_NONE;
-    Trailer trailer;
-    trailer.kind = "none";
-    if (sums.getFileVersionInfo(path.c_str(), magic, version, type) != 0 || type == CHECKSUM_NONE) return trailer;
-    trailer.kind = type == CHECKSUM_XOR ? "xor" : "crc32";
-    trailer.present = true;
-    trailer.matches = sums.checkFileSum(path.c_str()) == 0;
-    return trailer;
-}
-
 class VendorFile final : public SliceFile {
 public:
     explicit VendorFile(const std::string& path) : m_path(path) {
@@ -431,9 +416,7 @@ public:
         if (checkHead() && checkLayers()) checkEnd();
         const Trailer trailer = trailerOf(m_path);
         if (trailer.present && !trailer.matches) {
-            add(m_fileSize - kTrailerBytes, "the " + trailer.kind +
-                                                " trailer does not match the file: it was changed, "
-                                                "cut short or never finished");
+            m_findings.push_back(trailerFinding(trailer, m_fileSize));
         }
         return std::move(m_findings);
     }

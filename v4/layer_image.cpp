@@ -69,6 +69,10 @@ std::vector<unsigned char> LayerDef::encodeImageSubZone(const unsigned char* pix
     return code;
 }
 
+long long LayerDef::codedPixels(const std::vector<unsigned char>& code) {
+    return CTB::codedPixels(code.data(), code.size());
+}
+
 std::vector<unsigned char> LayerDef::beadMaskOfCode(const std::vector<unsigned char>& code, unsigned int width,
                                                     LampBeadCal& beads) {
     std::vector<unsigned char> mask;

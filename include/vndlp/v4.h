@@ -269,6 +269,9 @@ struct VNDLP_API LayerDef {
     static std::vector<unsigned char> encodeImageSubZone(const unsigned char* pixels, unsigned int width,
                                                          unsigned int height, unsigned int key, unsigned int layerIndex,
                                                          LampBeadCal& beads, std::vector<unsigned char>& mask);
+    /// Adds up the runs of a layer's code, not scrambled: a sound layer has as many pixels as its screen.
+    /// \return pixels, also beyond any screen; -1 when the code ends within a run.
+    static long long codedPixels(const std::vector<unsigned char>& code);
     /// The bead mask from a layer's code, as `encodeImageSubZone` makes it from the image.
     /// \param code  the code, not scrambled.
     /// \param width pixels of a row.
