@@ -24,6 +24,7 @@ ColourImage pictureOf(CTB::PreView& preview) {
 template <class Record>
 std::vector<std::unique_ptr<Record>> owned(const std::vector<Record*>& records) {
     std::vector<std::unique_ptr<Record>> all;
+    all.reserve(records.size());
     for (Record* record : records) all.emplace_back(record);
     return all;
 }
@@ -117,7 +118,7 @@ public:
         add("header", 0, CTB::HeaderSettings::size());
         long long next = CTB::HeaderSettings::size();
         for (const auto& preview : m_previews) {
-            const auto bytes = static_cast<long long>(CTB::PreView::size() + preview->imageData.size());
+            const auto bytes = CTB::PreView::size() + static_cast<long long>(preview->imageData.size());
             add("preview", next, bytes);
             next += bytes;
         }
@@ -138,7 +139,7 @@ public:
     std::vector<Preview> previews() const override {
         std::vector<Preview> all;
         const char* const names[] = {"large", "small"};
-        for (std::size_t i = 0; i < m_previews.size(); ++i) {
+        for (std::size_t i = 0; i < std::min(m_previews.size(), std::size(names)); ++i) {
             ColourImage picture = pictureOf(*m_previews[i]);
             if (picture.width > 0) all.push_back({names[i], std::move(picture)});
         }

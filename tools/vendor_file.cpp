@@ -250,7 +250,7 @@ public:
         std::vector<Section> all = m_head.sections;
         std::sort(all.begin(), all.end(), [](const Section& a, const Section& b) { return a.offset < b.offset; });
         all.push_back({"layers", m_head.firstLayer, m_layersEnd - m_head.firstLayer});
-        const auto tailBytes = static_cast<long long>(4 + m_tail.size() + 1);
+        const auto tailBytes = static_cast<long long>(m_tail.size()) + 5;
         all.push_back({"tail magic", m_layersEnd, std::min(tailBytes, m_fileSize - m_layersEnd)});
         const long long rest = m_fileSize - m_layersEnd - tailBytes;
         if (rest > 0 && trailerKindHasBytes()) all.push_back({"checksum trailer", m_fileSize - kTrailerBytes, 4});
@@ -473,7 +473,9 @@ private:
             const std::string problem = runProblem(run, previous);
             if (!problem.empty()) {
                 const auto number = &run - runs.data();
-                add(firstRun + number * kPackedRunBytes, layer + "run " + std::to_string(number) + " " + problem);
+                std::string text = layer;
+                text.append("run ").append(std::to_string(number)).append(" ").append(problem);
+                add(firstRun + number * kPackedRunBytes, text);
                 return;
             }
             previous = &run;
