@@ -185,4 +185,54 @@ TEST(DocsTest, WorkedCtbFileIsWhatTheWriterWrites) {
     std::filesystem::remove(path);
 }
 
+SliceImage imageOf(unsigned int width, unsigned int height, const std::vector<unsigned char>& bytes) {
+    SliceImage image;
+    image.width = width;
+    image.height = height;
+    image.size = static_cast<unsigned int>(bytes.size());
+    image.pixels.reset(new unsigned char[bytes.size()]);
+    std::copy(bytes.begin(), bytes.end(), image.pixels.get());
+    return image;
+}
+
+TEST(DocsTest, WorkedV4FileIsWhatTheFrontEndWrites) {
+    const std::string path = (std::filesystem::temp_directory_path() / "vndlp_docs_test.vndlpv4").string();
+    const std::unique_ptr<DLPWriter> writer(createDLPWriter(path));
+    writer->filePath = path;
+    writer->layerCount = 2;
+    writer->machineName = "M4";
+    writer->resolutionX = 4;
+    writer->resolutionY = 3;
+    writer->printTime = 3600;
+    writer->bedSizeX = 211.5;
+    writer->bedSizeY = 118.25;
+    writer->bedSizeZ = 200;
+    writer->resinVolume = 0x41200000;
+    writer->resinWeight = 12.5F;
+    DlpParameters& parameters = writer->fileStructure.parameters;
+    parameters.thickness = "0.05";
+    parameters.exposure_time = 25;
+    parameters.first_exposure_time = 30;
+    parameters.light_off_delay = 2;
+    parameters.first_layer_count = 1;
+    parameters.first_lift_distance = 6;
+    parameters.first_lift_speed = 60;
+    parameters.lifting_distance = 5;
+    parameters.lifting_speed = 80;
+    parameters.retract_speed = 150;
+    parameters.brightnessPVM = 200;
+    parameters.firstBrightnessPVM = 255;
+    writer->fileStructure.sliceBasicParameters.enableAntiAliasing = 1;
+    std::vector<SliceImage> previews = {imageOf(3, 2, std::vector<unsigned char>(18, 255)),
+                                        imageOf(2, 1, std::vector<unsigned char>(6)), SliceImage()};
+    ASSERT_EQ(writer->openFile(), 0);
+    ASSERT_EQ(writer->writeHeader(previews), 0);
+    writer->prepareLampBeadCal(1);
+    writer->addLayerImage(0, imageOf(4, 3, std::vector<unsigned char>(12, 255)), 1500, 0);
+    writer->addLayerImage(1, imageOf(4, 3, {0, 0, 0, 0, 0, 128, 255, 255, 255, 255, 255, 255}), 700, 0);
+    ASSERT_EQ(writer->finish(), 0);
+    EXPECT_EQ(bytesOf(path), workedFile("docs/format-v4.md"));
+    std::filesystem::remove(path);
+}
+
 }  // namespace

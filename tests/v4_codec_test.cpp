@@ -1,12 +1,10 @@
-#include "ctb_helpers.h"
-
-#include <vndlp/v4.h>
+#include "support/v4.h"
 
 #include <random>
 
+namespace vndlp::test {
 namespace {
 
-using namespace ctb_test;
 using namespace VNDLPV4;
 
 Bytes encoded(const Bytes& pixels, unsigned int key = 0, unsigned int layer = 0) {
@@ -134,3 +132,4 @@ TEST(V4SubZone, LeavesOutWhatLiesBeyondTheScreen) {
 }
 
 }  // namespace
+}  // namespace vndlp::test

@@ -1,7 +1,4 @@
-#include "ctb_helpers.h"
-
-#include <vndlp/checksum.h>
-#include <vndlp/v4.h>
+#include "support/v4.h"
 
 #include <algorithm>
 #include <atomic>
@@ -25,9 +22,9 @@ std::atomic<std::size_t> bytesAllocated{0};
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
+namespace vndlp::test {
 namespace {
 
-using namespace ctb_test;
 using namespace VNDLPV4;
 
 /// Two previews of 100 and 40 bytes, three layers of 10, 20 and 30 bytes; strings "VNKT3DV2" and "M1".
@@ -75,7 +72,7 @@ void fillWithImages(VNDLPV4Write& writer, unsigned int key) {
 
 template <class Fill>
 Bytes writtenBy(Fill&& fillWriter) {
-    const TemporaryFile file("written");
+    const TemporaryFile file;
     VNDLPV4Write writer;
     fillWriter(writer);
     printedBy([&] {
@@ -105,7 +102,7 @@ struct ReadFile {
     }
 
 private:
-    TemporaryFile m_file{"read"};
+    TemporaryFile m_file;
 
 public:
     VNDLPV4Read reader;
@@ -133,7 +130,7 @@ TEST(V4Write, LaysTheFileOut) {
     for (unsigned int i = 0; i < 3; ++i) {
         EXPECT_EQ(u32At(file, 462 + 40 * i + 12), places[i]);
         EXPECT_EQ(u32At(file, 462 + 40 * i + 16), 54 + 10 * i);
-        const Bytes record = ByteList().zeros(40).f32(static_cast<float>(i));
+        const Bytes record = Bytes().fill(40, 0).f32Le(static_cast<float>(i));
         EXPECT_EQ(slice(file, places[i], 44), record);
         EXPECT_EQ(slice(file, places[i] + 44, 10 * (i + 1)), Bytes(10 * (i + 1), static_cast<unsigned char>('a' + i)));
         EXPECT_EQ(slice(file, 774 + 44 * i, 44), record) << "once more behind the layers";
@@ -168,7 +165,7 @@ TEST(V4Write, MasksMakeTheTableLonger) {
     const Bytes file = writtenBy([](VNDLPV4Write& writer) { fill(writer, true); });
     EXPECT_EQ(file.size(), 910u + 3 * 80);
     EXPECT_EQ(u32At(file, 462 + 12), 582u + 240);
-    EXPECT_EQ(slice(file, 462 + 120 + 40, 80), ByteList().bytes(Bytes(68, 1)).zeros(12));
+    EXPECT_EQ(slice(file, 462 + 120 + 40, 80), Bytes().raw(Bytes(68, 1)).fill(12, 0));
 }
 
 TEST(V4Write, WithoutPreviewsTheirOffsetsCountNoImages) {
@@ -261,7 +258,7 @@ TEST(V4WriteFailures, PadsCodesThatAreShorterThanDeclared) {
     });
     EXPECT_NE(printed.find("error: " + file.path() + ": the image of layer 1 should have 20 bytes, 5 are there\n"),
               std::string::npos);
-    EXPECT_EQ(slice(file.bytes(), 636 + 44, 20), ByteList().bytes(Bytes(5, 'b')).zeros(15));
+    EXPECT_EQ(slice(file.bytes(), 636 + 44, 20), Bytes().raw(Bytes(5, 'b')).fill(15, 0));
 }
 
 TEST(V4WriteFailures, TellsOfAFullDiskOnceAndReturnsItTwice) {
@@ -281,6 +278,20 @@ TEST(V4WriteFailures, TellsOfAFullDiskOnceAndReturnsItTwice) {
         EXPECT_EQ(encoded, -1);
         EXPECT_EQ(closed, -1);
     }
+}
+
+TEST(V4WriteFailures, TellsOfATrailerThatFoundNoRoom) {
+    const TemporaryFile file;
+    VNDLPV4Write writer;
+    fill(writer);
+    ASSERT_EQ(writer.openDlpFile(file.path(), false), 0);
+    const std::string printed = printedBy([&] {
+        const FileSizeLimit limit(908);  // the records have 906 bytes
+        EXPECT_EQ(writer.encode(""), -1);
+    });
+    EXPECT_NE(printed.find("\nerror: write dlp file checksum, ret:-4\n"), std::string::npos) << printed;
+    EXPECT_EQ(countOf(printed, "error"), 1);
+    EXPECT_EQ(writer.close(), 0);
 }
 
 TEST(V4Open, ReportsWhatCannotBeOpenedOrVerifiedAndLeavesItAlone) {
@@ -346,7 +357,7 @@ TEST(V4Read, DecodesImagesInEveryForm) {
             EXPECT_EQ(buffer, expected);
             Bytes larger(125, 9);
             EXPECT_EQ(reader.readLayerImage_16k(reader.headerSettings(), layer, i, larger.data(), 125), 0);
-            EXPECT_EQ(larger, ByteList().bytes(expected).zeros(5));
+            EXPECT_EQ(larger, Bytes().raw(expected).fill(5, 0));
             Bytes rows;
             const RowSink sink = [&](unsigned int row, const unsigned char* pixels) {
                 EXPECT_EQ(row * 12, rows.size());
@@ -450,3 +461,4 @@ TEST(V4HostileFiles, ImagesThatAreNotThereGiveALine) {
 }
 
 }  // namespace
+}  // namespace vndlp::test

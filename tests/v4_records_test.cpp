@@ -1,18 +1,16 @@
-#include "ctb_helpers.h"
-
-#include <vndlp/v4.h>
+#include "support/v4.h"
 
 #include <limits>
 
+namespace vndlp::test {
 namespace {
 
-using namespace ctb_test;
 using namespace VNDLPV4;
 
 /// What a record writes; the stream's own byte order does not matter.
 template <class Record>
 Bytes written(Record& record) {
-    const TemporaryFile file("record");
+    const TemporaryFile file;
     vndlp::FileWrite out(file.path(), 0);
     out.setFileByteOrder(vndlp::BigEndian);
     record.Serialization(out);
@@ -23,8 +21,8 @@ Bytes written(Record& record) {
 /// A record read from behind five other bytes.
 template <class Record>
 Record readBack(const Bytes& bytes) {
-    const TemporaryFile file("input");
-    file.setBytes(ByteList().zeros(5).bytes(bytes));
+    const TemporaryFile file;
+    file.setBytes(Bytes().fill(5, 0).raw(bytes));
     vndlp::FileRead in(file.path(), 0);
     in.setFileByteOrder(vndlp::BigEndian);
     in.seek(5, 0);
@@ -69,11 +67,11 @@ HeaderSettings someHeader() {
 }
 
 Bytes someHeaderBytes() {
-    ByteList list;
-    list.bytes({0, 0, 0, 3, 'a', 'b', 0, 0, 4, 0, 0, 0, 1, 0});
-    list.u16(0x0102).u16(0x0304).f32(0.5F).f32(1).f32(2).f32(3).f32(4);
-    for (unsigned int word = 10; word <= 19; ++word) list.u32(word);
-    list.u16(0xFFFE).u16(20).u32(21).u32(22).u32(0x89ABCDEF).f32(5).f32(6).f32(7);
+    Bytes list;
+    list.raw(Bytes{0, 0, 0, 3, 'a', 'b', 0, 0, 4, 0, 0, 0, 1, 0});
+    list.le(0x0102, 2).le(0x0304, 2).f32Le(0.5F).f32Le(1).f32Le(2).f32Le(3).f32Le(4);
+    for (unsigned int word = 10; word <= 19; ++word) list.le(word, 4);
+    list.le(0xFFFE, 2).le(20, 2).le(21, 4).le(22, 4).le(0x89ABCDEF, 4).f32Le(5).f32Le(6).f32Le(7);
     return list;
 }
 
@@ -118,7 +116,7 @@ TEST(V4PreView, WritesRecordAndImage) {
     preView.imageSize = 4;
     preView.reserved28 = 8;
     preView.imageData = {9, 8, 7, 6};
-    const Bytes bytes = ByteList().u32(1).u32(2).u32(3).u32(4).zeros(12).u32(8).bytes({9, 8, 7, 6});
+    const Bytes bytes = Bytes().le(1, 4).le(2, 4).le(3, 4).le(4, 4).fill(12, 0).le(8, 4).raw(Bytes{9, 8, 7, 6});
     EXPECT_EQ(written(preView), bytes);
     EXPECT_EQ(PreView::size(), 32u);
     EXPECT_EQ(readBack<PreView>(bytes).imageData, (Bytes{9, 8, 7, 6}));
@@ -144,7 +142,8 @@ TEST(V4PrintParameters, ForcesNothingAndReadsTheBottomLayersAsWritten) {
     parameters.reserved60 = 6;
     parameters.word64 = 7;
     const Bytes bytes =
-        ByteList().f32(1).zeros(16).f32(2).zeros(4).f32(3).zeros(4).f32(4).u32(5).zeros(16).f32(6).u32(7);
+        Bytes().f32Le(1).fill(16, 0).f32Le(2).fill(4, 0).f32Le(3).fill(4, 0).f32Le(4).le(5, 4).fill(16, 0).f32Le(6).le(
+            7, 4);
     EXPECT_EQ(written(parameters), bytes);
     EXPECT_EQ(PrintParameters::size(), 68u);
     const auto back = readBack<PrintParameters>(bytes);
@@ -168,22 +167,22 @@ TEST(V4SlicerInfo, WritesTwoWordsAsFloatsAndReadsTheirBits) {
     info.word64 = 9;
     info.word68 = 10;
     info.word72 = 11;
-    const Bytes bytes = ByteList()
-                            .f32(1)
-                            .zeros(20)
-                            .f32(2)
-                            .u32(3)
-                            .u32(0x01A4FA00)
-                            .u32(4)
-                            .u32(5)
-                            .f32(3.0F)
-                            .f32(16777216.0F)
-                            .u32(6)
-                            .f32(7)
-                            .f32(8)
-                            .u32(9)
-                            .u32(10)
-                            .u32(11);
+    const Bytes bytes = Bytes()
+                            .f32Le(1)
+                            .fill(20, 0)
+                            .f32Le(2)
+                            .le(3, 4)
+                            .le(0x01A4FA00, 4)
+                            .le(4, 4)
+                            .le(5, 4)
+                            .f32Le(3.0F)
+                            .f32Le(16777216.0F)
+                            .le(6, 4)
+                            .f32Le(7)
+                            .f32Le(8)
+                            .le(9, 4)
+                            .le(10, 4)
+                            .le(11, 4);
     EXPECT_EQ(written(info), bytes);
     EXPECT_EQ(bytes.size(), SlicerInfo::size());
     EXPECT_EQ(info.word32, 0x01A4FA00u);
@@ -208,14 +207,14 @@ TEST(V4LayerDef, HasFortyBytesOrAHundredAndTwenty) {
     layer.word36 = 9;
     layer.extension0 = -2;
     layer.extension9 = std::numeric_limits<long long>::min();
-    ByteList bytes;
-    bytes.f32(1).f32(2).f32(3).u32(4).u32(5).u32(6).u32(7).u32(8).u32(0).u32(9);
+    Bytes bytes;
+    bytes.f32Le(1).f32Le(2).f32Le(3).le(4, 4).le(5, 4).le(6, 4).le(7, 4).le(8, 4).le(0, 4).le(9, 4);
     EXPECT_EQ(layer.size(), 40u);
     EXPECT_EQ(written(layer), bytes);
 
     layer.extensionFlag = 5;
     bytes[32] = 5;
-    bytes.u32(0xFFFFFFFE).u32(0xFFFFFFFF).zeros(68).u32(0x80000000);
+    bytes.le(0xFFFFFFFE, 4).le(0xFFFFFFFF, 4).fill(68, 0).le(0x80000000, 4);
     EXPECT_EQ(layer.size(), 120u);
     EXPECT_EQ(written(layer), bytes);
     const auto back = readBack<LayerDef>(bytes);
@@ -234,7 +233,7 @@ TEST(V4LayerDef, HoldsABeadMaskInFileOrder) {
     EXPECT_TRUE(layer.setBeadMask(mask));
     EXPECT_EQ(layer.extensionFlag, 1u);
     EXPECT_EQ(layer.beadMask(), mask);
-    EXPECT_EQ(slice(written(layer), 40, 80), ByteList().bytes(mask).zeros(12));
+    EXPECT_EQ(slice(written(layer), 40, 80), Bytes().raw(mask).fill(12, 0));
     EXPECT_EQ(layer.beadMask(1000).size(), 80u);
     EXPECT_FALSE(layer.setBeadMask(Bytes(81)));
     EXPECT_EQ(layer.beadMask(), mask);
@@ -248,10 +247,10 @@ TEST(V4LayerDefEx, HasElevenFloats) {
                        &extended.retractSpeed2,     &extended.restTimeBeforeLift,
                        &extended.restTimeAfterLift, &extended.restTimeAfterRetract,
                        &extended.lightPwm};
-    ByteList bytes;
+    Bytes bytes;
     for (int i = 0; i < 11; ++i) {
         *fields[i] = static_cast<float>(i + 1);
-        bytes.f32(static_cast<float>(i + 1));
+        bytes.f32Le(static_cast<float>(i + 1));
     }
     EXPECT_EQ(written(extended), bytes);
     EXPECT_EQ(LayerDefEx::size(), 44u);
@@ -259,11 +258,12 @@ TEST(V4LayerDefEx, HasElevenFloats) {
 }
 
 TEST(V4Records, ReadZerosBeyondTheEndOfTheFile) {
-    const InputFile input({0, 0, 0, 9, 'a'});
-    auto& in = const_cast<vndlp::FileRead&>(input.in);
+    const TemporaryFile file;
+    file.setBytes({0, 0, 0, 9, 'a'});
+    FileRead in(file.path(), 0);
     HeaderSettings header;
     header.DeSerialization(in);
-    EXPECT_EQ(header.headerText1, "a");
+    EXPECT_EQ(header.headerText1, std::string("a\0\0\0\0\0\0\0", 8));
     EXPECT_EQ(header.resolutionX, 0);
     PreView preView;
     preView.imageSize = 9;
@@ -272,3 +272,4 @@ TEST(V4Records, ReadZerosBeyondTheEndOfTheFile) {
 }
 
 }  // namespace
+}  // namespace vndlp::test

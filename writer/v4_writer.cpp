@@ -99,7 +99,12 @@ void DLPVNV4::addPreview(const SliceImage& image) {
     auto preView = std::make_shared<VNDLPV4::PreView>();
     preView->resolutionX = image.width;
     preView->resolutionY = image.height;
-    if (image.pixels != nullptr) preView->imageData = VNDLPV4::PreView::Encode(image.pixels.get(), image.size);
+    if (image.pixels == nullptr && image.size != 0) {
+        report("error: a preview of %u bytes has no pixels\n", image.size);
+        m_failure.note(kBadImage);
+    } else {
+        preView->imageData = VNDLPV4::PreView::Encode(image.pixels.get(), image.size);
+    }
     preView->imageSize = static_cast<unsigned int>(preView->imageData.size());
     m_writer.preViews()->push_back(std::move(preView));
 }
