@@ -5,7 +5,6 @@
 #include "v4/geometry_math.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -57,9 +56,13 @@ unsigned long long edgeKey(const GeoSegment& segment) {
 CellMap::CellMap() : m_table(std::make_shared<Table>()) { m_table->max_load_factor(kCellMapLoad); }
 
 CellMap::Table& CellMap::own() {
-    if (m_table.use_count() != 1) m_table = std::make_shared<Table>(*m_table);
-    // the map that gave up its share may have read the entries in another thread
-    std::atomic_thread_fence(std::memory_order_acquire);
+    if (m_table.use_count() != 1) {
+        m_table = std::make_shared<Table>(*m_table);
+        return *m_table;
+    }
+    // The map that gave up its share may have read the entries in another thread: counting once more waits for it, as
+    // use_count does not.
+    std::shared_ptr<Table>(m_table).reset();
     return *m_table;
 }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace VNDLPV4 {
 
@@ -94,7 +95,7 @@ int VNDLPV4Read::openDlpFile(std::string path, bool verify) {
     m_layerDefs.clear();
     m_layerDefExs.clear();
     m_whole = true;
-    return CTB::openVerified(m_file, path, verify);
+    return CTB::openVerified(m_file, std::move(path), verify);
 }
 
 int VNDLPV4Read::parseFile() {
