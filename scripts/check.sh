@@ -56,8 +56,8 @@ for check in "${@:-test}"; do
     asan) build_and_test asan-ubsan ;;
     tsan) build_and_test tsan -R 'Thread|AtOnce|program_test|ProgramTest.LayersGo|ProgramTest.Ctb' ;;
     format) check_format ;;
-    lint) run_tidy '-clang-analyzer-*' && echo "lint: ok" ;;
-    analyze) run_tidy '-*,clang-analyzer-*' && echo "analyze: ok" ;;
+    lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
+    analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
