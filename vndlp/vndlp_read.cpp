@@ -156,6 +156,8 @@ int VndlpRead::readDlpStructure(bool withPreview) {
         close();
         return code;
     }
+    // so that what was read is written again as the version it was
+    if (s.headerType == kV2Header) s.headerVersion = s.v2Header.versionCode;
     m_layerCount = s.layerCount();
     m_resolutionX = s.getResolutionX();
     m_resolutionY = s.getResulutionY();
@@ -182,9 +184,8 @@ int VndlpRead::readDlpStructure(bool withPreview) {
 }
 
 int VndlpRead::readDlpFile(std::string path, bool structureOnly, bool withPreview) {
-    const int opened = openDlpFile(std::move(path), false);
-    if (opened != kOk) return opened;
-    const int result = readDlpStructure(withPreview);
+    int result = openDlpFile(std::move(path), false);
+    if (result == kOk) result = readDlpStructure(withPreview);
     if (result < 0) {
         report("error: read dlp structure error\n");
         return result;

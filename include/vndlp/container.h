@@ -22,9 +22,9 @@
 
 namespace vndlp {
 
-/// The stored value of a layer's area: a thousandth of what the caller gives, rounded to the nearest whole number, halves
-/// away from zero, its low 32 bits.
-/// \param area square micrometres, for a stored value in thousandths of a square millimetre. No number, or one whose
+/// The stored value of a layer's area: a thousandth of what the caller gives, rounded to the nearest whole number,
+/// halves away from zero, its low 32 bits. \param area square micrometres, for a stored value in thousandths of a
+/// square millimetre. No number, or one whose
 ///        thousandth is beyond 64 bits, gives 0.
 VNDLP_API unsigned int storedLayerArea(double area);
 
@@ -265,10 +265,10 @@ public:
     void close();
 
     /// Reads the head of the open file: magic, header, parameters, area table, slicing settings. The position is then
-    /// at the first layer (of a line file: at its image parameters). A V2 or line file written for no layers and without
-    /// an area table lacks the tag behind it too and cannot be read back.
-    /// \param withPreview read the previews too; otherwise they are skipped and stay without pixels.
-    /// \return 0; -1 no open file; -2 unknown magic or wrong tag; -3 layer count beyond the file; -4 zero resolution or
+    /// at the first layer (of a line file: at its image parameters). A V2 or line file written for no layers and
+    /// without an area table lacks the tag behind it too and cannot be read back. \param withPreview read the previews
+    /// too; otherwise they are skipped and stay without pixels. \return 0; -1 no open file; -2 unknown magic or wrong
+    /// tag; -3 layer count beyond the file; -4 zero resolution or
     ///         bad parameters; -5 bad slicing settings. After a failure the file is closed and the structure holds what
     ///         was read before it.
     int readDlpStructure(bool withPreview);

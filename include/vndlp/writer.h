@@ -102,8 +102,8 @@ public:
     /// written beside the new layers.
     virtual int addLayerImage(unsigned layerIndex, const SliceImage& image, double area, int batchSize) = 0;
 
-    /// Stores a layer, in any order, into tables sized by `resizeLayers`. May be called from several threads at once for
-    /// different layers.
+    /// Stores a layer, in any order, into tables sized by `resizeLayers`. May be called from several threads at once
+    /// for different layers.
     ///
     /// V2: *the runs of every layer stand twice in the file that `finish` writes after it*: use `addLayerImage` for
     /// files that print as sliced. And a call beyond the number of layers (a layer given again, or a second job with
