@@ -14,12 +14,16 @@ namespace {
 
 constexpr int kHalfGrey = 128;
 
+/// Black or white, but for what compression or a gamma curve may leave of them.
+bool isHard(int grey) {
+    constexpr int kSlack = 8;
+    return grey < kSlack || grey > 255 - kSlack;
+}
+
 struct Point {
     double x = 0;
     double y = 0;
 };
-
-double distance(const Point& a, const Point& b) { return std::hypot(a.x - b.x, a.y - b.y); }
 
 /// Directions along pixel edges in the image, whose rows go down; the next one is a turn to the left.
 enum Direction : unsigned { kWest, kSouth, kEast, kNorth };
@@ -36,6 +40,7 @@ struct Side {
     Direction direction;
     std::uint8_t inside;   ///< grey of the pixel on the left
     std::uint8_t outside;  ///< grey of the pixel on the right
+    bool endIsHard;        ///< the four pixels around its end are black or white
 
     /// How far the outline lies to the right of the side, in pixels: less than a half in both directions.
     double offset() const { return (inside + outside) / 255.0 - 1; }
@@ -128,13 +133,13 @@ private:
             };
             const int inside = greyAt(true, false);
             const int outside = greyAt(false, false);
-            sides.push_back({x, y, direction, static_cast<std::uint8_t>(inside), static_cast<std::uint8_t>(outside)});
+            const int left = greyAt(true, true);
+            const int right = greyAt(false, true);
+            sides.push_back({x, y, direction, static_cast<std::uint8_t>(inside), static_cast<std::uint8_t>(outside),
+                             isHard(inside) && isHard(outside) && isHard(left) && isHard(right)});
             if (direction == kWest) setWalked(nextX, nextY);
             x = nextX;
             y = nextY;
-
-            const int left = greyAt(true, true);
-            const int right = greyAt(false, true);
             const bool leftLit = left >= kHalfGrey;
             const bool rightLit = right >= kHalfGrey;
             // two lit pixels that touch by this corner only are one where the corner is brighter than half grey
@@ -157,41 +162,45 @@ Point crossing(const Side& a, const Side& b) {
     return {upright.middle().x, level.middle().y};
 }
 
-/// Adds the corner between two sides: the crossing of their lines, cut off as far as the corner's pixel asks for.
-///
-/// The lines would cover a part of the pixel in the angle; what its grey covers less (of an outer corner) or more (of
-/// an inner one) goes or comes with a triangle. Straight slanted edges come out straight this way, and right angles of
-/// black-and-white images stay as they are.
-void addCorner(const Side& a, const Side& b, std::vector<Point>& points) {
-    constexpr double kSharpLegs = 0.05;  // of a pixel; less is rounding of the greys
-    const bool isOuter = b.direction == leftOf(a.direction);
-    const auto part = [isOuter](double offset) { return std::min(isOuter ? 1 + offset : 1 - offset, 1.0); };
-    const double lines = part(a.offset()) * part(b.offset());
-    const double wanted = isOuter ? a.inside / 255.0 : 1 - a.outside / 255.0;
-    const double legs = std::sqrt(std::max(2 * (lines - wanted), 0.0));
-    const Point corner = crossing(a, b);
-    if (legs < kSharpLegs) {
-        points.push_back(corner);
-        return;
-    }
-    for (const Point& end : {a.middle(), b.middle()}) {
-        const double share = std::min(legs / distance(corner, end), 1.0);
-        points.push_back({corner.x + (end.x - corner.x) * share, corner.y + (end.y - corner.y) * share});
-    }
-}
+/// A closed contour's sides by number, the first behind the last.
+class Contour {
+public:
+    explicit Contour(const std::vector<Side>& sides) : m_sides(sides) {}
 
-/// The points of a contour, in pixels, rows down; the last is not the first. Begins at a corner.
+    const Side& side(std::size_t i) const { return m_sides[i % m_sides.size()]; }
+    const Side& before(std::size_t i) const { return side(i + m_sides.size() - 1); }
+
+    bool turnsBehind(std::size_t i) const { return side(i).direction != side(i + 1).direction; }
+
+    /// A side by itself between two turns into opposite directions.
+    bool isStep(std::size_t i) const {
+        const Direction direction = side(i).direction;
+        return before(i).direction != direction && before(i).direction == side(i + 1).direction;
+    }
+
+    /// Whether the corner behind a side is one of the drawing. Between black and white pixels all are. Among greys, the
+    /// corners of a step come from the raster: a slanted edge passes there.
+    bool hasCornerBehind(std::size_t i) const {
+        return turnsBehind(i) && (side(i).endIsHard || !(isStep(i) || isStep(i + 1)));
+    }
+
+    /// Whether the contour bends or turns behind a side without a corner: it goes through the sides' middles then.
+    bool bendsBehind(std::size_t i) const {
+        return turnsBehind(i) ? !hasCornerBehind(i) : side(i).offset() != side(i + 1).offset();
+    }
+
+private:
+    const std::vector<Side>& m_sides;
+};
+
+/// The points of a contour, in pixels, rows down; the last is not the first. The middle of a side lies on the edge
+/// where the edge is anti-aliased.
 void placePoints(const std::vector<Side>& sides, std::vector<Point>& points) {
     points.clear();
-    for (std::size_t i = 1; i <= sides.size(); ++i) {
-        const Side& before = sides[i - 1];
-        const Side& side = sides[i % sides.size()];
-        const Side& behind = sides[(i + 1) % sides.size()];
-        if (before.direction != side.direction) addCorner(before, side, points);
-        const auto bends = [&side](const Side& other) {
-            return other.direction == side.direction && other.inside + other.outside != side.inside + side.outside;
-        };
-        if (bends(before) || bends(behind)) points.push_back(side.middle());
+    const Contour contour(sides);
+    for (std::size_t i = 0; i < sides.size(); ++i) {
+        if (contour.hasCornerBehind(i)) points.push_back(crossing(contour.side(i), contour.side(i + 1)));
+        if (contour.bendsBehind(i) || contour.bendsBehind(i + 1)) points.push_back(contour.side(i + 1).middle());
     }
 }
 

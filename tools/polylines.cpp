@@ -54,6 +54,12 @@ void Box::add(double x, double y) {
     maxY = std::max(maxY, y);
 }
 
+void Box::add(const Box& other) {
+    if (other.isEmpty()) return;
+    add(other.minX, other.minY);
+    add(other.maxX, other.maxY);
+}
+
 bool Box::contains(const Box& other) const {
     return other.isEmpty() || (minX <= other.minX && minY <= other.minY && maxX >= other.maxX && maxY >= other.maxY);
 }

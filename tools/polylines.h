@@ -34,6 +34,7 @@ struct Box {
 
     bool isEmpty() const { return maxX < minX; }
     void add(double x, double y);
+    void add(const Box& other);
     bool contains(const Box& other) const;
 };
 

@@ -143,13 +143,22 @@ TEST(Outline, AnAntiAliasedSlantIsStraight) {
 
 TEST(Outline, FortyFiveDegreesComeOutStraight) {
     // a diagonal through the middles of pixel sides: an eighth and seven eighths, here rounded to tenths
-    int between = 0;
-    for (const Vec3i& p : trace({"19###", ".19##", "..19#", "...19"}).at(0)) {
-        if (p.x <= 100 || p.y <= 50 || p.x + p.y > 480) continue;
-        EXPECT_NEAR(p.x + p.y, 450, 8);
-        ++between;
+    const Polylines outlines = trace({"19###", ".19##", "..19#", "...19"});
+    ASSERT_EQ(outlines.size(), 1U);
+    const Points points = pointsOf(outlines[0]);
+    const auto upper = std::find(points.begin(), points.end(), std::pair{100, 350});
+    ASSERT_NE(upper, points.end());
+    EXPECT_EQ(upper[1], (std::pair{400, 50}));
+}
+
+TEST(Outline, CornersOfAntiAliasedPlatesAreKept) {
+    // from 0.8 to 4.7 pixels across, from 1.4 to 3.6 down
+    const Polylines outlines = trace({"......", "156664", "2####7", "2####7", "156664", "......"});
+    ASSERT_EQ(outlines.size(), 1U);
+    for (const auto& [x, y] : pointsOf(outlines[0])) {
+        EXPECT_TRUE(x > 60 && x < 590 && y > 120 && y < 480) << x << ", " << y;
     }
-    EXPECT_GT(between, 8);
+    EXPECT_EQ(traceOutlines(imageOf({"....", ".77.", ".77.", "...."}), {100, 100, 0})[0].size(), 5U);
 }
 
 TEST(Outline, ToleranceBoundsTheError) {
