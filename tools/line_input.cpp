@@ -126,7 +126,7 @@ Input openDrawings(std::shared_ptr<const Archive> archive) {
     return input;
 }
 
-Input openLines(std::shared_ptr<SliceFile> file, const std::string& path) {
+Input openLines(const std::shared_ptr<SliceFile>& file, const std::string& path) {
     Input input;
     input.width = file->width();
     input.height = file->height();

@@ -17,6 +17,6 @@ bool holdsDrawings(const Archive& archive);
 Input openDrawings(std::shared_ptr<const Archive> archive);
 
 /// A line file as input. Throws Failure.
-Input openLines(std::shared_ptr<SliceFile> file, const std::string& path);
+Input openLines(const std::shared_ptr<SliceFile>& file, const std::string& path);
 
 }  // namespace vndlp::tools

@@ -118,13 +118,15 @@ GreyImage paint(const Polylines& polylines, const Box& box, int width, int heigh
             const double y0 = (box.maxY - p[i - 1].y) * perY;
             const double x1 = (p[i].x - box.minX) * perX;
             const double y1 = (box.maxY - p[i].y) * perY;
-            const double first = std::max(std::ceil(std::min(y0, y1) - 0.5), 0.0);
-            const double last = std::min(std::ceil(std::max(y0, y1) - 0.5), static_cast<double>(height));
-            for (double row = first; row < last; ++row) {
-                const double column = std::ceil(x0 + (row + 0.5 - y0) * (x1 - x0) / (y1 - y0) - 0.5);
+            // rows whose middle lies between the two ends
+            const auto rowAt = [height](double y) {
+                return static_cast<std::size_t>(std::clamp(std::ceil(y - 0.5), 0.0, static_cast<double>(height)));
+            };
+            for (std::size_t row = rowAt(std::min(y0, y1)); row < rowAt(std::max(y0, y1)); ++row) {
+                const double middle = static_cast<double>(row) + 0.5;
+                const double column = std::ceil(x0 + (middle - y0) * (x1 - x0) / (y1 - y0) - 0.5);
                 if (column >= width) continue;
-                image.pixels[static_cast<std::size_t>(row) * columns +
-                             static_cast<std::size_t>(std::max(column, 0.0))] ^= 255;
+                image.pixels[row * columns + static_cast<std::size_t>(std::max(column, 0.0))] ^= 255;
             }
         }
     }
