@@ -414,6 +414,37 @@ TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {
     }
 }
 
+TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {
+    LineSample s = lineSample();
+    writeFile(file, s.bytes);
+    VndlpRead reader;
+    ASSERT_EQ(reader.openDlpFile(file, false), 0);
+    EXPECT_EQ(reader.seek(static_cast<long long>(s.layers)), 0);
+    unsigned int area = 0;
+    unsigned int polylines = 0;
+    unsigned long long points = 0;
+    EXPECT_EQ(reader.skipLayerPath(area, polylines, points), 0);
+    EXPECT_EQ(area, 3000U);
+    EXPECT_EQ(polylines, 2U);
+    EXPECT_EQ(points, 6U);
+    EXPECT_EQ(reader.skipLayerMesh(area, polylines), 0) << "an empty layer is both";
+    EXPECT_EQ(reader.currentPosition(), static_cast<long long>(s.tail));
+    reader.seek(static_cast<long long>(s.layers));
+    EXPECT_EQ(reader.skipLayerMesh(area, polylines), -2);
+    EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -1) << "the failure closed the file";
+
+    for (const unsigned count : {3U, 0x20000001U, 0xFFFFFFFFU}) {
+        for (const std::size_t at : {s.layers + 4, s.layers + 8}) {
+            Bytes bytes = s.bytes;
+            for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(count >> 8 * (3 - i));
+            writeFile(file, bytes);
+            reader.openDlpFile(file, false);
+            reader.seek(static_cast<long long>(s.layers));
+            EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -2) << at << ": " << count;
+        }
+    }
+}
+
 // the page about the format
 
 /// The bytes of the page's worked file: lines of "OFFSET: bytes in hex", or "OFFSET: N x 00" for what is elided.

@@ -18,7 +18,8 @@ struct ConvertOptions {
     std::vector<std::string> assignments;
     std::vector<std::string> previews;
     Orientation orientation;
-    int threads = 0;  ///< 0: one a core
+    double toleranceUm = -1;  ///< of traced outlines; negative: the output's own
+    int threads = 0;          ///< 0: one a core
     bool force = false;
 };
 int convert(const ConvertOptions& options);

@@ -47,6 +47,12 @@ void completeSettings(const ConvertOptions& options, int width, int height, Inpu
     if (!options.profile.empty()) applyProfile(options.profile, s);
     for (const std::string& assignment : options.assignments) applyOption(assignment, s);
     for (const auto& [key, pixels] : {std::pair{"resolution_x", width}, {"resolution_y", height}}) {
+        // geometry fits a screen of any number of pixels
+        if (input.readOutlines && s.has(key)) continue;
+        if (input.readOutlines) {
+            input.notes.push_back(std::string(key) + " = " + std::to_string(pixels) + ", taking pixels of " +
+                                  shortNumber(kAssumedPixelMm) + " mm");
+        }
         if (s.has(key) && s.origin(key) > Origin::job && s.whole(key) != pixels) {
             throw Failure(options.input + ": layers are " + std::to_string(width) + " x " + std::to_string(height) +
                           " pixels, but " + key + " is set to " + s.text(key) + "; --rotate 90 turns them");
@@ -66,6 +72,32 @@ void completeSettings(const ConvertOptions& options, int width, int height, Inpu
         input.notes.push_back(std::string(key) + " = " + s.text(key) + " is stored as " + std::to_string(s.whole(key)) +
                               " where the format has whole numbers only");
     }
+}
+
+/// What cannot go together, in one sentence; empty when all can.
+std::string usageProblem(const ConvertOptions& options, const Input& input, const SliceOutput& output) {
+    const bool isTurned =
+        options.orientation.mirrorX || options.orientation.mirrorY || options.orientation.clockwiseTurns != 0;
+    if (input.readOutlines && !output.holdsOutlines()) {
+        return options.input + ": its layers are geometry, which only .vnline files hold";
+    }
+    if (input.readOutlines && isTurned) return "--mirror and --rotate turn images, not geometry";
+    if (options.toleranceUm < 0) return {};
+    if (!output.holdsOutlines()) return "--tolerance is for .vnline files, whose layers are outlines";
+    return input.readOutlines ? "--tolerance is for images, which are traced" : std::string();
+}
+
+/// Reads a layer and makes of it what the output takes.
+EncodedLayer encodeLayer(const ConvertOptions& options, const Input& input, SliceOutput& output, int index,
+                         GreyImage& image) {
+    EncodedLayer layer;
+    if (input.readOutlines) {
+        layer.outlines = input.readOutlines(index);
+        return layer;
+    }
+    input.readLayer(index, image);
+    transform(image, options.orientation);
+    return output.encode(index, image);
 }
 
 /// A quarter turn exchanges the display's sides like the image's.
@@ -114,6 +146,11 @@ int convert(const ConvertOptions& options) {
         printMessage(options.output + ": unknown output format; the name must end in one of " + writableEndings());
         return kWrongUsage;
     }
+    const std::string problem = usageProblem(options, input, *output);
+    if (!problem.empty()) {
+        printMessage("vndlp: " + problem);
+        return kWrongUsage;
+    }
 
     OutputJob job;
     const bool turned = options.orientation.swapsSides();
@@ -125,6 +162,9 @@ int convert(const ConvertOptions& options) {
     completeSettings(options, job.width, job.height, input);
     for (const std::string& note : input.notes) printMessage("note: " + note);
     job.settings = input.settings;
+    job.width = job.settings.whole("resolution_x");
+    job.height = job.settings.whole("resolution_y");
+    job.toleranceUm = options.toleranceUm;
     job.pictures = choosePictures(options, input);
     output->begin(job);
 
@@ -133,9 +173,7 @@ int convert(const ConvertOptions& options) {
         job.layerCount, job.threads,
         [&](int index, GreyImage& image) {
             stopIfInterrupted();
-            input.readLayer(index, image);
-            transform(image, options.orientation);
-            return output->encode(index, image);
+            return encodeLayer(options, input, *output, index, image);
         },
         [&](int index, EncodedLayer&& layer) {
             output->write(index, std::move(layer));

@@ -3,10 +3,12 @@
 #include "tools/output_file.h"
 #include "tools/pipeline.h"
 #include "tools/slice_file.h"
+#include "tools/svg.h"
 #include "tools/terminal.h"
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -46,11 +48,31 @@ std::vector<int> parseLayers(const std::string& text, int layerCount) {
     }
 }
 
-std::string layerName(int layer, int layerCount) {
-    const auto digits = static_cast<int>(std::max<std::size_t>(std::to_string(layerCount - 1).size(), 5));
+std::string layerName(int layer, const SliceFile& file) {
+    const auto digits = static_cast<int>(std::max<std::size_t>(std::to_string(file.layerCount() - 1).size(), 5));
     char text[32];
-    std::snprintf(text, sizeof text, "layer_%0*d.png", digits, layer);
+    std::snprintf(text, sizeof text, "layer_%0*d.%s", digits, layer, file.hasImages() ? "png" : "svg");
     return text;
+}
+
+/// What the drawings of a file's layers show: the same for all of them.
+SvgFrame frameOf(SliceFile& file) {
+    const PrintSettings s = file.settings();
+    Box screen;
+    if (s.has("display_width_mm") && s.has("display_height_mm")) {
+        screen = {0, 0, s.number("display_width_mm") * 1000, s.number("display_height_mm") * 1000};
+    }
+    Box bounds;
+    for (int i = 0; i < file.layerCount(); ++i) {
+        stopIfInterrupted();
+        const LayerShapes shapes = file.readShapes(i);
+        bounds.add(boundsOf(shapes.polylines));
+        for (const Vec2& v : shapes.vertices) {
+            if (std::isfinite(v.x) && std::isfinite(v.y))
+                bounds.add(static_cast<double>(v.x), static_cast<double>(v.y));
+        }
+    }
+    return frameFor(screen, bounds);
 }
 
 }  // namespace
@@ -63,7 +85,6 @@ int extract(const ExtractOptions& options) {
     } else if (!options.previews) {
         for (int i = 0; i < file->layerCount(); ++i) layers.push_back(i);
     }
-    if (!layers.empty() && !file->hasImages()) throw Failure(options.file + ": its layers are not images");
 
     std::error_code error;
     fs::create_directories(options.folder, error);
@@ -76,17 +97,23 @@ int extract(const ExtractOptions& options) {
             writeWholeFile(pathIn("preview_" + preview.name + ".png"), png.data(), png.size(), options.force);
         }
     }
+    const SvgFrame frame = layers.empty() || file->hasImages() ? SvgFrame() : frameOf(*file);
     ProgressBar bar("extracting", static_cast<int>(layers.size()));
     runOrdered<GreyImage, std::vector<unsigned char>>(
         static_cast<int>(layers.size()), threadCount(options.threads),
         [&](int index, GreyImage& image) {
             stopIfInterrupted();
-            file->readLayer(layers[static_cast<std::size_t>(index)], image);
+            const int layer = layers[static_cast<std::size_t>(index)];
+            if (!file->hasImages()) {
+                const std::string svg = svgOf(file->readShapes(layer), frame);
+                return std::vector<unsigned char>(svg.begin(), svg.end());
+            }
+            file->readLayer(layer, image);
             return encodePng(image);
         },
-        [&](int index, std::vector<unsigned char>&& png) {
+        [&](int index, std::vector<unsigned char>&& picture) {
             const int layer = layers[static_cast<std::size_t>(index)];
-            writeWholeFile(pathIn(layerName(layer, file->layerCount())), png.data(), png.size(), options.force);
+            writeWholeFile(pathIn(layerName(layer, *file)), picture.data(), picture.size(), options.force);
             bar.advanceTo(index + 1);
         });
     const std::size_t pictures = options.previews ? file->previews().size() : 0;

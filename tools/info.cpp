@@ -19,9 +19,10 @@ Json fieldsToJson(const std::vector<Field>& fields) {
     return json;
 }
 
-Json layerToJson(int index, const LayerFacts& facts) {
-    Json json = {{"index", index}, {"offset", facts.offset}, {"size", facts.size}, {"litPixels", facts.litPixels}};
-    if (facts.runs) json["runs"] = *facts.runs;
+Json layerToJson(int index, const LayerFacts& facts, bool hasImages) {
+    Json json = {{"index", index}, {"offset", facts.offset}, {"size", facts.size}};
+    if (hasImages) json["litPixels"] = facts.litPixels;
+    if (facts.runs) json[hasImages ? "runs" : "polylines"] = *facts.runs;
     if (facts.area) json["area"] = *facts.area;
     for (const Field& field : facts.fields) json[field.key] = field.value;
     return json;
@@ -51,7 +52,9 @@ Json describeAsJson(const InfoOptions& options, SliceFile& file) {
     json["trailer"] = {{"kind", trailer.kind}, {"matches", trailer.present ? Json(trailer.matches) : Json()}};
     if (!options.layers) return json;
     json["layers"] = Json::array();
-    for (int i = 0; i < file.layerCount(); ++i) json["layers"].push_back(layerToJson(i, file.layerFacts(i)));
+    for (int i = 0; i < file.layerCount(); ++i) {
+        json["layers"].push_back(layerToJson(i, file.layerFacts(i), file.hasImages()));
+    }
     return json;
 }
 
@@ -69,8 +72,8 @@ std::string trailerText(const Trailer& trailer) {
 void printLayerTable(SliceFile& file) {
     const std::vector<Field> own = file.layerCount() > 0 ? file.layerFacts(0).fields : std::vector<Field>();
     char text[256];
-    std::snprintf(text, sizeof text, "\nlayers\n  %6s %12s %12s %10s %12s %12s", "layer", "offset", "bytes", "runs",
-                  "lit pixels", "area");
+    std::snprintf(text, sizeof text, "\nlayers\n  %6s %12s %12s %10s %12s %12s", "layer", "offset", "bytes",
+                  file.hasImages() ? "runs" : "polylines", "lit pixels", "area");
     std::string head = text;
     for (const Field& field : own) {
         std::snprintf(text, sizeof text, " %14s", field.key.c_str());
@@ -79,9 +82,9 @@ void printLayerTable(SliceFile& file) {
     printResult(head + "\n");
     for (int i = 0; i < file.layerCount(); ++i) {
         const LayerFacts facts = file.layerFacts(i);
-        std::snprintf(text, sizeof text, "  %6d %12lld %12lld %10s %12llu %12s", i, facts.offset, facts.size,
+        std::snprintf(text, sizeof text, "  %6d %12lld %12lld %10s %12s %12s", i, facts.offset, facts.size,
                       facts.runs ? std::to_string(*facts.runs).c_str() : "-",
-                      static_cast<unsigned long long>(facts.litPixels),
+                      file.hasImages() ? std::to_string(facts.litPixels).c_str() : "-",
                       facts.area ? std::to_string(*facts.area).c_str() : "-");
         std::string line = text;
         for (const Field& field : facts.fields) {

@@ -2,6 +2,7 @@
 
 #include "tools/failure.h"
 #include "tools/job.h"
+#include "tools/line_input.h"
 #include "tools/slice_file.h"
 
 #include <algorithm>
@@ -61,6 +62,8 @@ Input openInput(const std::string& path) {
     std::error_code ignored;
     if (!fs::exists(path, ignored)) throw Failure(path + ": does not exist");
     if (isJob(path)) {
+        std::shared_ptr<const Archive> archive = openArchive(path);
+        if (holdsDrawings(*archive)) return openDrawings(std::move(archive));
         std::shared_ptr<LayerSource> job = openJob(path);
         input.width = job->width();
         input.height = job->height();
@@ -75,14 +78,21 @@ Input openInput(const std::string& path) {
         return input;
     }
     std::shared_ptr<SliceFile> file = openSliceFile(path);
-    if (!file->hasImages()) throw Failure(path + ": its layers are geometry, not images, and cannot be converted");
+    const auto takePictures = [&file](Input& to) {
+        for (Preview& preview : file->previews()) {
+            if (!isBlank(preview.image)) to.pictures.push_back(std::move(preview.image));
+        }
+    };
+    if (!file->hasImages()) {
+        input = openLines(file, path);
+        takePictures(input);
+        return input;
+    }
     input.width = file->width();
     input.height = file->height();
     input.layerCount = file->layerCount();
     input.settings = file->settings();
-    for (Preview& preview : file->previews()) {
-        if (!isBlank(preview.image)) input.pictures.push_back(std::move(preview.image));
-    }
+    takePictures(input);
     input.readLayer = [file](int index, GreyImage& out) { file->readLayer(index, out); };
     input.countLitPixels = [file](int index, GreyImage&) {
         return static_cast<double>(file->layerFacts(index).litPixels);

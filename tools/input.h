@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/png.h"
+#include "tools/polylines.h"
 #include "tools/settings.h"
 
 #include <cstdint>
@@ -17,8 +18,11 @@ struct Input {
     int width = 0;  ///< pixels of every layer
     int height = 0;
     int layerCount = 0;
-    /// Decodes a layer; safe in several threads at once. Throws Failure.
+    /// Decodes a layer; safe in several threads at once. Throws Failure. Of layers that are geometry it makes a
+    /// picture, of the layers' proportions but not of their size.
     std::function<void(int, GreyImage&)> readLayer;
+    /// Where layers are geometry, reads one; else empty. As `readLayer`.
+    std::function<OutlineLayer(int)> readOutlines;
     /// Counts the pixels above the background; as `readLayer`, `scratch` saves allocations.
     std::function<double(int, GreyImage& scratch)> countLitPixels;
     PrintSettings settings;
@@ -26,7 +30,7 @@ struct Input {
     std::vector<std::string> notes;     ///< what was missing and assumed, for the user
 };
 
-/// Opens a job (folder, zip, SL1 archive) or a slice file. Throws Failure.
+/// Opens a job (folder or zip of pictures or drawings, SL1 archive) or a slice file. Throws Failure.
 Input openInput(const std::string& path);
 
 /// Number of pixels above the background.

@@ -4,6 +4,7 @@
 #include "tools/failure.h"
 #include "tools/output_file.h"
 #include "tools/settings.h"
+#include "tools/slice_output.h"
 #include "tools/terminal.h"
 
 #include <vndlp/export.h>
@@ -71,10 +72,10 @@ private:
     void addConvert() {
         CLI::App* c = m_app.add_subcommand("convert", "Write a slice file from a job or another slice file");
         c->add_option("INPUT", m_convert.input,
-                      "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers, or slice file")
+                      "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers or SVG drawings, or slice file")
             ->required();
         c->add_option("OUTPUT", m_convert.output,
-                      "file to write; its ending (.vndlp, .ctb, .vndlpv4) chooses the format")
+                      "file to write; its ending (" + writableEndings() + ") chooses the format")
             ->required();
         c->add_option("--profile", m_convert.profile, "printer profile, a JSON object of settings");
         c->add_option("--set", m_convert.assignments, "one setting, key=value")->allow_extra_args(false);
@@ -84,6 +85,9 @@ private:
         c->add_option("--mirror", m_mirror, "mirror layers along x or y")->check(CLI::IsMember({"x", "y", "xy"}));
         c->add_option("--rotate", m_rotate, "turn layers clockwise by 90, 180 or 270 degrees")
             ->check(CLI::IsMember({90, 180, 270}));
+        c->add_option("--tolerance", m_convert.toleranceUm,
+                      ".vnline: how far outlines may lie off, in micrometres; an eighth of a pixel without it")
+            ->check(CLI::Range(0.0, 1e6));
         c->add_option("-j,--threads", m_convert.threads, "threads; one a core without it")->check(CLI::Range(1, 256));
         c->add_flag("--force", m_convert.force, "replace an existing OUTPUT");
         c->footer(settingsHelp() +
@@ -115,13 +119,13 @@ private:
     }
 
     void addExtract() {
-        CLI::App* c = m_app.add_subcommand("extract", "Write layers and previews as PNG");
+        CLI::App* c = m_app.add_subcommand("extract", "Write layers and previews as PNG, layers of line files as SVG");
         c->add_option("FILE", m_extract.file, "slice file")->required();
         c->add_option("--layers", m_extract.layers, "layers, numbered from 0, such as 0-99,150; all without it");
         c->add_flag("--previews", m_extract.previews, "the previews; alone, no layers");
-        c->add_option("-o,--output", m_extract.folder, "folder for the PNGs; made if missing")->required();
+        c->add_option("-o,--output", m_extract.folder, "folder for the pictures; made if missing")->required();
         c->add_option("-j,--threads", m_extract.threads, "threads; one a core without it")->check(CLI::Range(1, 256));
-        c->add_flag("--force", m_extract.force, "replace existing PNGs");
+        c->add_flag("--force", m_extract.force, "replace existing pictures");
         c->footer("Example:\n  vndlp extract tower.vndlp --layers 0-2,50 --previews -o pictures");
         c->final_callback([this] { m_command = [this] { return extract(m_extract); }; });
     }

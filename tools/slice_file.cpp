@@ -19,6 +19,7 @@ constexpr FormatReader kReaders[] = {
     {isCtbFile, openCtbFile, verifyCtbFile},
     {isV4File, openV4File, verifyV4File},
     {isVendorFile, openVendorFile, verifyVendorFile},
+    {isLineFile, openLineFile, verifyLineFile},
 };
 
 const FormatReader& readerFor(const std::string& path) {
@@ -31,7 +32,7 @@ const FormatReader& readerFor(const std::string& path) {
     for (const FormatReader& reader : kReaders) {
         if (reader.recognises(path)) return reader;
     }
-    throw Failure(path + ": not a slice file this program knows (.vndlp, .ctb, .vndlpv4)");
+    throw Failure(path + ": not a slice file this program knows (.vndlp, .vnline, .ctb, .vndlpv4)");
 }
 
 }  // namespace
@@ -56,6 +57,8 @@ Finding trailerFinding(const Trailer& trailer, long long fileSize) {
                                           " trailer does not match the file: it was changed, cut short or never "
                                           "finished"};
 }
+
+LayerShapes SliceFile::readShapes(int /*index*/) { throw Failure("layers are images, not geometry"); }
 
 std::unique_ptr<SliceFile> openSliceFile(const std::string& path) { return readerFor(path).open(path); }
 

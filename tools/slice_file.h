@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/png.h"
+#include "tools/polylines.h"
 #include "tools/settings.h"
 
 #include <nlohmann/json.hpp>
@@ -41,8 +42,16 @@ struct LayerFacts {
     long long size = 0;                 ///< bytes of the record
     std::optional<std::uint32_t> area;  ///< the stored area value
     std::optional<std::uint64_t> runs;  ///< runs (or polylines) of the layer, where the format counts them
-    std::uint64_t litPixels = 0;
-    std::vector<Field> fields;  ///< values of its own, such as its exposure
+    std::uint64_t litPixels = 0;        ///< of files with images
+    std::vector<Field> fields;          ///< values of its own, such as its exposure
+};
+
+/// One layer of a file whose layers are geometry, in the file's units.
+struct LayerShapes {
+    bool isMesh = false;
+    Polylines polylines;         ///< of a layer that is no mesh
+    std::vector<Vec2> vertices;  ///< of a mesh; may hold what is no number
+    double areaUm2 = 0;
 };
 
 /// What verification found wrong.
@@ -58,7 +67,7 @@ struct Trailer {
     bool matches = false;
 };
 
-/// An opened slice file. `readLayer` may run in several threads at once, everything else in one.
+/// An opened slice file. `readLayer` and `readShapes` may run in several threads at once, everything else in one.
 class SliceFile {
 public:
     SliceFile() = default;
@@ -86,6 +95,9 @@ public:
 
     /// Decodes one layer. Throws Failure naming file, layer and offset.
     virtual void readLayer(int index, GreyImage& out) = 0;
+
+    /// Reads one layer of a file without images. Throws Failure as `readLayer`.
+    virtual LayerShapes readShapes(int index);
 
     /// Reads one layer's record and counts its lit pixels. Throws Failure as `readLayer`.
     virtual LayerFacts layerFacts(int index) = 0;
@@ -118,5 +130,8 @@ std::vector<Finding> verifyVendorFile(const std::string& path);
 bool isCtbFile(const std::string& path);
 std::unique_ptr<SliceFile> openCtbFile(const std::string& path);
 std::vector<Finding> verifyCtbFile(const std::string& path);
+bool isLineFile(const std::string& path);
+std::unique_ptr<SliceFile> openLineFile(const std::string& path);
+std::vector<Finding> verifyLineFile(const std::string& path);
 
 }  // namespace vndlp::tools

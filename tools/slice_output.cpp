@@ -1,6 +1,7 @@
 #include "tools/slice_output.h"
 
 #include "tools/front_end_output.h"
+#include "tools/line_output.h"
 #include "tools/vendor_output.h"
 
 #include <string_view>
@@ -16,6 +17,7 @@ struct Format {
 
 constexpr Format kFormats[] = {
     {".vndlp", createVendorOutput},
+    {".vnline", createLineOutput},
     {".ctb", createFrontEndOutput},
     {".vndlpv4", createFrontEndOutput},
 };

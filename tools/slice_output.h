@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/png.h"
+#include "tools/polylines.h"
 #include "tools/settings.h"
 
 #include <memory>
@@ -19,12 +20,14 @@ struct OutputJob {
     int threads = 1;                    ///< that `encode` will be called from
     PrintSettings settings;             ///< complete
     std::vector<ColourImage> pictures;  ///< 1 to 3, the smallest first
+    double toleranceUm = -1;            ///< how far traced outlines may lie off; negative: as the format sees fit
 };
 
 /// One layer as it goes to the file.
 struct EncodedLayer {
     std::vector<unsigned char> code;
     double litPixels = 0;
+    OutlineLayer outlines;  ///< of formats whose layers are geometry, which have no code
 };
 
 class SliceOutput {
@@ -33,6 +36,9 @@ public:
     SliceOutput(const SliceOutput&) = delete;
     SliceOutput& operator=(const SliceOutput&) = delete;
     virtual ~SliceOutput() = default;
+
+    /// Whether layers are geometry: images are traced then, and layers with their outlines filled in are taken as well.
+    virtual bool holdsOutlines() const { return false; }
 
     /// Throws Failure when the format cannot hold the job.
     virtual void begin(const OutputJob& job) = 0;

@@ -4,10 +4,8 @@
 
 #include "tools/failure.h"
 #include "tools/input.h"
-#include "tools/transform.h"
+#include "tools/vendor_head.h"
 #include "tools/vendor_records.h"
-
-#include <vndlp/container.h>
 
 namespace vndlp::tools {
 
@@ -17,21 +15,7 @@ namespace {
 constexpr int kMaxColumns = 16384;
 constexpr int kMaxRows = 8192;
 
-constexpr int kV2Kind = 2;
 constexpr int kWrittenVersion = 3;
-
-/// Scales a picture into a preview of 5-6-5 bits, big-endian.
-void fillPreview(const ColourImage& picture, DlpImage& preview) {
-    preview.needData();
-    const ColourImage scaled = resizeColour(picture, preview.width(), preview.height());
-    auto* out = reinterpret_cast<unsigned char*>(preview.bits());
-    for (std::size_t i = 0; i < scaled.pixels.size(); i += 4, out += 2) {
-        const unsigned colour = static_cast<unsigned>(scaled.pixels[i] >> 3) << 11 |
-                                static_cast<unsigned>(scaled.pixels[i + 1] >> 2) << 5 | scaled.pixels[i + 2] >> 3;
-        out[0] = static_cast<unsigned char>(colour >> 8);
-        out[1] = static_cast<unsigned char>(colour);
-    }
-}
 
 class VendorOutput final : public SliceOutput {
 public:
@@ -47,7 +31,7 @@ public:
         const PrintSettings& s = job.settings;
         m_pixelArea = pixelAreaOf(s, job.width, job.height);
         DlpFileStructure structure;
-        structure.headerType = kV2Kind;
+        structure.headerType = kV2;
         structure.headerVersion = kWrittenVersion;
         structure.setMachineType(s.text("machine"));
         structure.setLayerCount(job.layerCount);
@@ -55,16 +39,12 @@ public:
         structure.getVndlpBackUse()->setMachineHeight(static_cast<float>(s.number("machine_height_mm")));
         structure.getVndlpBackUse()->setTotalVolume(static_cast<float>(s.number("resin_ml")));
         DlpV2Header& header = structure.v2Header;
-        std::size_t next = 0;
-        for (DlpImage* preview : {&header.smallPreview, &header.middlePreview, &header.largePreview}) {
-            fillPreview(job.pictures.at(next), *preview);
-            next = std::min(next + 1, job.pictures.size() - 1);
-        }
+        fillPreviews(job.pictures, header.smallPreview, header.middlePreview, header.largePreview);
         structure.parameters = parametersOf(s);
         structure.sliceBasicParameters = sliceParametersOf(s);
         m_areas.reserve(static_cast<std::size_t>(job.layerCount));
         if (m_writer.openDlpFile(m_temporary) < 0) throw Failure(m_path + ": cannot be created");
-        if (m_writer.writeDlpStructure(structure) < 0) fail();
+        if (m_writer.writeDlpStructure(structure) < 0) failToWrite(m_path);
     }
 
     EncodedLayer encode(int /*index*/, GreyImage& image) override {
@@ -77,18 +57,14 @@ public:
     void write(int /*index*/, EncodedLayer&& layer) override {
         unsigned int area = storedLayerArea(layer.litPixels * m_pixelArea);
         m_areas.push_back(area);
-        if (m_writer.writeLayerPackedRuns(layer.code, &area) < 0) fail();
+        if (m_writer.writeLayerPackedRuns(layer.code, &area) < 0) failToWrite(m_path);
     }
 
     void finish() override {
-        if (m_writer.writeLayerAreasDealyer(m_areas) < 0 || m_writer.writeTail(kV2Kind) < 0) fail();
+        if (m_writer.writeLayerAreasDealyer(m_areas) < 0 || m_writer.writeTail(kV2) < 0) failToWrite(m_path);
     }
 
 private:
-    [[noreturn]] void fail() const {
-        throw Failure(m_path + ": could not be written completely: the disk is full, or the system reports an error");
-    }
-
     std::string m_path;
     std::string m_temporary;
     VndlpWrite m_writer;

@@ -26,6 +26,9 @@ enum ReadCode : int {
     kBadLayer = -5,
 };
 
+/// Two coordinates of four bytes: a point of a polyline or a vertex, without z.
+constexpr long long kPointBytes = 8;
+
 int codeOf(ReadStatus status) { return static_cast<int>(status); }
 
 template <class Header>
@@ -338,6 +341,33 @@ int VndlpRead::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool wi
     if (held < count) m_input->seek(0, 2);
     const int end = readLayerEnd();
     return end != kOk ? end : static_cast<int>(held);
+}
+
+int VndlpRead::skipLayerPath(unsigned int& area, unsigned int& polylineCount, unsigned long long& pointCount) {
+    polylineCount = 0;
+    pointCount = 0;
+    if (!m_input->isOpenFile()) {
+        report("error: no dlp file open\n");
+        return kNoFile;
+    }
+    area = m_input->readUint32();
+    polylineCount = m_input->readUint32();
+    bool complete = polylineCount <= m_input->remaining() / 4;
+    for (unsigned int i = 0; complete && i < polylineCount; ++i) {
+        complete = m_input->remaining() >= 4;
+        const unsigned int points = m_input->readUint32();
+        complete = complete && m_input->skipRawData(static_cast<long long>(points) * kPointBytes) >= 0;
+        pointCount += points;
+    }
+    if (!complete) m_input->seek(0, 2);
+    return readLayerEnd();
+}
+
+int VndlpRead::skipLayerMesh(unsigned int& area, unsigned int& vertexCount) {
+    const int code = readLayerHead(&area, vertexCount);
+    if (code != kOk) return code;
+    if (m_input->skipRawData(static_cast<long long>(vertexCount) * kPointBytes) < 0) m_input->seek(0, 2);
+    return readLayerEnd();
 }
 
 int VndlpRead::getWhiteDatas(std::vector<WhiteData>& runs, unsigned int* area) {

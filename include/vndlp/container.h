@@ -317,6 +317,11 @@ public:
     /// \param runCount receives the number of runs.
     /// \return as `readLayerWhiteData`.
     int skipLayerWhiteData(unsigned int* area, unsigned int& runCount);
+    /// Step over one layer of polylines or of mesh vertices (with area, without z). What announces more than the file
+    /// holds fails without being walked through.
+    /// \return as `readLayerPath` and `readLayerMesh`, but 0 for success.
+    int skipLayerPath(unsigned int& area, unsigned int& polylineCount, unsigned long long& pointCount);
+    int skipLayerMesh(unsigned int& area, unsigned int& vertexCount);
     /// Moves to a position in the file, such as one `currentPosition` told. \return 0; negative when it lies outside.
     int seek(long long position);
 

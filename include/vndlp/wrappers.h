@@ -241,7 +241,8 @@ public:
     VnLineV2ReadWrapper& operator=(const VnLineV2ReadWrapper& other);
     ~VnLineV2ReadWrapper();
 
-    /// \param verify check the trailer first. \return 0; -1 when it does not match; -3 when the file cannot be opened.
+    /// \param verify check the trailer first.
+    /// \return 0; -1 when it does not match; -3 when the file cannot be opened.
     int open(std::string path, bool verify);
     void close();
     /// Reads the head magic, whatever it is, and the header.
@@ -249,7 +250,8 @@ public:
     /// \return 0; -1 no open file; -2 wrong tag; -3 layer count beyond the file; -4 zero resolution.
     int readHeader(DlpV2LineHeader& header, bool withPreview);
     /// \param areas filled with as many values of the area table as it has entries: size it to the header's layer
-    ///              count. \return 0; -1 on any failure.
+    ///              count.
+    /// \return 0; -1 on any failure.
     int readDlpParam(DlpParameters& params, std::vector<unsigned int>& areas);
     /// Line files have no such record: for files of the V2 kind from version 3 on. \return 0; -1 on any failure.
     int readDlpSliceBasicParam(DlpSliceBasicParameters& params);

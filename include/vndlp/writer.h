@@ -114,11 +114,12 @@ public:
     /// \return 0; negative for an index outside the tables ("invalid vector subscript") or an image without pixels.
     virtual int setLayerImageAt(int layerIndex, const SliceImage& image, double area) = 0;
 
-    /// Line files: a layer as mesh; x and y of its vertices are written. \return the number of vertices; negative on
-    /// failure.
+    /// Line files: a layer as mesh; x and y of its vertices are written.
+    /// \return the number of vertices; negative on failure.
     virtual int addLayerMesh(const trimesh::TriMesh& mesh, double area);
-    /// Line files: a layer as polylines; x and y of their points are written. \param layerIndex not used: layers are
-    /// written in the order of the calls.
+    /// Line files: a layer as polylines; x and y of their points are written.
+    /// \param layerIndex not used: layers are written in the order of the calls.
+    /// \return 0; negative on failure.
     virtual int addLayerPaths(unsigned layerIndex, const std::vector<std::vector<Vec3i>>& paths, double area);
     /// V4: rewrites the area of a stored layer.
     virtual void setLayerArea(int layerIndex, double area);
@@ -143,7 +144,8 @@ protected:
 };
 
 /// Makes the writer for a path by its ending, case-sensitive: ".vndlpv4" the V4 container, ".vndlp" the vendor
-/// container, ".vnline" its line variant, ".ctb" CTB. \return a writer the caller owns; null for any other ending.
+/// container, ".vnline" its line variant, ".ctb" CTB.
+/// \return a writer the caller owns; null for any other ending.
 VNDLP_API DLPWriter* createDLPWriter(const std::string& path);
 
 }  // namespace vndlp

@@ -2,6 +2,7 @@
 #   BUILD_DIR       the build to install
 #   WORK_DIR        removed and made anew
 #   WITH_TRIMESH2   whether the build took its mesh type from trimesh2
+#   STATIC          whether the library is static
 #   ABSOLUTE_DIR    set when CMAKE_INSTALL_*DIR of the build are absolute, below this directory: nothing is moved then
 #   CXX_COMPILER, CXX_FLAGS, GENERATOR
 include(${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake)
@@ -65,7 +66,11 @@ file(GLOB_RECURSE pc ${tree}/*/vndlp.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
 get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
-run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} ${PKG_CONFIG} --cflags --libs vndlp OUTPUT flags)
+set(query --cflags --libs vndlp)
+if(STATIC)
+  list(APPEND query --static)
+endif()
+run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} ${PKG_CONFIG} ${query} OUTPUT flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 separate_arguments(own_flags UNIX_COMMAND "${CXX_FLAGS}")
 run(${CXX_COMPILER} ${own_flags} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/consumer ${flags}

@@ -1,0 +1,283 @@
+// The program and line files: status, output and error text, and that what goes in comes out.
+
+#include "support/files.h"
+#include "support/line_sample.h"
+#include "support/program.h"
+#include "tools/png.h"
+
+#include <vndlp/vndlp.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+
+namespace vndlp::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class LineProgramTest : public testing::Test {
+protected:
+    /// One layer of 40 x 30 pixels: a plate with a hole; and one that is empty.
+    static void makeImages() {
+        fs::create_directories("layers");
+        for (int layer = 0; layer < 2; ++layer) {
+            tools::GreyImage image{40, 30, std::vector<unsigned char>(40 * 30)};
+            for (std::size_t y = 5; layer == 0 && y < 25; ++y) {
+                for (std::size_t x = 10; x < 30; ++x) {
+                    const bool inHole = x >= 15 && x < 20 && y >= 10 && y < 20;
+                    if (!inHole) image.pixels[y * 40 + x] = 255;
+                }
+            }
+            const std::vector<unsigned char> png = tools::encodePng(image);
+            writeFile("layers/" + std::to_string(layer) + ".png", png);
+        }
+    }
+
+    static nlohmann::json infoOf(const std::string& file) {
+        return nlohmann::json::parse(runProgram("info " + file + " --json --layers").output);
+    }
+
+    /// Layers of a file as polylines.
+    static std::vector<Paths> layersOf(const std::string& file) {
+        VndlpRead reader;
+        DlpImageParam imageParam;
+        EXPECT_EQ(reader.openDlpFile(file, true), 0);
+        EXPECT_EQ(reader.readDlpStructure(false), 0);
+        EXPECT_EQ(reader.readDlpImageParam(imageParam), 0);
+        std::vector<Paths> layers(static_cast<std::size_t>(reader.getLayerCount()));
+        unsigned int area = 0;
+        for (Paths& paths : layers) EXPECT_GE(reader.readLayerPath(paths, &area, false), 0);
+        return layers;
+    }
+
+    static std::vector<std::pair<int, int>> pointsOf(const std::vector<Vec3i>& path) {
+        std::vector<std::pair<int, int>> points;
+        for (const Vec3i& p : path) points.emplace_back(p.x, p.y);
+        return points;
+    }
+
+    Workspace m_workspace;
+};
+
+TEST_F(LineProgramTest, ImagesBecomeOutlinesInMicrometres) {
+    makeImages();
+    const Outcome converted = runProgram(
+        "convert layers job.vnline --set display_width_mm=4 --set display_height_mm=3 --set anti_aliasing=1 "
+        "--set machine=M01");
+    ASSERT_EQ(converted.status, 0) << converted.error;
+    EXPECT_EQ(converted.output, "job.vnline: 2 layers of 40 x 30, 363.6 kB\n");
+    EXPECT_EQ(runProgram("verify job.vnline").output, "job.vnline: ok\n");
+
+    const std::vector<Paths> layers = layersOf("job.vnline");
+    ASSERT_EQ(layers.size(), 2U);
+    ASSERT_EQ(layers[0].size(), 2U);
+    // pixels of 100 micrometres; the plate's upper row is the image's sixth, so its upper edge lies at 3000 - 500
+    EXPECT_EQ(pointsOf(layers[0][0]),
+              (std::vector<std::pair<int, int>>{{1000, 2500}, {1000, 500}, {3000, 500}, {3000, 2500}, {1000, 2500}}));
+    EXPECT_EQ(pointsOf(layers[0][1]),
+              (std::vector<std::pair<int, int>>{{1500, 1000}, {1500, 2000}, {2000, 2000}, {2000, 1000}, {1500, 1000}}))
+        << "clockwise";
+    EXPECT_TRUE(layers[1].empty());
+
+    const nlohmann::json json = infoOf("job.vnline");
+    EXPECT_EQ(json["format"], "vnline V2");
+    EXPECT_EQ(json["version"], 2);
+    EXPECT_EQ(json["header"]["machine_type"], "M01");
+    EXPECT_EQ(json["header"]["layerKind"], "polylines");
+    EXPECT_EQ(json["parameters"]["enableAliasing"], 1);
+    EXPECT_EQ(json["trailer"], nlohmann::json({{"kind", "crc32"}, {"matches", true}}));
+    EXPECT_EQ(json["previews"][2]["blank"], false);
+    // 350 pixels of a hundredth of a square millimetre
+    EXPECT_EQ(json["layers"][0], nlohmann::json({{"index", 0},
+                                                 {"offset", json["layers"][0]["offset"]},
+                                                 {"size", 4 + 4 + 2 * (4 + 5 * 8) + 2},
+                                                 {"polylines", 2},
+                                                 {"area", 3500},
+                                                 {"kind", "polylines"},
+                                                 {"points", 10},
+                                                 {"closed", 2}}));
+    EXPECT_EQ(json["layers"][1]["kind"], "empty");
+    EXPECT_NEAR(json["volumeMl"].get<double>(), 3500 * 0.05 / 1e6, 1e-12);
+    long long end = 0;
+    for (const auto& section : json["sections"]) {
+        EXPECT_EQ(section["offset"], end) << section;
+        end += section["size"].get<long long>();
+    }
+    EXPECT_EQ(end, static_cast<long long>(fs::file_size("job.vnline")));
+    EXPECT_NE(runProgram("info job.vnline --layers").output.find("polylines"), std::string::npos);
+    EXPECT_EQ(runProgram("estimate job.vnline --machine M01").status, 0);
+}
+
+TEST_F(LineProgramTest, DrawingsGoInAndComeOutUnchanged) {
+    makeImages();
+    ASSERT_EQ(runProgram("convert layers job.vnline").status, 0);
+    EXPECT_EQ(runProgram("extract job.vnline -o out").output, "out: 2 layers\n");
+    ASSERT_TRUE(fs::exists("out/layer_00001.svg"));
+    const std::string drawing = textOf("out/layer_00000.svg");
+    EXPECT_NE(drawing.find("width=\"2mm\" height=\"1.5mm\" viewBox=\"0 -1500 2000 1500\""), std::string::npos)
+        << drawing;
+    EXPECT_NE(
+        drawing.find("d=\"M500 1250 L500 250 L1500 250 L1500 1250 Z\nM750 500 L750 1000 L1000 1000 L1000 500 Z\n\""),
+        std::string::npos)
+        << drawing;
+
+    // drawings are an input: all but the resolution, which they do not tell, is the same
+    const Outcome again = runProgram("convert out again.vnline --set resolution_x=40 --set resolution_y=30");
+    EXPECT_EQ(again.status, 0) << again.error;
+    EXPECT_EQ(infoOf("again.vnline")["layers"], infoOf("job.vnline")["layers"]);
+    EXPECT_EQ(infoOf("again.vnline")["parameters"], infoOf("job.vnline")["parameters"]);
+    EXPECT_EQ(infoOf("again.vnline")["resolution"], infoOf("job.vnline")["resolution"]);
+    // and so are line files
+    EXPECT_EQ(runProgram("convert job.vnline copy.vnline").status, 0);
+    EXPECT_EQ(textOf("copy.vnline"), textOf("job.vnline"));
+    EXPECT_NE(runProgram("convert out small.vnline").error.find("note: resolution_x = 40, taking pixels of 0.05 mm\n"),
+              std::string::npos);
+}
+
+TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
+    fs::create_directories("svg");
+    const std::string head = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 3000 2000\">";
+    std::ofstream("svg/s10.svg") << head << "<polyline points=\"0,2000 30,1990\"/></svg>";
+    std::ofstream("svg/s9.SVG") << head << "<polygon points=\"0,0 100,0 100,100 0,100\"/></svg>";
+    std::ofstream("svg/readme.txt") << "not a layer";
+    const Outcome outcome = runProgram("convert svg job.vnline");
+    ASSERT_EQ(outcome.status, 0) << outcome.error;
+    EXPECT_NE(outcome.error.find("note: the drawings do not give their size"), std::string::npos) << outcome.error;
+    const std::vector<Paths> layers = layersOf("job.vnline");
+    ASSERT_EQ(layers.size(), 2U);
+    EXPECT_EQ(layers[0][0].size(), 5U);
+    EXPECT_EQ(pointsOf(layers[1][0]), (std::vector<std::pair<int, int>>{{0, 0}, {30, 10}}));
+    EXPECT_EQ(infoOf("job.vnline")["layers"][0]["area"], 10);
+    EXPECT_EQ(infoOf("job.vnline")["parameters"]["platformX"], "3");
+
+    std::ofstream("svg/s11.svg") << "<svg viewBox=\"0 0 3000 2500\"/>";
+    const Outcome sizes = runProgram("convert svg bad.vnline");
+    EXPECT_EQ(sizes.status, 1);
+    EXPECT_NE(sizes.error.find("vndlp: svg: s11.svg: its size is 3 x 2.5 mm, that of the first layer 3 x 2 mm; layers "
+                               "must be of one size\n"),
+              std::string::npos)
+        << sizes.error;
+    std::ofstream("svg/s11.svg") << head << "<g transform=\"rotate(5)\"/></svg>";
+    EXPECT_NE(runProgram("convert svg bad.vnline").error.find("it is moved or turned by transform=\"rotate(5)\""),
+              std::string::npos);
+    EXPECT_FALSE(fs::exists("bad.vnline"));
+}
+
+TEST_F(LineProgramTest, WhatCannotGoTogetherIsWrongUsage) {
+    makeImages();
+    ASSERT_EQ(runProgram("convert layers job.vnline").status, 0);
+    const std::pair<const char*, const char*> cases[] = {
+        {"convert job.vnline a.vndlp", "vndlp: job.vnline: its layers are geometry, which only .vnline files hold\n"},
+        {"convert job.vnline a.vnline --rotate 90", "vndlp: --mirror and --rotate turn images, not geometry\n"},
+        {"convert job.vnline a.vnline --tolerance 5", "vndlp: --tolerance is for images, which are traced\n"},
+        {"convert layers a.vndlp --tolerance 5",
+         "vndlp: --tolerance is for .vnline files, whose layers are outlines\n"}};
+    for (const auto& [arguments, message] : cases) {
+        const Outcome outcome = runProgram(arguments);
+        EXPECT_EQ(outcome.status, 2) << arguments;
+        EXPECT_EQ(outcome.error, message);
+    }
+    EXPECT_EQ(runProgram("convert layers a.vnline --tolerance -1").status, 2);
+    EXPECT_FALSE(fs::exists("a.vnline"));
+}
+
+TEST_F(LineProgramTest, TurnedAndThinnedOutlines) {
+    makeImages();
+    ASSERT_EQ(runProgram("convert layers turned.vnline --rotate 90").status, 0);
+    EXPECT_EQ(infoOf("turned.vnline")["resolution"], nlohmann::json({{"x", 30}, {"y", 40}}));
+    EXPECT_EQ(pointsOf(layersOf("turned.vnline")[0][0])[0], (std::pair{250, 1500}));
+    ASSERT_EQ(runProgram("convert layers thin.vnline --tolerance 5000").status, 0);
+    EXPECT_EQ(layersOf("thin.vnline")[0][0].size(), 4U);
+    EXPECT_EQ(infoOf("thin.vnline")["layers"][0]["area"], 875) << "the area is the lit pixels'";
+}
+
+TEST_F(LineProgramTest, MeshesAreToldAndDrawn) {
+    const std::unique_ptr<DLPWriter> writer(createDLPWriter("mesh.vnline"));
+    writer->filePath = "mesh.vnline";
+    writer->layerCount = 3;
+    writer->resolutionX = 100;
+    writer->resolutionY = 100;
+    writer->fileStructure.parameters.platformX = "1";
+    writer->fileStructure.parameters.platformY = "1";
+    writer->fileStructure.parameters.thickness = "0.05";
+    std::vector<SliceImage> previews(3);
+    trimesh::TriMesh mesh;
+    mesh.vertices.emplace_back(1.5F, 2.0F, 0.0F);
+    mesh.vertices.emplace_back(900.0F, 2.5F, 0.0F);
+    ASSERT_EQ(writer->openFile(), 0);
+    ASSERT_EQ(writer->writeHeader(previews), 0);
+    ASSERT_EQ(writer->addLayerMesh(mesh, 1000), 2);
+    ASSERT_EQ(writer->addLayerPaths(1, {{Vec3i(1, 2, 0), Vec3i(3, 4, 0)}}, 0), 0);
+    mesh.vertices[1][0] = std::nanf("");
+    ASSERT_EQ(writer->addLayerMesh(mesh, 0), 2);
+    ASSERT_EQ(writer->finish(), 0);
+
+    const nlohmann::json json = infoOf("mesh.vnline");
+    EXPECT_EQ(json["header"]["layerKind"], "polylines and meshes");
+    EXPECT_EQ(json["layers"][0]["kind"], "mesh");
+    EXPECT_EQ(json["layers"][0]["points"], 2);
+    EXPECT_EQ(json["layers"][1]["kind"], "polylines");
+    EXPECT_EQ(runProgram("extract mesh.vnline -o out").status, 0);
+    EXPECT_NE(textOf("out/layer_00000.svg").find("M1.5 2h0\nM900 2.5h0\n"), std::string::npos);
+    EXPECT_NE(textOf("out/layer_00000.svg").find("width=\"1mm\""), std::string::npos);
+    const Outcome verified = runProgram("verify mesh.vnline");
+    EXPECT_EQ(verified.status, 1);
+    EXPECT_NE(verified.output.find("layer 2: vertex 1 is not a number\n"), std::string::npos) << verified.output;
+    EXPECT_NE(runProgram("convert mesh.vnline a.vnline").error.find("mesh.vnline: layer 0 is a mesh, not polylines"),
+              std::string::npos);
+}
+
+TEST_F(LineProgramTest, VerifyTellsWhatIsDamagedAndWhere) {
+    const LineSample sample = lineSample();
+    const auto findingsOf = [&](std::size_t offset, unsigned char value) {
+        writeFile("bad.vnline", sample.bytes);
+        corruptByte("bad.vnline", offset, value);
+        EXPECT_NE(runProgram("verify bad.vnline").output.find("the crc32 trailer does not match"), std::string::npos);
+        fixTrailer("bad.vnline");
+        const Outcome outcome = runProgram("verify bad.vnline");
+        EXPECT_EQ(outcome.status, 1) << offset;
+        return outcome.output;
+    };
+    const auto at = [](std::size_t offset) {
+        char text[64];
+        std::snprintf(text, sizeof text, "bad.vnline: offset %zu (0x%zX): ", offset, offset);
+        return std::string(text);
+    };
+    writeFile("sound.vnline", sample.bytes);
+    EXPECT_EQ(runProgram("verify sound.vnline").output, "sound.vnline: ok\n");
+    EXPECT_EQ(findingsOf(sample.layers + 3, 7),
+              at(sample.layers) + "layer 0: its area is 2823, the area table says 3000\n");
+    EXPECT_EQ(findingsOf(sample.layers + 7, 3),
+              at(sample.layers) +
+                  "layer 0: ends where its counts say neither as polylines nor as a mesh; nothing behind "
+                  "it can be checked\n");
+    EXPECT_EQ(findingsOf(sample.imageParam + 8, 0),
+              at(sample.imageParam) + "the image parameters do not end where they should\n");
+    EXPECT_EQ(findingsOf(sample.previews + 26912, 0), at(13) + "the preview pictures do not end where they should\n");
+    EXPECT_EQ(findingsOf(sample.tail + 5, 'X'), at(sample.tail) + "the tail magic \"VNLINEV2\" is missing\n");
+    // what cannot be told apart from a sound file by its structure, the trailer tells
+    writeFile("bad.vnline", sample.bytes);
+    corruptByte("bad.vnline", sample.layers + 15, 1);
+    EXPECT_EQ(runProgram("verify bad.vnline").status, 1);
+}
+
+TEST_F(LineProgramTest, CutAndDamagedFilesEndWithAMessage) {
+    const LineSample sample = lineSample();
+    std::vector<std::size_t> lengths = {0, 1, 14, 30, sample.previews, sample.previews + 5000, sample.parameters};
+    for (std::size_t n = sample.table; n < sample.bytes.size(); n += 3) lengths.push_back(n);
+    for (const std::size_t length : lengths) {
+        writeFile("cut.vnline", sample.bytes);
+        truncate("cut.vnline", length);
+        for (const char* command : {"verify cut.vnline", "info cut.vnline --layers",
+                                    "extract cut.vnline -o out --force", "convert cut.vnline copy.vnline --force"}) {
+            const Outcome outcome = runProgram(command);
+            EXPECT_LE(outcome.status, 1) << command << ' ' << length;
+            EXPECT_FALSE(outcome.status == 1 && outcome.error.empty() && outcome.output.empty()) << command << length;
+        }
+        EXPECT_EQ(runProgram("verify cut.vnline").status, 1) << length;
+    }
+}
+
+}  // namespace
+}  // namespace vndlp::test

@@ -1,0 +1,223 @@
+// Tracing grey layers: contours worked out by hand, and what must hold for every image.
+
+#include "tools/outline.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+#include <string>
+#include <utility>
+
+namespace vndlp::tools {
+namespace {
+
+using Points = std::vector<std::pair<int, int>>;
+
+/// An image from rows of characters: '.' is 0, '#' is 255, a digit d is d tenths of 255.
+GreyImage imageOf(const std::vector<std::string>& rows) {
+    GreyImage image{static_cast<int>(rows[0].size()), static_cast<int>(rows.size()), {}};
+    for (const std::string& row : rows) {
+        for (const char c : row) {
+            image.pixels.push_back(c == '#'   ? 255
+                                   : c == '.' ? 0
+                                              : static_cast<unsigned char>(std::lround((c - '0') * 25.5)));
+        }
+    }
+    return image;
+}
+
+/// Pixels of 100 x 100 micrometres.
+Polylines trace(const std::vector<std::string>& rows, double tolerance = 0) {
+    return traceOutlines(imageOf(rows), {100, 100, tolerance});
+}
+
+Points pointsOf(const Polyline& polyline) {
+    Points points;
+    for (const Vec3i& p : polyline) points.emplace_back(p.x, p.y);
+    return points;
+}
+
+/// In square micrometres, positive where the polyline runs counter-clockwise.
+double signedArea(const Polyline& p) {
+    double doubled = 0;
+    for (std::size_t i = 1; i < p.size(); ++i) {
+        doubled += static_cast<double>(p[i - 1].x) * p[i].y - static_cast<double>(p[i].x) * p[i - 1].y;
+    }
+    return doubled / 2;
+}
+
+TEST(Outline, NothingLitGivesNoOutline) {
+    EXPECT_TRUE(trace({"...", "..."}).empty());
+    EXPECT_TRUE(trace({"444", "444"}).empty()) << "below half grey";
+}
+
+TEST(Outline, ASquareHasItsFourCornersCounterClockwise) {
+    const Polylines outlines = trace({".....", ".###.", ".###.", ".....", "....."});
+    ASSERT_EQ(outlines.size(), 1U);
+    // from the lower left corner of the image: left column at 100, upper row ends at 400
+    EXPECT_EQ(pointsOf(outlines[0]), (Points{{100, 400}, {100, 200}, {400, 200}, {400, 400}, {100, 400}}));
+    EXPECT_EQ(signedArea(outlines[0]), 300 * 200);
+}
+
+TEST(Outline, ASinglePixelIsASquare) {
+    const Polylines outlines = trace({"...", ".#.", "..."});
+    ASSERT_EQ(outlines.size(), 1U);
+    EXPECT_EQ(pointsOf(outlines[0]), (Points{{100, 200}, {100, 100}, {200, 100}, {200, 200}, {100, 200}}));
+}
+
+TEST(Outline, PixelsNeedNotBeSquare) {
+    const Polylines outlines = traceOutlines(imageOf({"#"}), {40, 70, 0});
+    EXPECT_EQ(pointsOf(outlines.at(0)), (Points{{0, 70}, {0, 0}, {40, 0}, {40, 70}, {0, 70}}));
+}
+
+TEST(Outline, ARingHasAHoleThatRunsClockwise) {
+    const Polylines outlines = trace({"#####", "#...#", "#.#.#", "#...#", "#####"});
+    ASSERT_EQ(outlines.size(), 3U);
+    EXPECT_EQ(signedArea(outlines[0]), 500 * 500);
+    EXPECT_EQ(signedArea(outlines[1]), 100 * 100);
+    EXPECT_EQ(signedArea(outlines[2]), -300 * 300) << "found at its lower side";
+    EXPECT_EQ(areaBetween(outlines), 17 * 100 * 100);
+}
+
+TEST(Outline, OutlinesAtTheBorderAreClosed) {
+    const Polylines outlines = trace({"##", "##"});
+    ASSERT_EQ(outlines.size(), 1U);
+    EXPECT_EQ(pointsOf(outlines[0]), (Points{{0, 200}, {0, 0}, {200, 0}, {200, 200}, {0, 200}}));
+}
+
+TEST(Outline, PixelsThatTouchByACornerAreApart) {
+    for (const auto& rows : {std::vector<std::string>{"#.", ".#"}, {".#", "#."}}) {
+        const Polylines outlines = trace(rows);
+        ASSERT_EQ(outlines.size(), 2U);
+        EXPECT_EQ(signedArea(outlines[0]), 100 * 100);
+        EXPECT_EQ(signedArea(outlines[1]), 100 * 100);
+    }
+}
+
+TEST(Outline, HolesThatTouchByACornerAreJoinedThroughIt) {
+    const Polylines outlines = trace({"####", "#.##", "##.#", "####"});
+    ASSERT_EQ(outlines.size(), 2U);
+    EXPECT_EQ(signedArea(outlines[0]), 16 * 100 * 100);
+    EXPECT_EQ(signedArea(outlines[1]), -2 * 100 * 100);
+}
+
+TEST(Outline, ABrightCornerJoinsPixels) {
+    const Polylines outlines = trace({"#4", "4#"});
+    ASSERT_EQ(outlines.size(), 1U);
+    EXPECT_GT(signedArea(outlines[0]), 2 * 100 * 100);
+}
+
+TEST(Outline, AnAntiAliasedEdgeLiesWhereItWasDrawn) {
+    // a plate from 1.7 to 3.4 pixels, over the whole height
+    const Polylines outlines = trace({".3#4.", ".3#4.", ".3#4."});
+    ASSERT_EQ(outlines.size(), 1U);
+    EXPECT_EQ(pointsOf(outlines[0]), (Points{{170, 300}, {170, 0}, {340, 0}, {340, 300}, {170, 300}}));
+    // and one whose left column is beyond half grey
+    EXPECT_EQ(pointsOf(trace({".8#.", ".8#."}).at(0))[0].first, 120);
+}
+
+TEST(Outline, AnAntiAliasedSlantIsStraight) {
+    // the line y = x / 4 from the lower left corner: what lies below it is lit; greys are the covered parts
+    GreyImage image{40, 12, std::vector<unsigned char>(40 * 12)};
+    for (int row = 0; row < 12; ++row) {
+        for (int x = 0; x < 40; ++x) {
+            double covered = 0;
+            for (int i = 0; i < 64; ++i) covered += std::clamp((x + (i + 0.5) / 64) / 4 - (11 - row), 0.0, 1.0) / 64;
+            image.pixels[static_cast<std::size_t>(row * 40 + x)] =
+                static_cast<unsigned char>(std::lround(covered * 255));
+        }
+    }
+    const Polylines outlines = traceOutlines(image, {100, 100, 0});
+    ASSERT_EQ(outlines.size(), 1U);
+    for (const Vec3i& p : outlines[0]) {
+        if (p.y == 0 || p.x > 3950 || p.x < 400) continue;  // the other sides, and the ends
+        EXPECT_NEAR(p.y, p.x / 4.0, 13) << "more than an eighth of a pixel away at " << p.x;
+    }
+    // the tolerance makes it a triangle
+    const Polylines thin = traceOutlines(image, {100, 100, 25});
+    ASSERT_EQ(thin.size(), 1U);
+    EXPECT_LE(thin[0].size(), 6U);
+    EXPECT_NEAR(signedArea(thin[0]), 4000 * 1000 / 2, 4000 * 1000 * 0.01);
+}
+
+TEST(Outline, FortyFiveDegreesComeOutStraight) {
+    // a diagonal through the middles of pixel sides: an eighth and seven eighths, here rounded to tenths
+    const Polylines outlines = trace({"19###", ".19##", "..19#", "...19"});
+    ASSERT_EQ(outlines.size(), 1U);
+    const Points points = pointsOf(outlines[0]);
+    const auto upper = std::find(points.begin(), points.end(), std::pair{100, 350});
+    ASSERT_NE(upper, points.end());
+    EXPECT_EQ(upper[1], (std::pair{400, 50}));
+}
+
+TEST(Outline, CornersOfAntiAliasedPlatesAreKept) {
+    // from 0.8 to 4.7 pixels across, from 1.4 to 3.6 down
+    const Polylines outlines = trace({"......", "156664", "2####7", "2####7", "156664", "......"});
+    ASSERT_EQ(outlines.size(), 1U);
+    for (const auto& [x, y] : pointsOf(outlines[0])) {
+        EXPECT_TRUE(x > 60 && x < 590 && y > 120 && y < 480) << x << ", " << y;
+    }
+    EXPECT_EQ(traceOutlines(imageOf({"....", ".77.", ".77.", "...."}), {100, 100, 0})[0].size(), 5U);
+}
+
+TEST(Outline, ToleranceBoundsTheError) {
+    // a staircase of single pixels, whose inner and outer corners lie 71 micrometres apart
+    std::vector<std::string> rows;
+    for (std::size_t i = 0; i < 20; ++i) rows.push_back(std::string(i + 1, '#') + std::string(20 - i, '.'));
+    const Polyline exact = trace(rows).at(0);
+    EXPECT_EQ(exact.size(), 43U) << "every step, and the first point again";
+    std::size_t before = exact.size();
+    for (const double tolerance : {30.0, 60.0, 80.0, 500.0}) {
+        const Polyline thin = trace(rows, tolerance).at(0);
+        EXPECT_LE(thin.size(), before);
+        before = thin.size();
+        for (const Vec3i& p : exact) {
+            double nearest = 1e9;
+            for (std::size_t i = 1; i < thin.size(); ++i) {
+                const double dx = thin[i].x - thin[i - 1].x;
+                const double dy = thin[i].y - thin[i - 1].y;
+                const double px = p.x - thin[i - 1].x;
+                const double py = p.y - thin[i - 1].y;
+                const double along = std::clamp((px * dx + py * dy) / (dx * dx + dy * dy), 0.0, 1.0);
+                nearest = std::min(nearest, std::hypot(px - along * dx, py - along * dy));
+            }
+            EXPECT_LE(nearest, tolerance);
+        }
+    }
+    EXPECT_LE(before, 6U);
+}
+
+TEST(Outline, NothingIsLostToTheTolerance) {
+    const Polylines outlines = trace({"#...", "..##", "#.##", "...."}, 1e6);
+    ASSERT_EQ(outlines.size(), 3U);
+    for (const Polyline& outline : outlines) EXPECT_EQ(outline.size(), 4U);
+}
+
+TEST(Outline, PaintedOutlinesGiveTheImageBack) {
+    std::mt19937 random(7);
+    for (const int greys : {2, 256}) {
+        for (int round = 0; round < 200; ++round) {
+            GreyImage image{1 + static_cast<int>(random() % 30), 1 + static_cast<int>(random() % 30), {}};
+            for (int i = 0; i < image.width * image.height; ++i) {
+                const auto value = static_cast<int>(random() % static_cast<unsigned>(greys));
+                image.pixels.push_back(static_cast<unsigned char>(greys == 2 ? value * 255 : value));
+            }
+            const Polylines outlines = traceOutlines(image, {1000, 1000, 0});
+            double area = 0;
+            for (const Polyline& outline : outlines) {
+                EXPECT_TRUE(isClosed(outline));
+                area += signedArea(outline);
+            }
+            EXPECT_NEAR(areaBetween(outlines), area, 1) << "outer contours and holes have their directions";
+            const GreyImage back =
+                paint(outlines, {0, 0, image.width * 1000.0, image.height * 1000.0}, image.width, image.height);
+            for (std::size_t i = 0; i < image.pixels.size(); ++i) {
+                ASSERT_EQ(back.pixels[i] >= 128, image.pixels[i] >= 128) << greys << ", " << round << ", pixel " << i;
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vndlp::tools
