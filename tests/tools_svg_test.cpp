@@ -1,7 +1,7 @@
 // Drawings: what is written, what is read, what is refused.
 
-#include "tools/svg.h"
 #include "tools/failure.h"
+#include "tools/svg.h"
 
 #include <gtest/gtest.h>
 
