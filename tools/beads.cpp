@@ -72,8 +72,11 @@ private:
             top = std::min(top, y(point));
             bottom = std::max(bottom, y(point));
         }
-        for (int py = static_cast<int>(top); py <= static_cast<int>(bottom); ++py) {
-            for (int px = static_cast<int>(left); px <= static_cast<int>(right); ++px) {
+        // a bead may be far larger than the picture of a small screen
+        const int lastRow = std::min(static_cast<int>(bottom), m_picture.height - 1);
+        const int lastColumn = std::min(static_cast<int>(right), m_picture.width - 1);
+        for (int py = std::max(static_cast<int>(top), 0); py <= lastRow; ++py) {
+            for (int px = std::max(static_cast<int>(left), 0); px <= lastColumn; ++px) {
                 if (isInside(outline, px + 0.5, py + 0.5)) blend(px, py, kLitBead, 45);
             }
         }
