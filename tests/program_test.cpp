@@ -372,6 +372,12 @@ TEST_F(ProgramTest, V4FilesAreToldByTheirVersionAndCheckedThrough) {
     ASSERT_EQ(runProgram("extract job.vndlpv4 --layers 2 -o out").status, 0);
     EXPECT_EQ(textOf("out/layer_00002.png"), textOf("layers/layer2.png"));
 
+    // the vendor container's reader says what it met
+    VndlpRead vendorReader;
+    testing::internal::CaptureStdout();
+    EXPECT_LT(vendorReader.readDlpFile("job.vndlpv4", false, true), 0);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("error: this is a V4 file"), std::string::npos);
+
     const std::string sound = textOf("job.vndlpv4");
     const auto layer = json["layers"][1]["offset"].get<std::size_t>();
     const auto verifyResealed = [&](std::size_t offset, char value) {
