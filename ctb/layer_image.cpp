@@ -55,7 +55,8 @@ std::vector<unsigned char> LayerDef::decodeCtbImage(unsigned int width, unsigned
                                                     unsigned int key) {
     std::size_t count = 0;
     if (!countPixels("a layer", width, height, kMostLayerPixels, count)) return {};
-    std::vector<unsigned char> pixels(count);
+    std::vector<unsigned char> pixels;
+    makeBlack(pixels, count);
     decodeFrom(openFileRead(), *this, layerIndex, key, pixels.data(), count);
     return pixels;
 }
