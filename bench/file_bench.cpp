@@ -162,17 +162,35 @@ void addSealRows(const Folder& folder) {
                [path] { return CheckSum::instance().checkFileSumXor(path.c_str()) == 0 ? size : 0; });
 }
 
-void addConvertRows(const Folder& folder, const Layer& layer) {
-    constexpr int layers = 12;
-    const std::string name = "sparse/11520x5120";
+/// A full plate of the sample job's models, 8 x 2 of them.
+Layer plateLayer(tools::LayerSource& job, int index) {
+    tools::GreyImage image;
+    job.readLayer(index, image);
+    Layer plate = bench::emptyLayer(kWidth, kHeight);
+    const auto width = static_cast<std::size_t>(image.width);
+    for (int y = 0; y < kHeight; ++y) {
+        const auto row = image.pixels.begin() + static_cast<std::ptrdiff_t>(width) * (y % image.height);
+        for (int x = 0; x < kWidth; x += image.width) {
+            std::copy(row, row + image.width, plate.pixels.begin() + static_cast<std::ptrdiff_t>(y) * kWidth + x);
+        }
+    }
+    return plate;
+}
+
+void addConvertRows(const Folder& folder) {
+    const std::string name = "plate/11520x5120";
     const std::string jobPath = folder.file("job");
     fs::create_directories(jobPath);
-    const Bytes png = bench::encodePng(layer);
-    for (int i = 0; i < layers; ++i) {
-        std::ofstream out(jobPath + "/layer" + std::to_string(i) + ".png", std::ios::binary);
-        out.write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+    int layers = 0;
+    {
+        const std::unique_ptr<tools::LayerSource> sample = tools::openJob(VNDLP_EXAMPLES_DIR "/lattice_tower.sl1");
+        for (; layers < sample->layerCount(); ++layers) {
+            const Bytes png = bench::encodePng(plateLayer(*sample, layers));
+            std::ofstream out(jobPath + "/layer" + std::to_string(layers) + ".png", std::ios::binary);
+            out.write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
+        }
     }
-    const std::size_t size = layer.pixels.size() * layers;
+    const std::size_t size = std::size_t{kWidth} * kHeight * static_cast<std::size_t>(layers);
     const int threads = static_cast<int>(std::max(std::thread::hardware_concurrency(), 1u));
     bench::add("decode PNGs", name, size, [jobPath, threads] {
         const std::unique_ptr<tools::LayerSource> job = tools::openJob(jobPath);
@@ -204,7 +222,7 @@ int main(int argc, char** argv) {
     const Layer layer = bench::sparseLayer(kWidth, kHeight);
     addSealRows(folder);
     addJobRows(folder, layer);
-    addConvertRows(folder, layer);
+    addConvertRows(folder);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

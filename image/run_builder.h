@@ -109,9 +109,10 @@ private:
 template <class Form>
 class RunBuilder {
 public:
-    /// \param pixels width x height bytes, row-major, no padding.
-    RunBuilder(const unsigned char* pixels, int width, int height, std::vector<typename Form::Item>& list)
-        : m_pixels(pixels), m_width(width), m_height(height), m_runs(list) {}
+    /// \param pixels `height` rows of `width` bytes, `stride` bytes from one to the next.
+    RunBuilder(const unsigned char* pixels, int width, int height, std::ptrdiff_t stride,
+               std::vector<typename Form::Item>& list)
+        : m_pixels(pixels), m_width(width), m_height(height), m_stride(stride), m_runs(list) {}
 
     void run() {
         if (m_height <= 0) return;
@@ -128,7 +129,7 @@ private:
     static constexpr int kTile = 8;
     static constexpr int kRowsAhead = 4 * kTile;
 
-    [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_width, columns, m_height}; }
+    [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_stride, columns, m_height}; }
 
     void build(int x, int columns) {
         const auto width = static_cast<std::size_t>(columns);
@@ -235,6 +236,7 @@ private:
     const unsigned char* m_pixels;
     int m_width;
     int m_height;
+    std::ptrdiff_t m_stride;
     RunList<Form> m_runs;
     std::size_t m_capacity = 0;
     std::unique_ptr<ColumnChange[]> m_changes;
