@@ -30,9 +30,15 @@ function(vndlp_configure_target target)
   endif()
 endfunction()
 
-# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves. Sets VNDLP_HAVE_LIBDEFLATE.
+# Notes a library that our own sources alone use. Shared builds keep that to themselves; static ones leave the linking to
+# the program, so the installed package names it: `library` for find_library, `module` for pkg-config.
+function(vndlp_note_private_need library module)
+  set_property(GLOBAL APPEND PROPERTY VNDLP_PRIVATE_LIBRARIES ${library})
+  set_property(GLOBAL APPEND PROPERTY VNDLP_PRIVATE_MODULES ${module})
+endfunction()
+
+# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves.
 function(vndlp_use_libdeflate target)
-  set(VNDLP_HAVE_LIBDEFLATE OFF PARENT_SCOPE)
   if(VNDLP_WITH_LIBDEFLATE STREQUAL "OFF")
     return()
   endif()
@@ -43,7 +49,7 @@ function(vndlp_use_libdeflate target)
     target_include_directories(${target} PRIVATE ${LIBDEFLATE_INCLUDE_DIR})
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${LIBDEFLATE_LIBRARY}>)
     target_compile_definitions(${target} PRIVATE VNDLP_HAVE_LIBDEFLATE)
-    set(VNDLP_HAVE_LIBDEFLATE ON PARENT_SCOPE)
+    vndlp_note_private_need(deflate libdeflate)
   elseif(VNDLP_WITH_LIBDEFLATE STREQUAL "ON")
     message(FATAL_ERROR "libdeflate was not found; install libdeflate-dev or set VNDLP_WITH_LIBDEFLATE=OFF")
   endif()

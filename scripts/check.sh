@@ -8,6 +8,7 @@
 #   analyze the static analyzer finds nothing; several times slower
 #   bench   build and run the benchmarks
 #   fuzz    build the fuzz targets and run each for a minute
+#   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -58,17 +59,31 @@ run_fuzzers() {
   for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
 }
 
+write_lists() {
+  scripts/install-deps.sh build
+  cmake --preset release
+  cmake --build --preset release --target vndlp vndlp_program
+  cmake -DUPDATE=1 -DLIBRARY=build/release/libvndlp.so -DNM=nm -P tests/package/symbols.cmake
+  local version
+  version=$(cd build/release && ls libvndlp.so.*.*.*)
+  cmake -DUPDATE=1 -DTOOLS=ON -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
+    -DWORK_DIR="$PWD/build/release/lists" -DC_COMPILER=cc -DCXX_COMPILER=c++ -DGENERATOR=Ninja \
+    -P tests/package/run.cmake
+  git diff --stat -- tests/package
+}
+
 for check in "${@:-test}"; do
   case "$check" in
     test) build_and_test release ;;
     # what builds other trees is tested once, without sanitizers
-    asan) build_and_test asan-ubsan -E '^(package|mesh_choice)$' ;;
+    asan) build_and_test asan-ubsan -E '^(package|package_static|mesh_choice)$' ;;
     tsan) test_threads ;;
     format) check_format ;;
     lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
+    lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac
 done
