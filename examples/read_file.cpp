@@ -1,5 +1,4 @@
-// Reads any slice file and prints what it holds.
-//   read_file FILE
+// Reads any slice file and prints what it holds: read_file FILE
 
 #include <vndlp/vndlp.h>
 
@@ -55,9 +54,9 @@ int readV4File(const char* path) {
 
 int readCtbFile(const char* path) {
     CTB::CTBRead reader;
-    if (reader.openDlpFile(path, false) < 0 || reader.readHeader() < 0) return 1;
+    const bool isRead = reader.openDlpFile(path, false) == 0 && reader.readHeader() == 0;
     const CTB::HeaderSettings* header = reader.headerSettings();
-    if (header->magic != CTB::kMagic) return 1;
+    if (!isRead || header->magic != CTB::kMagic) return 1;
     std::printf("CTB, %u layers of %u x %u\n", header->layerCount, header->resolutionX, header->resolutionY);
     int layer = 0;
     for (CTB::LayerDef* entry : reader.layerDef(false)) {
