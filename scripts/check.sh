@@ -8,6 +8,7 @@
 #   analyze the static analyzer finds nothing; several times slower
 #   bench   build and run the benchmarks
 #   fuzz    build the fuzz targets and run each for a minute
+#   docs    the reference builds without warnings, links between documents lead somewhere
 #   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -59,6 +60,20 @@ run_fuzzers() {
   for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
 }
 
+check_docs() {
+  scripts/install-deps.sh docs
+  mkdir -p build
+  doxygen docs/Doxyfile
+  local broken=0 page link
+  for page in README.md CONTRIBUTING.md docs/*.md; do
+    while read -r link; do
+      [ -e "$(dirname "$page")/$link" ] || { echo "$page: no $link"; broken=1; }
+    done < <(grep -o '](\([^)#:]\+\)' "$page" | cut -c3-)
+  done
+  [ "$broken" -eq 0 ] || return 1
+  echo "docs: ok"
+}
+
 write_lists() {
   scripts/install-deps.sh build
   cmake --preset release
@@ -83,6 +98,7 @@ for check in "${@:-test}"; do
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
+    docs) check_docs ;;
     lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac
