@@ -9,6 +9,8 @@
 #   bench   build and run the benchmarks
 #   fuzz    build the fuzz targets and run each for a minute
 #   docs    the reference builds without warnings, links between documents lead somewhere
+#   package Debian packages: lintian, installation in a clean Debian, programs built there; wants root
+#   windows cross build for Windows; the library's tests where Wine runs
 #   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -99,6 +101,8 @@ for check in "${@:-test}"; do
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
     docs) check_docs ;;
+    package) scripts/install-deps.sh build package; scripts/check-package.sh ;;
+    windows) scripts/install-deps.sh build windows; scripts/check-windows.sh ;;
     lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac
