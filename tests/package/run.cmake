@@ -43,6 +43,8 @@ if(TOOLS AND NOT STATIC AND NOT WITH_TRIMESH2)
   compare_list(${CMAKE_CURRENT_LIST_DIR}/files.txt "${files}")
   run(${tree}/bin/vndlp --version OUTPUT output)
   expect_text("${output}" "vndlp ${VERSION}")
+  file(READ ${CMAKE_CURRENT_LIST_DIR}/../../packaging/vcpkg/vndlp/vcpkg.json port)
+  expect_text("${port}" "\"version\": \"${VERSION}\"")
 endif()
 
 # nothing remembers where it was built, and only the mesh header in use is there
