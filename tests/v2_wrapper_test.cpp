@@ -82,10 +82,10 @@ public:
 #if defined(_WIN32)
         m_isSet = std::setlocale(LC_NUMERIC, "German") != nullptr;
 #else
-        const std::string make = "localedef -i de_DE -f UTF-8 " + folder + "/de_DE.UTF-8 2>/dev/null";
+        const std::string make = "localedef -i de_DE -f ISO-8859-1 " + folder + "/de_DE 2>/dev/null";
         setenv("LOCPATH", folder.c_str(), 1);
         m_isSet = std::filesystem::create_directory(folder) && std::system(make.c_str()) == 0 &&
-                  std::setlocale(LC_NUMERIC, "de_DE.UTF-8") != nullptr;
+                  std::setlocale(LC_NUMERIC, "de_DE") != nullptr;
 #endif
     }
     ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
