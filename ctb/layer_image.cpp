@@ -44,9 +44,9 @@ bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, 
 std::vector<unsigned char> LayerDef::encodeCtbImage(unsigned char* pixels, unsigned int size, unsigned int key,
                                                     unsigned int layerIndex) {
     std::vector<unsigned char> code;
-    encodeRuns(pixels, size, code);
-    // codes are kept until a whole file of them is written
-    code.shrink_to_fit();
+    RunEncoder encoder(code, EndlessRun::asItIs);
+    encoder.add(pixels, size);
+    encoder.finish();
     scramble(key, layerIndex, code.data(), code.size());
     return code;
 }
@@ -55,7 +55,8 @@ std::vector<unsigned char> LayerDef::decodeCtbImage(unsigned int width, unsigned
                                                     unsigned int key) {
     std::size_t count = 0;
     if (!countPixels("a layer", width, height, kMostLayerPixels, count)) return {};
-    std::vector<unsigned char> pixels(count);
+    std::vector<unsigned char> pixels;
+    makeBlack(pixels, count);
     decodeFrom(openFileRead(), *this, layerIndex, key, pixels.data(), count);
     return pixels;
 }

@@ -13,7 +13,8 @@ CFLAGS="$(dpkg-buildflags --get CFLAGS) $(dpkg-buildflags --get CPPFLAGS)" \
   CXXFLAGS="$(dpkg-buildflags --get CXXFLAGS) $(dpkg-buildflags --get CPPFLAGS)" \
   LDFLAGS="$(dpkg-buildflags --get LDFLAGS)" \
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
-  -DVNDLP_BUILD_TESTS=OFF -DVNDLP_BUILD_EXAMPLES=OFF -DVNDLP_WITH_LIBDEFLATE=ON -DVNDLP_WITH_TRIMESH2=OFF
+  -DVNDLP_BUILD_TESTS=OFF -DVNDLP_BUILD_EXAMPLES=OFF -DVNDLP_WITH_LIBDEFLATE=ON -DVNDLP_WITH_HIGHWAY=ON \
+  -DVNDLP_WITH_TRIMESH2=OFF
 cmake --build "$build" ${JOBS:+-j "$JOBS"}
 rm -f "$build"/*.deb
 (cd "$build" && cpack -G DEB)

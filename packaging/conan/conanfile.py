@@ -17,8 +17,9 @@ class VndlpConan(ConanFile):
     topics = ("3d-printing", "slicer", "resin", "dlp")
     package_type = "library"
     settings = "os", "compiler", "build_type", "arch"
-    options = {"shared": [True, False], "fPIC": [True, False], "with_libdeflate": [True, False], "tools": [True, False]}
-    default_options = {"shared": True, "fPIC": True, "with_libdeflate": True, "tools": False}
+    options = {"shared": [True, False], "fPIC": [True, False], "with_libdeflate": [True, False], "with_highway": [True, False],
+               "tools": [True, False]}
+    default_options = {"shared": True, "fPIC": True, "with_libdeflate": True, "with_highway": True, "tools": False}
     implements = ["auto_shared_fpic"]
 
     @property
@@ -44,6 +45,8 @@ class VndlpConan(ConanFile):
     def requirements(self):
         if self.options.with_libdeflate or self.options.tools:
             self.requires("libdeflate/[>=1.14 <2]")
+        if self.options.with_highway:
+            self.requires("highway/[>=1.0 <2]")
         if self.options.tools:
             self.requires("cli11/[>=2.3 <3]")
             self.requires("libspng/[>=0.7 <1]")
@@ -61,6 +64,7 @@ class VndlpConan(ConanFile):
         toolchain.cache_variables["VNDLP_BUILD_TESTS"] = False
         toolchain.cache_variables["VNDLP_BUILD_EXAMPLES"] = False
         toolchain.cache_variables["VNDLP_WITH_LIBDEFLATE"] = "ON" if self.options.with_libdeflate else "OFF"
+        toolchain.cache_variables["VNDLP_WITH_HIGHWAY"] = "ON" if self.options.with_highway else "OFF"
         toolchain.cache_variables["VNDLP_WITH_TRIMESH2"] = "OFF"
         toolchain.generate()
         CMakeDeps(self).generate()
