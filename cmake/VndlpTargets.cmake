@@ -30,28 +30,33 @@ function(vndlp_configure_target target)
   endif()
 endfunction()
 
-# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves. Sets VNDLP_HAVE_LIBDEFLATE.
+# Notes a library that our own sources alone use. Shared builds keep that to themselves; static ones leave the linking to
+# the program, so the installed package names it: `library` for find_library, `module` for pkg-config.
+function(vndlp_note_private_need library module)
+  set_property(GLOBAL APPEND PROPERTY VNDLP_PRIVATE_LIBRARIES ${library})
+  set_property(GLOBAL APPEND PROPERTY VNDLP_PRIVATE_MODULES ${module})
+endfunction()
+
+# Links libdeflate as VNDLP_WITH_LIBDEFLATE says; without it the table CRC serves.
 function(vndlp_use_libdeflate target)
-  set(VNDLP_HAVE_LIBDEFLATE OFF PARENT_SCOPE)
   if(VNDLP_WITH_LIBDEFLATE STREQUAL "OFF")
     return()
   endif()
   find_path(LIBDEFLATE_INCLUDE_DIR libdeflate.h)
-  find_library(LIBDEFLATE_LIBRARY deflate)
+  find_library(LIBDEFLATE_LIBRARY NAMES deflate libdeflate deflatestatic libdeflatestatic)
   mark_as_advanced(LIBDEFLATE_INCLUDE_DIR LIBDEFLATE_LIBRARY)
   if(LIBDEFLATE_INCLUDE_DIR AND LIBDEFLATE_LIBRARY)
     target_include_directories(${target} PRIVATE ${LIBDEFLATE_INCLUDE_DIR})
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${LIBDEFLATE_LIBRARY}>)
     target_compile_definitions(${target} PRIVATE VNDLP_HAVE_LIBDEFLATE)
-    set(VNDLP_HAVE_LIBDEFLATE ON PARENT_SCOPE)
+    vndlp_note_private_need(deflate libdeflate)
   elseif(VNDLP_WITH_LIBDEFLATE STREQUAL "ON")
     message(FATAL_ERROR "libdeflate was not found; install libdeflate-dev or set VNDLP_WITH_LIBDEFLATE=OFF")
   endif()
 endfunction()
 
-# Links Highway as VNDLP_WITH_HIGHWAY says; without it plain loops serve, with the same results. Sets VNDLP_HAVE_HIGHWAY.
+# Links Highway as VNDLP_WITH_HIGHWAY says; without it plain loops serve, with the same results.
 function(vndlp_use_highway target)
-  set(VNDLP_HAVE_HIGHWAY OFF PARENT_SCOPE)
   if(VNDLP_WITH_HIGHWAY STREQUAL "OFF")
     return()
   endif()
@@ -63,7 +68,7 @@ function(vndlp_use_highway target)
     target_include_directories(${target} SYSTEM PRIVATE ${HIGHWAY_INCLUDE_DIR})
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${HIGHWAY_LIBRARY}>)
     target_compile_definitions(${target} PRIVATE VNDLP_HAVE_HIGHWAY HWY_SHARED_DEFINE)
-    set(VNDLP_HAVE_HIGHWAY ON PARENT_SCOPE)
+    vndlp_note_private_need(hwy libhwy)
   elseif(VNDLP_WITH_HIGHWAY STREQUAL "ON")
     message(FATAL_ERROR "Highway was not found (or this is a big-endian machine); install libhwy-dev or set "
                         "VNDLP_WITH_HIGHWAY=OFF")

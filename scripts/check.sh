@@ -8,6 +8,10 @@
 #   analyze the static analyzer finds nothing; several times slower
 #   bench   build and run the benchmarks
 #   fuzz    build the fuzz targets and run each for a minute
+#   docs    the reference builds without warnings, links between documents lead somewhere
+#   package Debian packages: lintian, installation in a clean Debian, programs built there; wants root
+#   windows cross build for Windows; the library's tests where Wine runs
+#   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -58,17 +62,48 @@ run_fuzzers() {
   for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
 }
 
+check_docs() {
+  scripts/install-deps.sh docs
+  mkdir -p build
+  doxygen docs/Doxyfile
+  local broken=0 page link
+  for page in README.md CONTRIBUTING.md docs/*.md; do
+    while read -r link; do
+      [ -e "$(dirname "$page")/$link" ] || { echo "$page: no $link"; broken=1; }
+    done < <(grep -o '](\([^)#:]\+\)' "$page" | cut -c3-)
+  done
+  [ "$broken" -eq 0 ] || return 1
+  echo "docs: ok"
+}
+
+write_lists() {
+  scripts/install-deps.sh build
+  cmake --preset release
+  cmake --build --preset release --target vndlp vndlp_program
+  cmake -DUPDATE=1 -DLIBRARY=build/release/libvndlp.so -DNM=nm -P tests/package/symbols.cmake
+  local version
+  version=$(cd build/release && ls libvndlp.so.*.*.*)
+  cmake -DUPDATE=1 -DTOOLS=ON -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
+    -DWORK_DIR="$PWD/build/release/lists" -DC_COMPILER=cc -DCXX_COMPILER=c++ -DGENERATOR=Ninja \
+    -P tests/package/run.cmake
+  git diff --stat -- tests/package
+}
+
 for check in "${@:-test}"; do
   case "$check" in
     test) build_and_test release ;;
     # what builds other trees is tested once, without sanitizers
-    asan) build_and_test asan-ubsan -E '^(package|mesh_choice)$' ;;
+    asan) build_and_test asan-ubsan -E '^(package|package_static|mesh_choice)$' ;;
     tsan) test_threads ;;
     format) check_format ;;
     lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
+    docs) check_docs ;;
+    package) scripts/install-deps.sh build package; scripts/check-package.sh ;;
+    windows) scripts/install-deps.sh build windows; scripts/check-windows.sh ;;
+    lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac
 done
