@@ -1,10 +1,9 @@
-/// A fuzz input as a file: the readers take paths.
+/// Files in memory: the readers and writers take paths.
 
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
+#include "fuzz/harness.h"
+
 #include <string>
 
 #include <sys/mman.h>
@@ -12,17 +11,24 @@
 
 namespace vndlp::fuzz {
 
-/// Lives in memory, is gone with the object.
+/// A file that lives in memory and is gone with the object.
 class MemoryFile {
 public:
-    MemoryFile(const std::uint8_t* data, std::size_t size) : m_descriptor(memfd_create("input", MFD_CLOEXEC)) {
-        if (m_descriptor < 0 || write(m_descriptor, data, size) != static_cast<ssize_t>(size)) std::abort();
+    explicit MemoryFile(const Bytes& bytes = {}) : m_descriptor(memfd_create("input", MFD_CLOEXEC)) {
+        require(m_descriptor >= 0 &&
+                write(m_descriptor, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size()));
     }
     MemoryFile(const MemoryFile&) = delete;
     MemoryFile& operator=(const MemoryFile&) = delete;
     ~MemoryFile() { close(m_descriptor); }
 
     std::string path() const { return "/proc/self/fd/" + std::to_string(m_descriptor); }
+
+    Bytes bytes() const {
+        Bytes all(static_cast<std::size_t>(lseek(m_descriptor, 0, SEEK_END)));
+        require(pread(m_descriptor, all.data(), all.size(), 0) == static_cast<ssize_t>(all.size()));
+        return all;
+    }
 
 private:
     int m_descriptor;
