@@ -1,13 +1,14 @@
 // Sniffing a file's format, and its trailer: what is appended is found right, and a byte changed in front of it is not.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/checksum.h>
 
 namespace vndlp::fuzz {
 
 void run(const Bytes& input) {
-    const MemoryFile file(input);
+    const test::MemoryFile file(input);
     const std::string path = file.path();
     CheckSum& sum = CheckSum::instance();
     std::string name;
@@ -26,7 +27,7 @@ void run(const Bytes& input) {
     const std::size_t at = input.size() - 1;
     if (at < 32 || type != CHECKSUM_CRC32) return;
     sealed[at] ^= 1;
-    const MemoryFile damaged(sealed);
+    const test::MemoryFile damaged(sealed);
     require(sum.checkFileSum(damaged.path().c_str()) == -5);
 }
 

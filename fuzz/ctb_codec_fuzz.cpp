@@ -1,6 +1,7 @@
 // The CTB layer code: what is encoded comes back but for the lowest bit, and any bytes can be decoded.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/ctb.h>
 
@@ -12,7 +13,7 @@ namespace {
 
 /// Decodes a code, into `size` pixels and into fewer.
 Bytes decoded(const Bytes& code, unsigned int size, unsigned int key) {
-    const MemoryFile file(code);
+    const test::MemoryFile file(code);
     const FileRead in(file.path(), 0);
     CTB::LayerDef layer(in);
     layer.dataSize = static_cast<unsigned int>(code.size());

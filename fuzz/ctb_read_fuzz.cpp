@@ -1,6 +1,7 @@
 // The CTB reader: every query of a file, and the images that are small enough to be tried often.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/ctb.h>
 
@@ -47,7 +48,7 @@ void readLayers(CTB::CTBRead& reader, bool withData) {
 }  // namespace
 
 void run(const Bytes& input) {
-    const MemoryFile file(input);
+    const test::MemoryFile file(input);
     CTB::CTBRead reader;
     if (reader.openDlpFile(file.path(), false) != 0) return;
     reader.parseFile(true);

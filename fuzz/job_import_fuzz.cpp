@@ -1,6 +1,7 @@
 // What the program takes in: SL1 jobs and zips of pictures, from the archive to the pixels.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 #include "tools/failure.h"
 #include "tools/job.h"
 
@@ -29,7 +30,7 @@ void readJob(const std::string& path) {
 }  // namespace
 
 void run(const Bytes& input) {
-    const MemoryFile file(input);
+    const test::MemoryFile file(input);
     // an archive's directory is kept in records with a name each
     allowBytes(64 * input.size());
     try {

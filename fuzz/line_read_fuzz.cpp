@@ -1,7 +1,8 @@
 // The line files' reader, record by record.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
 #include "fuzz/pictures.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/wrappers.h>
 
@@ -10,7 +11,7 @@ namespace vndlp::fuzz {
 void run(const Bytes& input) {
     // the last byte chooses, so that real files are seeds
     const unsigned knob = input.back();
-    const MemoryFile file(withPictures(input));
+    const test::MemoryFile file(withPictures(input));
     VnLineV2ReadWrapper reader;
     if (reader.open(file.path(), false) != 0) return;
     DlpV2LineHeader header;

@@ -2,7 +2,8 @@
 // complaint, and holds the layers as each format keeps them.
 
 #include "fuzz/choices.h"
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/vndlp.h>
 
@@ -146,7 +147,7 @@ void run(const Bytes& input) {
     // a V4 writer comes with its bead field
     allowBytes(std::size_t{32} << 20);
     const std::unique_ptr<DLPWriter> writer(createDLPWriter(std::string("job") + kEndings[format]));
-    const MemoryFile file;
+    const test::MemoryFile file;
     writer->filePath = file.path();
     const bool outOfOrder = (format == 1 || format == 2) && choices.upTo(1) != 0;
     const int batch = static_cast<int>(choices.upTo(5)) - 1;

@@ -1,7 +1,8 @@
 // The V4 layer codecs: all forms give one code, what is encoded comes back but for the lowest bit, any bytes can be
 // decoded, and the bead mask made from the code is that made from the image.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/v4.h>
 
@@ -28,7 +29,7 @@ VNDLPV4::LampBeadCal smallField() {
 Bytes decoded(const Bytes& code, unsigned short width, unsigned short height, unsigned int key) {
     Bytes bytes(kExtendedRecordBytes);
     bytes.insert(bytes.end(), code.begin(), code.end());
-    const MemoryFile file(bytes);
+    const test::MemoryFile file(bytes);
     VNDLPV4::VNDLPV4Read reader;
     require(reader.openDlpFile(file.path(), false) == 0);
     VNDLPV4::HeaderSettings header;

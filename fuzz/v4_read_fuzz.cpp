@@ -1,7 +1,8 @@
 // The V4 reader: every record of a file, and the images that are small enough to be tried often, in both forms; a bead
 // mask for the codes that are as wide as the printers' screen.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/v4.h>
 
@@ -47,7 +48,7 @@ VNDLPV4::LampBeadCal quietField() {
 
 void run(const Bytes& input) {
     static VNDLPV4::LampBeadCal field = quietField();
-    const MemoryFile file(input);
+    const test::MemoryFile file(input);
     VNDLPV4::VNDLPV4Read reader;
     if (reader.openDlpFile(file.path(), false) != 0) return;
     reader.parseFile();

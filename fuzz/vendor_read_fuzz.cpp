@@ -1,7 +1,8 @@
 // The vendor container's reader: sniffing, verifying, the whole-file reader and the layer by layer readers.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
 #include "fuzz/pictures.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/vndlp.h>
 
@@ -31,7 +32,7 @@ int readLayer(VndlpRead& reader, unsigned kind) {
 void run(const Bytes& input) {
     // the last byte chooses, so that real files are seeds
     const unsigned knob = input.back();
-    const MemoryFile file(withPictures(input));
+    const test::MemoryFile file(withPictures(input));
     VndlpRead reader;
     if (knob % 2 == 0) {
         if (reader.readDlpFile(file.path(), false, knob % 4 == 0) != 0) return;

@@ -1,8 +1,9 @@
 // The program's own reading of slice files: opening, describing, verifying, every layer. The last byte may ask for a
 // right trailer first.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
 #include "fuzz/pictures.h"
+#include "tests/support/memory_file.h"
 #include "tools/failure.h"
 #include "tools/slice_file.h"
 
@@ -41,7 +42,7 @@ void describe(const std::string& path) {
 }  // namespace
 
 void run(const Bytes& input) {
-    const MemoryFile file(withPictures(input));
+    const test::MemoryFile file(withPictures(input));
     if (input.back() % 2 == 0) CheckSum::instance().appendFileSum(file.path().c_str());
     // previews in memory take twice what they take in the file and are there more than once
     allowBytes((std::size_t{8} << 20) + 64 * input.size() + 4 * kMostPixels);

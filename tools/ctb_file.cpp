@@ -219,6 +219,7 @@ public:
         const auto add = [&findings](long long offset, const std::string& text) { findings.push_back({offset, text}); };
         if (m_previews.size() < 2) add(CTB::HeaderSettings::size(), "one of the two previews is not whole");
         checkOffsets(add);
+        findOverlaps(sections(), findings);
         long long end = static_cast<long long>(m_header.layerDefOffset) +
                         static_cast<long long>(m_layers.size()) * CTB::LayerDef::size();
         const auto extended = m_header.version >= CTB::kFirstExtendedVersion
