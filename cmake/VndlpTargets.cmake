@@ -49,6 +49,27 @@ function(vndlp_use_libdeflate target)
   endif()
 endfunction()
 
+# Links Highway as VNDLP_WITH_HIGHWAY says; without it plain loops serve, with the same results. Sets VNDLP_HAVE_HIGHWAY.
+function(vndlp_use_highway target)
+  set(VNDLP_HAVE_HIGHWAY OFF PARENT_SCOPE)
+  if(VNDLP_WITH_HIGHWAY STREQUAL "OFF")
+    return()
+  endif()
+  find_path(HIGHWAY_INCLUDE_DIR hwy/highway.h)
+  find_library(HIGHWAY_LIBRARY hwy)
+  mark_as_advanced(HIGHWAY_INCLUDE_DIR HIGHWAY_LIBRARY)
+  # the vector code takes masks as bits in little-endian words
+  if(HIGHWAY_INCLUDE_DIR AND HIGHWAY_LIBRARY AND NOT CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN")
+    target_include_directories(${target} SYSTEM PRIVATE ${HIGHWAY_INCLUDE_DIR})
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:${HIGHWAY_LIBRARY}>)
+    target_compile_definitions(${target} PRIVATE VNDLP_HAVE_HIGHWAY HWY_SHARED_DEFINE)
+    set(VNDLP_HAVE_HIGHWAY ON PARENT_SCOPE)
+  elseif(VNDLP_WITH_HIGHWAY STREQUAL "ON")
+    message(FATAL_ERROR "Highway was not found (or this is a big-endian machine); install libhwy-dev or set "
+                        "VNDLP_WITH_HIGHWAY=OFF")
+  endif()
+endfunction()
+
 # Takes the mesh type from trimesh2 as VNDLP_WITH_TRIMESH2 and VNDLP_TRIMESH2_ROOT say; without it the header of our own
 # serves. The choice is part of the binary interface, so whoever uses the target gets the definition and the header.
 # Sets VNDLP_TRIMESH2_INCLUDE_DIR (empty without trimesh2) and VNDLP_TRIMESH2_LIBRARY (empty where there is none).

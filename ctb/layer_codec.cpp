@@ -1,7 +1,9 @@
 #include "ctb/layer_codec.h"
 
+#include "ctb/run_kernel.h"
+#include "io/platform.h"
+
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -9,11 +11,6 @@ namespace CTB {
 
 namespace {
 
-constexpr std::uint64_t kEveryByte = 0x0101010101010101;
-constexpr std::uint64_t kGreyBits = 0xFE * kEveryByte;  // the lowest bit of a pixel is not coded
-constexpr std::ptrdiff_t kWord = sizeof(std::uint64_t);
-constexpr std::ptrdiff_t kBlockWords = 8;
-constexpr std::size_t kCodeBlock = 1u << 14;
 constexpr std::size_t kShortestBlockFill = 16;
 
 /// The forms a run's length takes: the first byte holds a mark and the highest bits, `moreBytes` follow.
@@ -24,27 +21,14 @@ struct LengthForm {
     std::size_t longest;
 };
 constexpr LengthForm kLengthForms[] = {
-    {0x00, 0x80, 0, 0x7F},
+    {0x00, 0x80, 0, kLongestShortRun},
     {0x80, 0xC0, 1, 0x3FFF},
     {0xC0, 0xE0, 2, 0x1FFFFF},
     {0xE0, 0xF0, 3, kLongestRun},
 };
 
-/// Differences between eight pixels and eight of the grey in `pattern`: a byte is 0 where they are equal.
-std::uint64_t differences(const unsigned char* pixels, std::uint64_t pattern) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, pixels, sizeof word);
-    return (word ^ pattern) & kGreyBits;
-}
-
-/// Index of the first byte in memory that is not 0.
-std::ptrdiff_t firstDifference(std::uint64_t differing) {
-    constexpr bool little = std::endian::native == std::endian::little;
-    return (little ? std::countr_zero(differing) : std::countl_zero(differing)) / 8;
-}
-
-/// Writes a length that takes more than one byte; nothing for one that no form holds.
-unsigned char* putLongLength(std::size_t count, unsigned char* out) {
+/// Writes a length; nothing for one that no form holds.
+unsigned char* putLength(std::size_t count, unsigned char* out) {
     for (const LengthForm& form : kLengthForms) {
         if (count > form.longest) continue;
         *out++ = static_cast<unsigned char>(form.mark | count >> 8 * form.moreBytes);
@@ -83,59 +67,62 @@ unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out) 
         return out;
     }
     *out++ = static_cast<unsigned char>(grey | kRunFlag);
-    if (count <= kLengthForms[0].longest) {
-        *out++ = static_cast<unsigned char>(count);
-        return out;
-    }
-    return putLongLength(count, out);
+    return putLength(count, out);
 }
 
-const unsigned char* endOfRun(const unsigned char* first, const unsigned char* end) {
-    const std::uint64_t pattern = *first * kEveryByte;
-    const unsigned char* next = first + 1;
-    if (next != end && *next >> 1 != *first >> 1) return next;
-    // most runs are a few pixels at an edge or thousands between edges: a word at a time, then a block, then words
-    if (end - next >= kWord) {
-        const std::uint64_t differing = differences(next, pattern);
-        if (differing != 0) return next + firstDifference(differing);
-        next += kWord;
+unsigned char* putLongRun(unsigned int grey, std::size_t count, EndlessRun endless, unsigned char* out) {
+    for (; endless == EndlessRun::split && count > kLongestRun; count -= kLongestRun) {
+        out = putRun(grey, kLongestRun, out);
     }
-    while (end - next >= kBlockWords * kWord) {
-        std::uint64_t differing = 0;
-        for (std::ptrdiff_t i = 0; i < kBlockWords; ++i) differing |= differences(next + i * kWord, pattern);
-        if (differing != 0) break;
-        next += kBlockWords * kWord;
-    }
-    for (; end - next >= kWord; next += kWord) {
-        const std::uint64_t differing = differences(next, pattern);
-        if (differing != 0) return next + firstDifference(differing);
-    }
-    while (next != end && *next >> 1 == *first >> 1) ++next;
-    return next;
+    return putRun(grey, count, out);
 }
 
-void encodeRuns(const unsigned char* pixels, std::size_t size, std::vector<unsigned char>& code) {
-    unsigned char block[kCodeBlock];
-    const unsigned char* const full = block + sizeof block - kLongestRunCode;
-    unsigned char* out = block;
-    const unsigned char* const end = pixels + size;
-    for (const unsigned char* next = pixels; next != end;) {
-        const unsigned char* const runEnd = endOfRun(next, end);
-        out = putRun(*next >> 1, static_cast<std::size_t>(runEnd - next), out);
-        next = runEnd;
-        if (out > full) {
-            code.insert(code.end(), block, out);
-            out = block;
+void RunEncoder::add(const unsigned char* pixels, std::size_t size) {
+    for (std::size_t left = size; left > 0;) {
+        RunCoding coding{m_open, m_endless, m_out, m_block + sizeof m_block};
+        const std::size_t taken = codePixels(pixels, std::min(left, kMostAtOnce), coding);
+        m_open = coding.open;
+        m_out = coding.out;
+        pixels += taken;
+        left -= taken;
+        if (left > 0) flush(taken > 0 ? sizeof m_block * (left / taken) : 0);
+        for (; m_endless == EndlessRun::split && m_open.count > kLongestRun; m_open.count -= kLongestRun) {
+            flush(0);
+            m_out = putRun(m_open.grey, kLongestRun, m_out);
         }
     }
-    code.insert(code.end(), block, out);
+}
+
+void RunEncoder::finish() {
+    flush(0);
+    if (m_open.count > 0) m_out = putRun(m_open.grey, m_open.count, m_out);
+    m_open = {0, 0};
+    flush(0);
+    // codes are kept until a whole file of them is written
+    if (m_code.capacity() - m_code.size() > m_code.size() / 8) m_code.shrink_to_fit();
+}
+
+/// \param expected bytes that are likely to follow.
+void RunEncoder::flush(std::size_t expected) {
+    const std::size_t needed = m_code.size() + static_cast<std::size_t>(m_out - m_block);
+    if (needed > m_code.capacity()) {
+        m_code.reserve(std::max(2 * m_code.capacity(), needed + expected));
+        vndlp::platform::adviseLargePages(m_code.data(), m_code.capacity());
+    }
+    m_code.insert(m_code.end(), m_block, m_out);
+    m_out = m_block;
 }
 
 std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount) {
     RunReader runs(code, codeSize);
     Run run{};
     std::size_t position = 0;
-    while (position < pixelCount && runs.take(run)) {
+    while (position < pixelCount) {
+        if (pixelCount - position >= kSingles && runs.takeSingles(pixels + position)) {
+            position += kSingles;
+            continue;
+        }
+        if (!runs.take(run)) break;
         const std::size_t count = std::min(run.count, pixelCount - position);
         if (run.grey != 0) fillRun(pixels + position, count, static_cast<unsigned char>(run.grey << 1 | 1));
         position += count;

@@ -14,6 +14,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace CTB {
@@ -22,8 +24,13 @@ namespace CTB {
 constexpr std::size_t kLongestRunCode = 5;
 /// Pixels of the longest run that has a length in its code.
 constexpr std::size_t kLongestRun = 0x0FFFFFFF;
+/// Pixels of the longest run whose length takes one byte.
+constexpr std::size_t kLongestShortRun = 0x7F;
 /// Set in the first byte of a run of more than one pixel.
 constexpr unsigned int kRunFlag = 0x80;
+
+/// Single pixels that a decoder takes at once.
+constexpr std::size_t kSingles = 8;
 
 /// Pixels of one grey; a code may hold runs of none.
 struct Run {
@@ -46,11 +53,53 @@ public:
 
     bool atEnd() const { return m_next == m_end; }
 
+    /// Takes the next kSingles runs if all are of one pixel, and writes those pixels as `decodeRuns` has them.
+    bool takeSingles(unsigned char* pixels) {
+        constexpr std::uint64_t everyByte = 0x0101010101010101;
+        std::uint64_t greys = 0;
+        if (m_end - m_next < static_cast<std::ptrdiff_t>(kSingles)) return false;
+        std::memcpy(&greys, m_next, kSingles);
+        if ((greys & kRunFlag * everyByte) != 0) return false;
+        const std::uint64_t lit = (greys + 0x7F * everyByte) >> 7 & everyByte;  // 1 in each byte that is not 0
+        const std::uint64_t decoded = greys << 1 | lit;
+        std::memcpy(pixels, &decoded, kSingles);
+        m_next += kSingles;
+        return true;
+    }
+
 private:
     bool takeLength(std::size_t& count);
 
     const unsigned char* m_next;
     const unsigned char* m_end;
+};
+
+/// What becomes of a run longer than any that has a length in its code.
+enum class EndlessRun {
+    asItIs,  ///< coded without its length
+    split,   ///< coded as several
+};
+
+/// Codes pixels that come in pieces; a run goes on from one piece to the next.
+class RunEncoder {
+public:
+    /// Appends to `code`.
+    RunEncoder(std::vector<unsigned char>& code, EndlessRun endless) : m_code(code), m_endless(endless) {}
+    RunEncoder(const RunEncoder&) = delete;
+    RunEncoder& operator=(const RunEncoder&) = delete;
+
+    void add(const unsigned char* pixels, std::size_t size);
+    /// Call behind the last piece; leaves little room unused in the code.
+    void finish();
+
+private:
+    void flush(std::size_t expected);
+
+    std::vector<unsigned char>& m_code;
+    EndlessRun m_endless;
+    Run m_open{0, 0};
+    unsigned char m_block[1u << 14];
+    unsigned char* m_out = m_block;
 };
 
 /// Writes the code of one run.
@@ -59,12 +108,6 @@ private:
 /// \param out   room for `kLongestRunCode` bytes.
 /// \return the end of what was written.
 unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out);
-
-/// The end of the run of equal seven-bit greys that begins at `first`, which lies before `end`.
-const unsigned char* endOfRun(const unsigned char* first, const unsigned char* end);
-
-/// Appends the code of `size` grey bytes.
-void encodeRuns(const unsigned char* pixels, std::size_t size, std::vector<unsigned char>& code);
 
 /// Decodes a code into pixels that are all 0 before: black runs are passed over. Ends with the code or the pixels,
 /// whichever comes first; a run that the code cuts off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.

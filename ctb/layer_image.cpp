@@ -44,9 +44,9 @@ bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, 
 std::vector<unsigned char> LayerDef::encodeCtbImage(unsigned char* pixels, unsigned int size, unsigned int key,
                                                     unsigned int layerIndex) {
     std::vector<unsigned char> code;
-    encodeRuns(pixels, size, code);
-    // codes are kept until a whole file of them is written
-    code.shrink_to_fit();
+    RunEncoder encoder(code, EndlessRun::asItIs);
+    encoder.add(pixels, size);
+    encoder.finish();
     scramble(key, layerIndex, code.data(), code.size());
     return code;
 }

@@ -1,8 +1,12 @@
-#include "image/white_data.h"
+#include "vndlp/image.h"
 
+#include "image/run_builder.h"
+#include "io/byte_order.h"
 #include "io/report.h"
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace vndlp {
 
@@ -14,16 +18,44 @@ int wholePixel(float value) {
     return value < 2147483648.0F ? static_cast<int>(value) : INT32_MAX;
 }
 
+/// Writes a run in 6 bytes. Higher bits of a field are dropped.
+/// \param out room for 8 bytes: one store of a whole word is quicker than six.
+void packRun(std::uint32_t firstRow, std::uint32_t lastRow, std::uint32_t x, unsigned char grey, unsigned char* out) {
+    constexpr std::uint32_t rowBits = 0x1FFF;
+    constexpr std::uint32_t columnBits = 0x3FFF;
+    const std::uint64_t run = static_cast<std::uint64_t>(firstRow & rowBits) << 35 |
+                              static_cast<std::uint64_t>(lastRow & rowBits) << 22 |
+                              static_cast<std::uint64_t>(x & columnBits) << 8 | grey;
+    putBigEndian64(run << 16, out);
+}
+
+/// Runs as the file holds them.
+struct PackedForm {
+    using Item = unsigned char;
+    static constexpr std::size_t kItems = kPackedRunBytes;
+    static constexpr std::size_t kRoom = 8;
+    static constexpr auto write = packRun;
+};
+
+/// Runs as callers handle them.
+struct WhiteDataForm {
+    using Item = WhiteData;
+    static constexpr std::size_t kItems = 1;
+    static constexpr std::size_t kRoom = 1;
+    static void write(std::uint32_t firstRow, std::uint32_t lastRow, std::uint32_t x, unsigned char grey,
+                      WhiteData* out) {
+        // rows are below 2^31, and signed numbers become floats in one step
+        const auto column = static_cast<float>(static_cast<std::int32_t>(x));
+        out->start = Vec2(column, static_cast<float>(static_cast<std::int32_t>(firstRow)));
+        out->end = Vec2(column, static_cast<float>(static_cast<std::int32_t>(lastRow)));
+        out->grey = grey;
+    }
+};
+
 }  // namespace
 
 int grayDataVecWhiteData(unsigned char* data, int width, int height, std::vector<WhiteData>& runs) {
-    RunBuilder(data, width, height, width).run([&runs](const PixelRun& run) {
-        WhiteData& out = runs.emplace_back();
-        const auto x = static_cast<float>(run.x);
-        out.start = Vec2(x, static_cast<float>(run.firstRow));
-        out.end = Vec2(x, static_cast<float>(run.lastRowInclusive));
-        out.grey = run.grey;
-    });
+    RunBuilder<WhiteDataForm>(data, width, height, runs).run();
     return 0;
 }
 
@@ -37,17 +69,14 @@ int dlpImageGray2VecWhiteData(DlpImage& image, std::vector<WhiteData>& runs) {
 }
 
 void grayDataPackedRuns(const unsigned char* data, int width, int height, std::vector<unsigned char>& packed) {
-    RunBuilder(data, width, height, width).run([&packed](const PixelRun& run) {
-        unsigned char bytes[kPackedRunBytes];
-        packRun(static_cast<unsigned>(run.firstRow), static_cast<unsigned>(run.lastRowInclusive),
-                static_cast<unsigned>(run.x), run.grey, bytes);
-        packed.insert(packed.end(), bytes, bytes + kPackedRunBytes);
-    });
+    RunBuilder<PackedForm>(data, width, height, packed).run();
 }
 
 void whiteData2Bits(const WhiteData& run, unsigned char* const out) {
+    unsigned char packed[PackedForm::kRoom];
     packRun(static_cast<unsigned>(wholePixel(run.start.y)), static_cast<unsigned>(wholePixel(run.end.y)),
-            static_cast<unsigned>(wholePixel(run.start.x)), static_cast<unsigned>(run.grey), out);
+            static_cast<unsigned>(wholePixel(run.start.x)), static_cast<unsigned char>(run.grey), packed);
+    std::memcpy(out, packed, kPackedRunBytes);
 }
 
 void bits2WhiteData(const unsigned char* const in, WhiteData& run) {

@@ -27,4 +27,14 @@ constexpr void putBigEndian32(std::uint32_t value, unsigned char* out) {
     out[3] = static_cast<unsigned char>(value);
 }
 
+inline void putBigEndian64(std::uint64_t value, unsigned char* out) {
+#if defined(__GNUC__)
+    if constexpr (std::endian::native == std::endian::little) value = __builtin_bswap64(value);
+    std::memcpy(out, &value, sizeof value);
+#else
+    putBigEndian32(static_cast<std::uint32_t>(value >> 32), out);
+    putBigEndian32(static_cast<std::uint32_t>(value), out + 4);
+#endif
+}
+
 }  // namespace vndlp

@@ -7,6 +7,11 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 #endif
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+#include <cstdint>
 
 namespace vndlp::platform {
 
@@ -50,5 +55,16 @@ long long tell(std::FILE* stream) { return static_cast<long long>(ftello(stream)
 int removeFile(const char* path) { return std::remove(path); }
 
 #endif
+
+void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
+#if defined(__linux__)
+    constexpr std::size_t pageSize = 4096;
+    constexpr std::size_t worthwhile = std::size_t{1} << 22;
+    if (size < worthwhile) return;
+    const std::size_t skipped = (pageSize - reinterpret_cast<std::uintptr_t>(memory) % pageSize) % pageSize;
+    // a hint: where it is refused, small pages serve
+    (void)madvise(static_cast<char*>(memory) + skipped, size - skipped, MADV_HUGEPAGE);
+#endif
+}
 
 }  // namespace vndlp::platform

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 declare -A sets=(
-  [build]="g++ cmake ninja-build pkg-config libdeflate-dev libspng-dev libzip-dev libpugixml-dev nlohmann-json3-dev libcli11-dev"
+  [build]="g++ cmake ninja-build pkg-config libdeflate-dev libhwy-dev libspng-dev libzip-dev libpugixml-dev nlohmann-json3-dev libcli11-dev"
   [test]="libgtest-dev"
   [lint]="clang-format clang-tidy"
   [bench]="libbenchmark-dev"

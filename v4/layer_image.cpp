@@ -10,11 +10,12 @@ namespace {
 constexpr unsigned int kWidestPlainRow = 15360;
 constexpr unsigned long long kMostPlainPixels = 1ull << 26;
 
-/// Makes a code what is stored: scrambled, and in memory of its own size, as codes are kept until a whole file of them
-/// is written.
-void seal(std::vector<unsigned char>& code, unsigned int key, unsigned int layerIndex) {
-    code.shrink_to_fit();
-    CTB::scramble(key, layerIndex, code.data(), code.size());
+std::vector<unsigned char> encode(const unsigned char* pixels, std::size_t size) {
+    std::vector<unsigned char> code;
+    CTB::RunEncoder encoder(code, CTB::EndlessRun::split);
+    encoder.add(pixels, size);
+    encoder.finish();
+    return code;
 }
 
 }  // namespace
@@ -25,47 +26,32 @@ bool LayerDef::is16k(unsigned int width, unsigned int height) {
 
 std::vector<unsigned char> LayerDef::encodeImage(const unsigned char* pixels, std::size_t size, unsigned int key,
                                                  unsigned int layerIndex) {
-    std::vector<unsigned char> code;
-    RunCoder coder(code);
-    RunSplitter splitter([&](const CTB::Run& run) { coder.take(run); });
-    splitter.add(pixels, size);
-    splitter.finish();
-    coder.finish();
-    seal(code, key, layerIndex);
+    std::vector<unsigned char> code = encode(pixels, size);
+    CTB::scramble(key, layerIndex, code.data(), code.size());
     return code;
 }
 
 std::vector<unsigned char> LayerDef::encodeImage_16k(unsigned int width, unsigned int height, const RowSource& rows,
                                                      unsigned int key, unsigned int layerIndex) {
     std::vector<unsigned char> code;
-    RunCoder coder(code);
-    RunSplitter splitter([&](const CTB::Run& run) { coder.take(run); });
+    CTB::RunEncoder encoder(code, CTB::EndlessRun::split);
     for (unsigned int row = 0; row < height; ++row) {
         const unsigned char* pixels = rows(row);
         if (pixels == nullptr) break;
-        splitter.add(pixels, width);
+        encoder.add(pixels, width);
     }
-    splitter.finish();
-    coder.finish();
-    seal(code, key, layerIndex);
+    encoder.finish();
+    CTB::scramble(key, layerIndex, code.data(), code.size());
     return code;
 }
 
 std::vector<unsigned char> LayerDef::encodeImageSubZone(const unsigned char* pixels, unsigned int width,
                                                         unsigned int height, unsigned int key, unsigned int layerIndex,
                                                         LampBeadCal& beads, std::vector<unsigned char>& mask) {
-    std::vector<unsigned char> code;
-    RunCoder coder(code);
-    RunMasker masker(beads, width, mask);
-    RunSplitter splitter([&](const CTB::Run& run) {
-        coder.take(run);
-        masker.take(run);
-    });
-    splitter.add(pixels, static_cast<std::size_t>(width) * height);
-    splitter.finish();
-    coder.finish();
-    masker.finish();
-    seal(code, key, layerIndex);
+    // the code is a list of the image's runs, and much shorter than the image
+    std::vector<unsigned char> code = encode(pixels, static_cast<std::size_t>(width) * height);
+    mask = beadMaskOfCode(code, width, beads);
+    CTB::scramble(key, layerIndex, code.data(), code.size());
     return code;
 }
 

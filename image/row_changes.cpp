@@ -1,0 +1,154 @@
+#include "image/row_changes.h"
+
+#include <cstring>
+
+#if defined(VNDLP_HAVE_HIGHWAY)
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "image/row_changes.cpp"
+#include <hwy/foreach_target.h>  // IWYU pragma: keep
+#include <hwy/highway.h>
+#endif
+
+#ifndef VNDLP_IMAGE_ROW_CHANGES_ONCE
+#define VNDLP_IMAGE_ROW_CHANGES_ONCE
+
+namespace vndlp {
+namespace {
+
+/// Receives the changes of one call.
+struct Changes {
+    ColumnChange* next;
+    std::uint32_t* inColumn;
+
+    void add(int row, int column, unsigned char grey) {
+        *next++ = columnChange(row, column, grey);
+        ++inColumn[column];
+    }
+    void compare(const unsigned char* above, const unsigned char* pixels, int row, int column) {
+        const unsigned char grey = litGrey(pixels[column]);
+        if (grey != litGrey(above[column])) add(row, column, grey);
+    }
+};
+
+/// Calls `compareRow(above, pixels, row, changes)` for every row whose changes find room.
+template <class CompareRow>
+int compareRows(const PixelArea& area, Changes& changes, const ColumnChange* end, CompareRow&& compareRow) {
+    static constexpr unsigned char background[kMostChangeColumns] = {};
+    const unsigned char* above = background;
+    for (int row = 0; row < area.rows; ++row) {
+        if (end - changes.next < area.columns) return row;
+        const unsigned char* const pixels = area.pixels + row * area.stride;
+        compareRow(above, pixels, row, changes);
+        above = pixels;
+    }
+    return area.rows;
+}
+
+}  // namespace
+}  // namespace vndlp
+
+#endif
+
+#if defined(VNDLP_HAVE_HIGHWAY)
+
+HWY_BEFORE_NAMESPACE();
+namespace vndlp::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// A bit for each of the 64 columns in which two rows differ, the first column's lowest.
+HWY_INLINE std::uint64_t changedColumns(const unsigned char* above, const unsigned char* pixels) {
+    const hn::CappedTag<std::uint8_t, 64> tag;
+    const auto darkest = hn::Set(tag, kDarkestBackground);
+    std::uint64_t changed = 0;
+    for (std::size_t i = 0; i < 64; i += hn::Lanes(tag)) {
+        const auto upper = hn::Max(hn::LoadU(tag, above + i), darkest);
+        const auto lower = hn::Max(hn::LoadU(tag, pixels + i), darkest);
+        std::uint64_t bits = 0;
+        hn::StoreMaskBits(tag, hn::Ne(upper, lower), reinterpret_cast<std::uint8_t*>(&bits));
+        changed |= bits << i;
+    }
+    return changed;
+}
+
+/// Most of a layer is like the row above it: told for this many bytes at once.
+constexpr int kBlock = 128;
+
+HWY_INLINE bool equalBlocks(const unsigned char* above, const unsigned char* pixels) {
+    const hn::CappedTag<std::uint8_t, kBlock> tag;
+    auto differing = hn::Zero(tag);
+    for (std::size_t i = 0; i < kBlock; i += hn::Lanes(tag)) {
+        differing = hn::Or(differing, hn::Xor(hn::LoadU(tag, above + i), hn::LoadU(tag, pixels + i)));
+    }
+    return hn::AllTrue(tag, hn::Eq(differing, hn::Zero(tag)));
+}
+
+int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+                std::uint32_t* inColumn) {
+    Changes out{changes, inColumn};
+    const int rows = compareRows(
+        area, out, changes + capacity,
+        [columns = area.columns](const unsigned char* above, const unsigned char* pixels, int row, Changes& to)
+            HWY_ATTR {
+                int x = 0;
+                for (; x + kBlock <= columns; x += kBlock) {
+                    if (HWY_LIKELY(equalBlocks(above + x, pixels + x))) continue;
+                    for (int part = x; part < x + kBlock; part += 64) {
+                        for (std::uint64_t changed = changedColumns(above + part, pixels + part); changed != 0;
+                             changed &= changed - 1) {
+                            const int column = part + static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(changed));
+                            to.add(row, column, litGrey(pixels[column]));
+                        }
+                    }
+                }
+                for (; x < columns; ++x) to.compare(above, pixels, row, x);
+            });
+    count = static_cast<std::size_t>(out.next - changes);
+    return rows;
+}
+
+}  // namespace
+}  // namespace vndlp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace vndlp {
+
+namespace {
+HWY_EXPORT(findChanges);
+}
+
+int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+                std::uint32_t* inColumn) {
+    return HWY_DYNAMIC_DISPATCH(findChanges)(area, changes, capacity, count, inColumn);
+}
+
+}  // namespace vndlp
+#endif
+
+#else
+
+namespace vndlp {
+
+int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+                std::uint32_t* inColumn) {
+    constexpr int kWord = 8;
+    Changes out{changes, inColumn};
+    const int rows = compareRows(
+        area, out, changes + capacity,
+        [columns = area.columns](const unsigned char* above, const unsigned char* pixels, int row, Changes& to) {
+            int x = 0;
+            for (; x + kWord <= columns; x += kWord) {
+                if (std::memcmp(above + x, pixels + x, kWord) == 0) continue;
+                for (int i = x; i < x + kWord; ++i) to.compare(above, pixels, row, i);
+            }
+            for (; x < columns; ++x) to.compare(above, pixels, row, x);
+        });
+    count = static_cast<std::size_t>(out.next - changes);
+    return rows;
+}
+
+}  // namespace vndlp
+
+#endif

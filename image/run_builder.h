@@ -1,0 +1,246 @@
+/// The run builder behind every form of a layer's runs.
+
+#pragma once
+
+#include "image/row_changes.h"
+#include "io/platform.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <numeric>
+#include <vector>
+
+namespace vndlp {
+
+/// Turns eight rows of eight pixels into eight columns. Row r is at `rows + r * stride`, column c goes to
+/// `columns + c * columnStride`.
+inline void transposeEight(const unsigned char* rows, std::ptrdiff_t stride, unsigned char* columns,
+                           std::ptrdiff_t columnStride) {
+    // counted from the end of a word that keeps its first byte highest, the words go by from the last to the first
+    constexpr int mirror = std::endian::native == std::endian::big ? 7 : 0;
+    std::uint64_t line[8];
+    for (int r = 0; r < 8; ++r) std::memcpy(&line[r ^ mirror], rows + r * stride, 8);
+    const auto exchange = [&line](int upper, int distance, std::uint64_t lowHalves) {
+        std::uint64_t& a = line[upper];
+        std::uint64_t& b = line[upper + distance];
+        const std::uint64_t moved = (a >> 8 * distance ^ b) & lowHalves;
+        a ^= moved << 8 * distance;
+        b ^= moved;
+    };
+    for (const int r : {0, 1, 2, 3}) exchange(r, 4, 0x00000000FFFFFFFF);
+    for (const int r : {0, 1, 4, 5}) exchange(r, 2, 0x0000FFFF0000FFFF);
+    for (const int r : {0, 2, 4, 6}) exchange(r, 1, 0x00FF00FF00FF00FF);
+    for (int c = 0; c < 8; ++c) std::memcpy(columns + c * columnStride, &line[c ^ mirror], 8);
+}
+
+/// Collects the runs of one column after the other and appends them to a list.
+///
+/// 	param Form a form of runs: `Item`, what the list holds; `kItems` of them make a run; `write(first, last, x,
+/// grey,
+///              out)` writes one to `out`, where there is room for `kRoom` items.
+template <class Form>
+class RunList {
+public:
+    using Item = typename Form::Item;
+
+    explicit RunList(std::vector<Item>& list) : m_list(list) {}
+    RunList(const RunList&) = delete;
+    RunList& operator=(const RunList&) = delete;
+
+    /// Appends the lit runs of column `x` that lie between neighbours of `count` changes, at least one.
+    void addRuns(std::uint32_t x, const ColumnChange* changes, std::size_t count) {
+        Item* next = m_next;
+        for (std::size_t from = 0; from + 1 < count; from += kRunsAtOnce) {
+            if (next > m_block + kBlockItems - kReserve) {
+                m_next = next;
+                flush();
+                next = m_next;
+            }
+            const std::size_t to = std::min(count - 1, from + kRunsAtOnce);
+            for (std::size_t i = from; i < to; ++i) {
+                const unsigned char grey = changeGrey(changes[i]);
+                // written in any case and kept if it is lit: in a noisy image a branch is guessed wrong too often
+                Form::write(changeRow(changes[i]), changeRow(changes[i + 1]) - 1, x, grey, next);
+                next += grey != 0 ? Form::kItems : 0;
+            }
+        }
+        m_next = next;
+    }
+    /// Runs in the list, those of before included.
+    [[nodiscard]] std::size_t count() const {
+        return (m_list.size() + static_cast<std::size_t>(m_next - m_block)) / Form::kItems;
+    }
+    /// Tells about how many runs are still to come, which saves growing step by step.
+    void expect(std::size_t runs) {
+        const std::size_t needed = m_list.size() + (runs + kRunsAtOnce) * Form::kItems;
+        if (needed <= m_list.capacity()) return;
+        m_list.reserve(std::max(needed, 2 * m_list.capacity()));
+        platform::adviseLargePages(m_list.data(), m_list.capacity() * sizeof(Item));
+    }
+    void flush() {
+        m_list.insert(m_list.end(), m_block, m_next);
+        m_next = m_block;
+    }
+
+private:
+    static constexpr std::size_t kRunsAtOnce = 64;
+    static constexpr std::size_t kReserve = kRunsAtOnce * Form::kItems + Form::kRoom;
+    static constexpr std::size_t kBlockItems = 8 * kReserve;
+
+    std::vector<Item>& m_list;
+    Item m_block[kBlockItems];
+    Item* m_next = m_block;
+};
+
+/// Appends every run of a grey image, ordered by column, then row, to a list.
+///
+/// Runs are vertical, but walking an image down its columns touches a new cache line with every pixel. So whole rows
+/// are compared: wherever a pixel differs from the one above it (after background greys are made equal) a run ends or
+/// begins there, and that change is noted. The changes, found row by row, are then sorted by column (a counting sort
+/// keeps the rows in order), and each column's changes are its runs. Where an area has so many changes that noting
+/// them costs more than its pixels, its columns are copied out and walked instead. The plain form, per column x:
+///
+///     for each row y: if lit: extend the open run if its grey is the same and it ended at y - 1,
+///                             else close it and open one at y; at the end close the open run
+template <class Form>
+class RunBuilder {
+public:
+    /// \param pixels width x height bytes, row-major, no padding.
+    RunBuilder(const unsigned char* pixels, int width, int height, std::vector<typename Form::Item>& list)
+        : m_pixels(pixels), m_width(width), m_height(height), m_runs(list) {}
+
+    void run() {
+        if (m_height <= 0) return;
+        for (int x = 0; x < m_width; x += kMostChangeColumns) build(x, std::min(kMostChangeColumns, m_width - x));
+        m_runs.flush();
+    }
+
+private:
+    static constexpr std::size_t kMostChanges = 1u << 20;
+    // as many pixels are walked in the time that a change takes
+    static constexpr std::size_t kPixelsPerChange = 8;
+    static constexpr int kWalkedColumns = 64;
+    static constexpr int kPixelsAtOnce = 128;
+    static constexpr int kTile = 8;
+    static constexpr int kRowsAhead = 4 * kTile;
+
+    [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_width, columns, m_height}; }
+
+    void build(int x, int columns) {
+        const auto width = static_cast<std::size_t>(columns);
+        if (m_changes == nullptr) {
+            const std::size_t worthwhile = width * static_cast<std::size_t>(m_height) / kPixelsPerChange;
+            m_capacity = width + std::min(worthwhile, kMostChanges);
+            // one block for both: an allocator is more likely to keep it for the next layer
+            m_changes.reset(new ColumnChange[m_capacity + m_capacity + width]);
+            m_sorted = m_changes.get() + m_capacity;
+        }
+        std::size_t count = 0;
+        m_ends.assign(width + 1, 0);
+        const int rows = findChanges(area(x, columns), m_changes.get(), m_capacity, count, m_ends.data() + 1);
+        if (rows == m_height) {
+            emitSorted(x, columns, count);
+        } else if (count * kPixelsPerChange > width * static_cast<std::size_t>(rows) || columns <= kWalkedColumns) {
+            const std::size_t before = m_runs.count();
+            for (int from = 0; from < columns; from += kWalkedColumns) {
+                if (from > 0)
+                    m_runs.expect((m_runs.count() - before) / static_cast<std::size_t>(from) *
+                                  static_cast<std::size_t>(columns - from));
+                walk(x + from, std::min(kWalkedColumns, columns - from));
+            }
+        } else {
+            build(x, columns / 2);
+            build(x + columns / 2, columns - columns / 2);
+        }
+    }
+
+    void emitSorted(int x, int columns, std::size_t count) {
+        m_runs.expect(count);
+        // every column's changes and behind them the end of the column
+        for (std::uint32_t& changes : m_ends) ++changes;
+        m_ends[0] = 0;
+        std::partial_sum(m_ends.begin(), m_ends.end(), m_ends.begin());
+        // m_ends[c] is where column c's next change goes, at last where its end goes
+        for (std::size_t i = 0; i < count; ++i) m_sorted[m_ends[changeColumn(m_changes[i])]++] = m_changes[i];
+        std::size_t begin = 0;
+        for (int c = 0; c < columns; ++c) {
+            const std::size_t last = m_ends[static_cast<std::size_t>(c)];
+            m_sorted[last] = columnChange(m_height, c, 0);
+            m_runs.addRuns(static_cast<std::uint32_t>(x + c), m_sorted + begin, last + 1 - begin);
+            begin = last + 1;
+        }
+    }
+
+    void walk(int x, int columns) {
+        const std::ptrdiff_t columnStride = (m_height + kTile - 1) / kTile * kTile;
+        m_columns.resize(static_cast<std::size_t>(columnStride * kWalkedColumns));
+        copyColumns(x, columns, columnStride);
+        for (int c = 0; c < columns; ++c) {
+            walkColumn(static_cast<std::uint32_t>(x + c), m_columns.data() + c * columnStride);
+        }
+    }
+
+    void walkColumn(std::uint32_t x, const unsigned char* column) {
+        ColumnChange changes[kPixelsAtOnce + 2];  // the open run's, a chunk's, the end of the column
+        unsigned char greys[kPixelsAtOnce];
+        unsigned char above = 0;
+        changes[0] = columnChange(0, 0, above);
+        for (int from = 0; from < m_height; from += kPixelsAtOnce) {
+            const int pixels = std::min(kPixelsAtOnce, m_height - from);
+            for (int i = 0; i < pixels; ++i) greys[i] = litGrey(column[from + i]);
+            std::size_t count = 1;
+            for (int i = 0; i < pixels; ++i) {
+                changes[count] = columnChange(from + i, 0, greys[i]);  // kept if it is one
+                count += greys[i] != above ? 1 : 0;
+                above = greys[i];
+            }
+            if (from + pixels == m_height) changes[count++] = columnChange(m_height, 0, 0);
+            m_runs.addRuns(x, changes, count);
+            changes[0] = changes[count - 1];
+        }
+    }
+
+    void copyColumns(int x, int columns, std::ptrdiff_t columnStride) {
+        const int wholeRows = m_height / kTile * kTile;
+        const int wholeColumns = columns / kTile * kTile;
+        const PixelArea from = area(x, columns);
+        for (int y = 0; y < wholeRows; y += kTile) {
+            prefetchRows(from, y + kRowsAhead);
+            for (int c = 0; c < wholeColumns; c += kTile) {
+                transposeEight(from.pixels + y * from.stride + c, from.stride, m_columns.data() + c * columnStride + y,
+                               columnStride);
+            }
+        }
+        for (int y = 0; y < m_height; ++y) {
+            for (int c = y < wholeRows ? wholeColumns : 0; c < columns; ++c) {
+                m_columns[static_cast<std::size_t>(c * columnStride + y)] = from.pixels[y * from.stride + c];
+            }
+        }
+    }
+
+    /// Rows lie too far apart for the processor to look ahead by itself.
+    static void prefetchRows([[maybe_unused]] const PixelArea& from, [[maybe_unused]] int y) {
+#if defined(__GNUC__)
+        for (int row = y; row < std::min(y + kTile, from.rows); ++row) {
+            __builtin_prefetch(from.pixels + row * from.stride);
+            __builtin_prefetch(from.pixels + row * from.stride + from.columns - 1);
+        }
+#endif
+    }
+
+    const unsigned char* m_pixels;
+    int m_width;
+    int m_height;
+    RunList<Form> m_runs;
+    std::size_t m_capacity = 0;
+    std::unique_ptr<ColumnChange[]> m_changes;
+    ColumnChange* m_sorted = nullptr;  // behind them, sorted and with an end for every column
+    std::vector<std::uint32_t> m_ends;
+    std::vector<unsigned char> m_columns;  // of a walked area, one behind the other
+};
+
+}  // namespace vndlp
