@@ -13,7 +13,10 @@
 #endif
 
 #if defined(VNDLP_FUZZ_COUNTS_MEMORY)
-#include <sanitizer/allocator_interface.h>
+// the sanitizer's own functions, whose header not every compiler's package has
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*onAllocation)(const volatile void*, std::size_t),
+                                                         void (*onRelease)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* address);
 #endif
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
@@ -44,9 +47,7 @@ void noteAllocation(const volatile void* /*address*/, std::size_t size) {
 
 void noteRelease(const volatile void* address) {
     if (address == nullptr) return;
-    // the sanitizer does not change what it measures
-    const void* plain = const_cast<const void*>(address);
-    bytesInUse -= static_cast<long long>(__sanitizer_get_allocated_size(plain));
+    bytesInUse -= static_cast<long long>(__sanitizer_get_allocated_size(address));
 }
 #endif
 

@@ -22,7 +22,7 @@ build_and_test() {  # PRESET [CTEST ARGUMENTS]
 }
 
 test_threads() {
-  local tests=(checksum_test ctb_writer_test program_test tools_job_test v2_writer_test v4_writer_test)
+  local tests=(checksum_test ctb_writer_test program_test threads_test tools_job_test v2_writer_test v4_writer_test)
   scripts/install-deps.sh build test
   cmake --preset tsan
   cmake --build --preset tsan --target "${tests[@]}"
