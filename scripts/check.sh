@@ -6,6 +6,8 @@
 #   format  sources are formatted as .clang-format says
 #   lint    clang-tidy finds nothing
 #   analyze the static analyzer finds nothing; several times slower
+#   integer no whole number of the library's wraps or loses bits unasked: fuzz inputs and some tests
+#   damage  the tests of damage and faults, at every length and with every value; takes an hour
 #   bench   build and run the benchmarks
 #   fuzz    build the fuzz targets and run each for a minute
 set -euo pipefail
@@ -44,6 +46,23 @@ run_tidy() {  # CHECKS
     --extra-arg=-Wno-unknown-warning-option
 }
 
+check_integers() {
+  local tests=(container_write_test ctb_writer_test known_faults_test v4_file_test)
+  scripts/install-deps.sh build test fuzz
+  cmake --preset integer
+  cmake --build --preset integer --target "${tests[@]}" fuzz/all
+  for test in "${tests[@]}"; do build/integer/tests/"$test" --gtest_brief=1; done
+  ctest --test-dir build/integer -R '^(fuzz_seeds|replay\.)' --output-on-failure -j "$jobs"
+}
+
+sweep_damage() {
+  scripts/install-deps.sh build test
+  cmake --preset release
+  cmake --build --preset release --target damage_test fault_test
+  VNDLP_FULL_SWEEP=1 build/release/tests/damage_test --gtest_brief=1
+  VNDLP_FULL_SWEEP=1 build/release/tests/fault_test --gtest_brief=1
+}
+
 run_benchmarks() {
   scripts/install-deps.sh build bench
   cmake --preset bench
@@ -52,10 +71,11 @@ run_benchmarks() {
 }
 
 run_fuzzers() {
-  scripts/install-deps.sh build fuzz
-  cmake --preset fuzz
-  cmake --build --preset fuzz
-  for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
+  local name
+  for name in fuzz/*_fuzz.cpp; do
+    name=$(basename "$name" _fuzz.cpp)
+    scripts/fuzz.sh "$name" 60
+  done
 }
 
 for check in "${@:-test}"; do
@@ -67,6 +87,8 @@ for check in "${@:-test}"; do
     format) check_format ;;
     lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
+    integer) check_integers ;;
+    damage) sweep_damage ;;
     bench) run_benchmarks ;;
     fuzz) run_fuzzers ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
