@@ -4,6 +4,9 @@
 
 #include <vndlp/calibration.h>
 
+#include <algorithm>
+#include <cmath>
+
 namespace vndlp::fuzz {
 
 namespace {
@@ -14,6 +17,13 @@ long long length(Choices& choices) {
         case 1: return choices.any<int>();
         default: return choices.any<std::uint16_t>();
     }
+}
+
+/// Whether a box of this size is quickly looked through: few bands, or so many that only the beads are looked at. What
+/// lies between is walked triangle by triangle, seconds at a time; no box on a printer's screen is that large.
+bool isQuick(const VNDLPV4::LampBeadCal& field, double width, double height) {
+    const double bands = (std::fabs(width) + std::fabs(height)) / std::fabs(static_cast<double>(field.mbeaddesc.cstep));
+    return !(bands > 100 && bands < 1e5);
 }
 
 std::vector<float> shifts(Choices& choices) {
@@ -50,7 +60,10 @@ void run(const Bytes& input) {
     Bytes mask(field.m_maskBytes);
     for (int i = 0; i < 8 && choices.left() > 0; ++i) {
         const auto first = choices.any<unsigned>();
-        field.getsubzonedata(first, first + choices.upTo(5000), mask);
+        const unsigned pixels = choices.upTo(5000);
+        const double rows = 1.0 + pixels / std::max(1.0, static_cast<double>(field.m_pixelsX));
+        if (!isQuick(field, static_cast<double>(field.m_extentX), rows * static_cast<double>(field.m_zoneH))) continue;
+        field.getsubzonedata(first, first + pixels, mask);
     }
     unsigned count = 0;
     std::vector<unsigned> beads;
@@ -58,9 +71,12 @@ void run(const Bytes& input) {
     const long long y0 = length(choices);
     const long long x1 = length(choices);
     const long long y1 = length(choices);
-    field.whereami(x0, y0, x1, y1, count, mask, false);
-    field.reset();
-    field.whereami(x0, y0, x1, y1, beads);
+    if (isQuick(field, static_cast<double>(x1) - static_cast<double>(x0),
+                static_cast<double>(y1) - static_cast<double>(y0))) {
+        field.whereami(x0, y0, x1, y1, count, mask, false);
+        field.reset();
+        field.whereami(x0, y0, x1, y1, beads);
+    }
     for (const unsigned bead : beads) require(bead < field.m_beadCount);
     field.getbeaddata(x0, y0);
     Bytes image(std::size_t{8} * 2000, 255);
