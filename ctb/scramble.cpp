@@ -1,6 +1,7 @@
 #include "ctb/scramble.h"
 
 #include "ctb/scramble_constants.h"
+#include "io/wrapping.h"
 
 #include <bit>
 #include <cstring>
@@ -8,6 +9,10 @@
 namespace CTB {
 
 namespace {
+
+using vndlp::wrappingDifference;
+using vndlp::wrappingProduct;
+using vndlp::wrappingSum;
 
 constexpr std::size_t kWord = sizeof(std::uint32_t);
 
@@ -21,15 +26,16 @@ constexpr std::uint32_t littleEndian(std::uint32_t value) {
 
 void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size) {
     if (key == 0) return;
-    const std::uint32_t step = key * kKeyFactor - kKeySubtrahend;
-    std::uint32_t state = (layerIndex * kLayerFactor - kLayerSubtrahend) * step;
+    const std::uint32_t step = wrappingDifference(wrappingProduct(key, kKeyFactor), kKeySubtrahend);
+    std::uint32_t state = wrappingDifference(wrappingProduct(layerIndex, kLayerFactor), kLayerSubtrahend);
+    state = wrappingProduct(state, step);
     const std::size_t words = size / kWord;
     for (std::size_t i = 0; i < words; ++i) {
         std::uint32_t word = 0;
         std::memcpy(&word, data + i * kWord, kWord);
         word ^= littleEndian(state);
         std::memcpy(data + i * kWord, &word, kWord);
-        state += step;
+        state = wrappingSum(state, step);
     }
     for (std::size_t i = words * kWord; i < size; ++i) {
         data[i] = static_cast<unsigned char>(data[i] ^ state);

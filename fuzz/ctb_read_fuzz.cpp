@@ -1,10 +1,13 @@
 // The CTB reader: every query of a file, and the images that are small enough to be tried often.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/ctb.h>
 
 #include <algorithm>
+
+namespace vndlp::fuzz {
 
 namespace {
 
@@ -44,16 +47,17 @@ void readLayers(CTB::CTBRead& reader, bool withData) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const vndlp::fuzz::MemoryFile file(data, size);
+void run(const Bytes& input) {
+    const test::MemoryFile file(input);
     CTB::CTBRead reader;
-    if (reader.openDlpFile(file.path(), false) != 0) return 0;
+    if (reader.openDlpFile(file.path(), false) != 0) return;
     reader.parseFile(true);
+    allowBytes(4 * kMostPixels);
     readPreviews(reader);
     reader.printParameters();
     reader.slicerInfo();
     // the last byte chooses, so that real files are seeds
-    readLayers(reader, data[size - 1] % 2 == 0);
-    return 0;
+    readLayers(reader, input.back() % 2 == 0);
 }
+
+}  // namespace vndlp::fuzz

@@ -1,12 +1,14 @@
 // The V4 reader: every record of a file, and the images that are small enough to be tried often, in both forms; a bead
 // mask for the codes that are as wide as the printers' screen.
 
-#include "fuzz/memory_file.h"
+#include "fuzz/harness.h"
+#include "tests/support/memory_file.h"
 
 #include <vndlp/v4.h>
 
 #include <algorithm>
-#include <cstdlib>
+
+namespace vndlp::fuzz {
 
 namespace {
 
@@ -28,11 +30,11 @@ void readLayer(VNDLPV4::VNDLPV4Read& reader, VNDLPV4::LayerDef& layer, int index
     reader.readLayerImage_16k(&header, &layer, index, [&](unsigned int, const unsigned char* pixels) {
         rows.insert(rows.end(), pixels, pixels + header.resolutionX);
     });
-    if (rows != whole) std::abort();
+    require(rows == whole);
     // what comes back is coded and decoded without another change
     const std::vector<unsigned char> code = VNDLPV4::LayerDef::encodeImage(whole.data(), whole.size(), 0, 0);
     const auto row = [&](unsigned int y) { return whole.data() + std::size_t{y} * header.resolutionX; };
-    if (VNDLPV4::LayerDef::encodeImage_16k(header.resolutionX, header.resolutionY, row, 0, 0) != code) std::abort();
+    require(VNDLPV4::LayerDef::encodeImage_16k(header.resolutionX, header.resolutionY, row, 0, 0) == code);
 }
 
 VNDLPV4::LampBeadCal quietField() {
@@ -44,20 +46,21 @@ VNDLPV4::LampBeadCal quietField() {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void run(const Bytes& input) {
     static VNDLPV4::LampBeadCal field = quietField();
-    const vndlp::fuzz::MemoryFile file(data, size);
+    const test::MemoryFile file(input);
     VNDLPV4::VNDLPV4Read reader;
-    if (reader.openDlpFile(file.path(), false) != 0) return 0;
+    if (reader.openDlpFile(file.path(), false) != 0) return;
     reader.parseFile();
     readPreviews(reader);
     const std::vector<VNDLPV4::LayerDef*> layers = reader.layerDef();
-    if (reader.layerDefEx().size() != layers.size()) std::abort();
+    require(reader.layerDefEx().size() == layers.size());
     for (std::size_t i = 0; i < std::min(layers.size(), kMostLayers); ++i) {
         layers[i]->beadMask();
         readLayer(reader, *layers[i], static_cast<int>(i));
     }
     // a code of few bytes can light every row of the screen, so the last byte lets only some through
-    if (size > 0 && data[size - 1] == 0xA5) VNDLPV4::LayerDef::beadMaskOfCode({data, data + size}, 15120, field);
-    return 0;
+    if (input.back() == 0xA5) VNDLPV4::LayerDef::beadMaskOfCode(input, 15120, field);
 }
+
+}  // namespace vndlp::fuzz

@@ -215,28 +215,41 @@ bool FileWrite::failed() const { return m_failed; }
 
 int FileWrite::failureCode() const { return m_failureCode; }
 
-long long FileWrite::currentPosition() { return m_stream == nullptr ? -1 : platform::tell(m_stream); }
+long long FileWrite::currentPosition() { return m_stream == nullptr ? -1 : position(); }
+
+/// The position of an open file. Not to be told it is a failure: what is written next would go anywhere.
+long long FileWrite::position() {
+    errno = 0;
+    const long long at = platform::tell(m_stream);
+    if (at < 0) noteFailure();
+    return at;
+}
+
+bool FileWrite::move(long long offset, int origin) {
+    errno = 0;
+    if (platform::seek(m_stream, offset, origin) == 0) return true;
+    noteFailure();
+    return false;
+}
 
 long long FileWrite::fileLength() {
     if (m_stream == nullptr) return -1;
-    const long long position = platform::tell(m_stream);
-    errno = 0;
-    const bool atEnd = platform::seek(m_stream, 0, SEEK_END) == 0;
-    const long long length = atEnd ? platform::tell(m_stream) : position;
-    if (!atEnd || platform::seek(m_stream, position, SEEK_SET) != 0) noteFailure();
+    const long long before = position();
+    if (!move(0, SEEK_END)) return before;
+    const long long length = position();
+    move(before, SEEK_SET);
     return length;
 }
 
 long long FileWrite::seek(long long offset, int whence, bool extend) {
     if (m_stream == nullptr) return -1;
     const long long length = fileLength();
-    const long long base = whence == 0 ? 0 : whence == 2 ? length : platform::tell(m_stream);
+    const long long base = whence == 0 ? 0 : whence == 2 ? length : position();
     if (offset < -base) return -2;
     const bool inside = offset <= length - base;
     if (!inside && !extend) return -2;
     const long long target = inside ? base + offset : length;
-    errno = 0;
-    if (platform::seek(m_stream, target, SEEK_SET) != 0) noteFailure();
+    move(target, SEEK_SET);
     if (inside) return target;
     const long long appended = offset - (length - base);
     writeZeros(appended);
@@ -244,12 +257,9 @@ long long FileWrite::seek(long long offset, int whence, bool extend) {
 }
 
 long long FileWrite::seekForce(long long offset, int whence) {
-    const long long before = platform::tell(m_stream);
-    errno = 0;
-    if (platform::seek(m_stream, offset, whence == 0 ? SEEK_SET : whence == 2 ? SEEK_END : SEEK_CUR) != 0) {
-        noteFailure();
-    }
-    return platform::tell(m_stream) - before;
+    const long long before = position();
+    move(offset, whence == 0 ? SEEK_SET : whence == 2 ? SEEK_END : SEEK_CUR);
+    return position() - before;
 }
 
 void FileWrite::skipRawData(int n) { seek(n, 1, true); }

@@ -6,7 +6,9 @@
 #   format  sources are formatted as .clang-format says
 #   lint    clang-tidy finds nothing
 #   analyze the static analyzer finds nothing; several times slower
-#   bench   build and run the benchmarks
+#   integer no whole number of the library's wraps or loses bits unasked: fuzz inputs and some tests
+#   damage  the tests of damage and faults, at every length and with every value; takes an hour
+#   bench   build and run the benchmarks, print their table
 #   fuzz    build the fuzz targets and run each for a minute
 #   docs    the reference builds without warnings, links between documents lead somewhere
 #   package Debian packages: lintian, installation in a clean Debian, programs built there; wants root
@@ -26,7 +28,7 @@ build_and_test() {  # PRESET [CTEST ARGUMENTS]
 }
 
 test_threads() {
-  local tests=(checksum_test ctb_writer_test program_test tools_job_test v2_writer_test v4_writer_test)
+  local tests=(checksum_test ctb_writer_test program_test threads_test tools_job_test v2_writer_test v4_writer_test)
   scripts/install-deps.sh build test
   cmake --preset tsan
   cmake --build --preset tsan --target "${tests[@]}"
@@ -48,18 +50,29 @@ run_tidy() {  # CHECKS
     --extra-arg=-Wno-unknown-warning-option
 }
 
-run_benchmarks() {
-  scripts/install-deps.sh build bench
-  cmake --preset bench
-  cmake --build --preset bench
-  for program in build/bench/bench/*_bench; do "$program"; done
+check_integers() {
+  local tests=(container_write_test ctb_writer_test known_faults_test v4_file_test)
+  scripts/install-deps.sh build test fuzz
+  cmake --preset integer
+  cmake --build --preset integer --target "${tests[@]}" fuzz/all
+  for test in "${tests[@]}"; do build/integer/tests/"$test" --gtest_brief=1; done
+  ctest --test-dir build/integer -R '^(fuzz_seeds|replay\.)' --output-on-failure -j "$jobs"
+}
+
+sweep_damage() {
+  scripts/install-deps.sh build test
+  cmake --preset release
+  cmake --build --preset release --target damage_test fault_test
+  VNDLP_FULL_SWEEP=1 build/release/tests/damage_test --gtest_brief=1
+  VNDLP_FULL_SWEEP=1 build/release/tests/fault_test --gtest_brief=1
 }
 
 run_fuzzers() {
-  scripts/install-deps.sh build fuzz
-  cmake --preset fuzz
-  cmake --build --preset fuzz
-  for target in build/fuzz/fuzz/*_fuzz; do "$target" -max_total_time=60 -rss_limit_mb=2048; done
+  local name
+  for name in fuzz/*_fuzz.cpp; do
+    name=$(basename "$name" _fuzz.cpp)
+    scripts/fuzz.sh "$name" 60
+  done
 }
 
 check_docs() {
@@ -98,7 +111,9 @@ for check in "${@:-test}"; do
     format) check_format ;;
     lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
-    bench) run_benchmarks ;;
+    integer) check_integers ;;
+    damage) sweep_damage ;;
+    bench) scripts/bench.sh ;;
     fuzz) run_fuzzers ;;
     docs) check_docs ;;
     package) scripts/install-deps.sh build package; scripts/check-package.sh ;;

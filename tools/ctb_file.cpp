@@ -39,8 +39,9 @@ public:
         m_raw.open(path, 0);
         m_header = *m_reader.headerSettings();
         if (m_raw.fileLength() < CTB::HeaderSettings::size()) throw Failure(path + ": ends within the header");
-        if (pixels() < 1 || pixels() > kMaxLayerPixels || m_header.resolutionX > kMaxImageSide ||
-            m_header.resolutionY > kMaxImageSide) {
+        // the sides first: the product of two 32-bit numbers need not fit
+        if (m_header.resolutionX > kMaxImageSide || m_header.resolutionY > kMaxImageSide || pixels() < 1 ||
+            pixels() > kMaxLayerPixels) {
             throw Failure(path + ": damaged at offset 52: the resolution is " + std::to_string(m_header.resolutionX) +
                           " x " + std::to_string(m_header.resolutionY));
         }
@@ -218,6 +219,7 @@ public:
         const auto add = [&findings](long long offset, const std::string& text) { findings.push_back({offset, text}); };
         if (m_previews.size() < 2) add(CTB::HeaderSettings::size(), "one of the two previews is not whole");
         checkOffsets(add);
+        findOverlaps(sections(), findings);
         long long end = static_cast<long long>(m_header.layerDefOffset) +
                         static_cast<long long>(m_layers.size()) * CTB::LayerDef::size();
         const auto extended = m_header.version >= CTB::kFirstExtendedVersion

@@ -3,6 +3,9 @@
 #include "tools/failure.h"
 
 #include <vndlp/checksum.h>
+#include <vndlp/streams.h>
+
+#include <algorithm>
 
 namespace vndlp::tools {
 
@@ -35,6 +38,12 @@ const FormatReader& readerFor(const std::string& path) {
     throw Failure(path + ": not a slice file this program knows (.vndlp, .vnline, .ctb, .vndlpv4)");
 }
 
+std::uint32_t storedTrailer(const std::string& path) {
+    FileRead file(path, 0);
+    file.seek(-4, 2);
+    return file.readBigEndianUint32();
+}
+
 }  // namespace
 
 Trailer trailerOf(const std::string& path) {
@@ -48,6 +57,11 @@ Trailer trailerOf(const std::string& path) {
     trailer.kind = type == CHECKSUM_XOR ? "xor" : "crc32";
     trailer.present = true;
     trailer.matches = sums.checkFileSum(path.c_str()) == 0;
+    if (trailer.matches && type == CHECKSUM_XOR) {
+        const auto computed = static_cast<std::uint32_t>(sums.getFileSumXor(path.c_str()));
+        const std::uint32_t stored = storedTrailer(path);
+        trailer.matches = stored == computed || stored == (computed & 0xFF);
+    }
     return trailer;
 }
 
@@ -56,6 +70,18 @@ Finding trailerFinding(const Trailer& trailer, long long fileSize) {
     return {fileSize - kTrailerBytes, "the " + trailer.kind +
                                           " trailer does not match the file: it was changed, cut short or never "
                                           "finished"};
+}
+
+void findOverlaps(std::vector<Section> sections, std::vector<Finding>& findings) {
+    std::sort(sections.begin(), sections.end(), [](const Section& a, const Section& b) { return a.offset < b.offset; });
+    const Section* before = nullptr;  // the one that reaches farthest so far
+    for (const Section& section : sections) {
+        if (section.size <= 0) continue;
+        if (before != nullptr && section.offset < before->offset + before->size) {
+            findings.push_back({section.offset, "the " + section.name + " and the " + before->name + " overlap"});
+        }
+        if (before == nullptr || section.offset + section.size > before->offset + before->size) before = &section;
+    }
 }
 
 LayerShapes SliceFile::readShapes(int /*index*/) { throw Failure("layers are images, not geometry"); }

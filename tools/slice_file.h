@@ -114,11 +114,15 @@ std::unique_ptr<SliceFile> openSliceFile(const std::string& path);
 /// order; empty for a sound file. Throws Failure only when the file cannot be opened at all.
 std::vector<Finding> verifySliceFile(const std::string& path);
 
-/// A file's checksum trailer: the kind its magic and version call for, and whether it agrees.
+/// A file's checksum trailer: the kind its magic and version call for, and whether it agrees. A sum by XOR agrees where
+/// the bytes were taken as signed or as unsigned; the library accepts some sums more, by which damage would pass.
 Trailer trailerOf(const std::string& path);
 
 /// What verification says of a trailer that does not match.
 Finding trailerFinding(const Trailer& trailer, long long fileSize);
+
+/// Adds a finding for every section that begins before another one has ended.
+void findOverlaps(std::vector<Section> sections, std::vector<Finding>& findings);
 
 /// The formats' own parts of `openSliceFile` and `verifySliceFile`.
 bool isV4File(const std::string& path);

@@ -266,6 +266,12 @@ std::vector<Finding> V4File::verify() {
         findings.push_back({0, std::string("the ") + part.name + ", by the header at offset " +
                                    std::to_string(part.offset) + ", does not lie within the file"});
     }
+    const std::vector<VNDLPV4::PreView*> previews = m_reader.preViews();
+    if (previews.size() > 1 && previews[1]->beginPosition != h.previewSmallOffset) {
+        findings.push_back({0, "the second preview is at offset " + std::to_string(previews[1]->beginPosition) +
+                                   ", by the header at " + std::to_string(h.previewSmallOffset)});
+    }
+    findOverlaps(sections(), findings);
     if (!m_reader.isWhole()) findings.push_back({-1, "the file ends before what its records tell of"});
     long long end = m_layers.empty() ? h.layerDefOffset : m_layers.back()->endPosition;
     for (int i = 0; i < layerCount(); ++i) checkLayer(i, end, findings);

@@ -276,7 +276,8 @@ void findTailProblems(VndlpRead& reader, const std::string& path, std::vector<Fi
     const std::string expected = reader.tailMagic();
     std::string found;
     reader.readTag(found);
-    if (found != expected) {
+    const auto tagBytes = static_cast<long long>(expected.size()) + 5;
+    if (found != expected || reader.currentPosition() - offset != tagBytes) {
         findings.push_back({offset, "the tail magic \"" + expected + "\" is missing"});
         return;
     }

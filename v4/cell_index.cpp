@@ -57,8 +57,8 @@ void CellIndex::addPair(long long band0, long long band1, const std::vector<Entr
     firstCell.push_back(static_cast<std::uint32_t>(cells.size()));
     const unsigned long long seed = combined(combined(0, hashed(band0)), hashed(band1));
     const unsigned long long mixed = combined(seed, 0) ^ seed;
-    const unsigned long long firstBlock = (mixed + hashed(m_min[2])) >> blockBits;
-    const unsigned long long lastBlock = (mixed + hashed(m_max[2])) >> blockBits;
+    const unsigned long long firstBlock = vndlp::wrappingSum(mixed, hashed(m_min[2])) >> blockBits;
+    const unsigned long long lastBlock = vndlp::wrappingSum(mixed, hashed(m_max[2])) >> blockBits;
     const unsigned long long allBlocks = ~0ull >> blockBits;
     const auto firstOfPair = static_cast<std::ptrdiff_t>(cells.size());
     for (unsigned long long block = firstBlock;; block = (block + 1) & allBlocks) {
@@ -66,7 +66,7 @@ void CellIndex::addPair(long long band0, long long band1, const std::vector<Entr
         auto entry = std::lower_bound(entries.begin(), entries.end(), upper << blockBits,
                                       [](const Entry& e, unsigned long long key) { return e.key < key; });
         for (; entry != entries.end() && entry->key >> blockBits == upper; ++entry) {
-            const unsigned long long twice = (entry->key ^ seed) - mixed;
+            const unsigned long long twice = vndlp::wrappingDifference(entry->key ^ seed, mixed);
             if (twice % 2 != 0 || twice < hashed(m_min[2]) || twice > hashed(m_max[2])) continue;
             cells.push_back({static_cast<std::int32_t>(twice / 2), entry->cell.second, entry->cell.first});
         }

@@ -4,6 +4,8 @@
 
 #include "vndlp/calibration.h"
 
+#include "io/wrapping.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -14,7 +16,8 @@ namespace VNDLPV4 {
 
 /// One step of a key: mixes the hashed value `h` into `seed`.
 constexpr unsigned long long combined(unsigned long long seed, unsigned long long h) {
-    return seed ^ ((seed >> 2) + h + (seed << 6) + 0x9e3779b97f4a7c15ull);
+    using vndlp::wrappingSum;
+    return seed ^ wrappingSum(wrappingSum(seed >> 2, h), wrappingSum(seed << 6, 0x9e3779b97f4a7c15ull));
 }
 
 /// What is mixed in for a 64-bit value.

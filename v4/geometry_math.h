@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "io/wrapping.h"
+
 #include <cmath>
 
 namespace VNDLPV4 {
@@ -11,9 +13,15 @@ constexpr long long signedValue(unsigned long long value) { return static_cast<l
 constexpr unsigned long long unsignedValue(long long value) { return static_cast<unsigned long long>(value); }
 
 /// a + b, a - b and a * b modulo 2^64.
-constexpr long long sum(long long a, long long b) { return signedValue(unsignedValue(a) + unsignedValue(b)); }
-constexpr long long difference(long long a, long long b) { return signedValue(unsignedValue(a) - unsignedValue(b)); }
-constexpr long long product(long long a, long long b) { return signedValue(unsignedValue(a) * unsignedValue(b)); }
+constexpr long long sum(long long a, long long b) {
+    return signedValue(vndlp::wrappingSum(unsignedValue(a), unsignedValue(b)));
+}
+constexpr long long difference(long long a, long long b) {
+    return signedValue(vndlp::wrappingDifference(unsignedValue(a), unsignedValue(b)));
+}
+constexpr long long product(long long a, long long b) {
+    return signedValue(vndlp::wrappingProduct(unsignedValue(a), unsignedValue(b)));
+}
 
 /// a / b truncated toward zero; 0 for b = 0. The least value divided by -1 stays itself.
 constexpr long long quotient(long long a, long long b) {

@@ -35,8 +35,8 @@ unsigned int drawKey() {
 float asFloat(unsigned short value) { return static_cast<float>(value); }
 
 /// Numbers taken as signed and widened.
-unsigned int widened(unsigned short value) { return (value ^ 0x8000u) - 0x8000u; }
-unsigned int widened(unsigned char value) { return (value ^ 0x80u) - 0x80u; }
+unsigned int widened(unsigned short value) { return static_cast<unsigned int>(static_cast<short>(value)); }
+unsigned int widened(unsigned char value) { return static_cast<unsigned int>(static_cast<signed char>(value)); }
 
 template <class Record>
 void resizeOwned(std::vector<Record*>& records, std::size_t count) {

@@ -248,6 +248,8 @@ private:
     template <class Value>
     void write(Value value, BYTEORDER order);
     void writeZeros(long long count);
+    long long position();
+    bool move(long long offset, int origin);
     void noteFailure();
 
     BYTEORDER m_hostOrder;

@@ -1,0 +1,18 @@
+// SVG drawings as layers.
+
+#include "fuzz/harness.h"
+#include "tools/failure.h"
+#include "tools/svg.h"
+
+namespace vndlp::fuzz {
+
+void run(const Bytes& input) {
+    // a tree of records for every element and attribute
+    allowBytes(256 * input.size());
+    try {
+        tools::readSvg(input, "input");
+    } catch (const tools::Failure&) {
+    }
+}
+
+}  // namespace vndlp::fuzz
