@@ -63,8 +63,10 @@ public:
             const std::size_t to = std::min(count - 1, from + kRunsAtOnce);
             for (std::size_t i = from; i < to; ++i) {
                 const unsigned char grey = changeGrey(changes[i]);
+                // background may end before the first row
+                const auto lastRow = static_cast<std::int32_t>(changeRow(changes[i + 1])) - 1;
                 // written in any case and kept if it is lit: in a noisy image a branch is guessed wrong too often
-                Form::write(changeRow(changes[i]), changeRow(changes[i + 1]) - 1, x, grey, next);
+                Form::write(changeRow(changes[i]), static_cast<std::uint32_t>(lastRow), x, grey, next);
                 next += grey != 0 ? Form::kItems : 0;
             }
         }
