@@ -4,6 +4,7 @@
 
 #include "image/row_changes.h"
 #include "io/platform.h"
+#include "io/wrapping.h"
 
 #include <algorithm>
 #include <bit>
@@ -64,7 +65,7 @@ public:
             for (std::size_t i = from; i < to; ++i) {
                 const unsigned char grey = changeGrey(changes[i]);
                 // written in any case and kept if it is lit: in a noisy image a branch is guessed wrong too often
-                Form::write(changeRow(changes[i]), changeRow(changes[i + 1]) - 1, x, grey, next);
+                Form::write(changeRow(changes[i]), wrappingDifference(changeRow(changes[i + 1]), 1u), x, grey, next);
                 next += grey != 0 ? Form::kItems : 0;
             }
         }
