@@ -1,5 +1,6 @@
-# Installs the library (component library), its headers, its CMake package and its pkg-config file (component dev). All
-# installed files can be moved together; CMAKE_INSTALL_*DIR may be absolute, and then stay where they say.
+# Installs the library (component library), its headers, its CMake package and its pkg-config file (component dev); the
+# program is tools/'s (component tools). All installed files can be moved together; CMAKE_INSTALL_*DIR may be absolute,
+# and then stay where they say.
 
 include(CMakePackageConfigHelpers)
 
@@ -18,12 +19,14 @@ install(DIRECTORY include/vndlp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONEN
   FILES_MATCHING PATTERN "*.h" ${unused_header})
 
 # What the package needs of others. A shared library's private dependencies are its own affair.
-set(vndlp_static OFF)
-set(vndlp_needs_libdeflate OFF)
+set(vndlp_static_libraries "")
+set(vndlp_static_modules "")
 if(NOT BUILD_SHARED_LIBS)
-  set(vndlp_static ON)
-  set(vndlp_needs_libdeflate ${VNDLP_HAVE_LIBDEFLATE})
+  get_property(vndlp_static_libraries GLOBAL PROPERTY VNDLP_PRIVATE_LIBRARIES)
+  get_property(vndlp_static_modules GLOBAL PROPERTY VNDLP_PRIVATE_MODULES)
 endif()
+list(JOIN vndlp_static_libraries " " vndlp_static_libraries)
+list(JOIN vndlp_static_modules ", " vndlp_static_modules)
 set(vndlp_with_trimesh2 OFF)
 if(VNDLP_TRIMESH2_INCLUDE_DIR)
   set(vndlp_with_trimesh2 ON)
@@ -67,12 +70,18 @@ vndlp_pc_path(pc_includedir "${CMAKE_INSTALL_INCLUDEDIR}")
 set(pc_variables "")
 set(pc_cflags "-I\${includedir}")
 set(pc_libs "-L\${libdir} -lvndlp")
-set(pc_requires "")
-if(vndlp_static)
+set(pc_private "")
+if(NOT BUILD_SHARED_LIBS)
   string(APPEND pc_cflags " -DVNDLP_STATIC")
-endif()
-if(vndlp_needs_libdeflate)
-  set(pc_requires "Requires.private: libdeflate\n")
+  if(vndlp_static_modules)
+    string(APPEND pc_private "Requires.private: ${vndlp_static_modules}\n")
+  endif()
+  # the C++ run time, for programs in C
+  set(run_time ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+  list(REMOVE_ITEM run_time ${CMAKE_C_IMPLICIT_LINK_LIBRARIES})
+  list(TRANSFORM run_time PREPEND "-l")
+  list(JOIN run_time " " run_time)
+  string(APPEND pc_private "Libs.private: ${run_time}\n")
 endif()
 if(vndlp_with_trimesh2)
   string(APPEND pc_cflags " -DVNDLP_WITH_TRIMESH2")

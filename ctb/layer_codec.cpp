@@ -113,6 +113,15 @@ void RunEncoder::flush(std::size_t expected) {
     m_out = m_block;
 }
 
+void makeBlack(std::vector<unsigned char>& pixels, std::size_t count) {
+    pixels.clear();
+    if (count > pixels.capacity()) {
+        pixels.reserve(count);
+        vndlp::platform::adviseLargePages(pixels.data(), count);
+    }
+    pixels.resize(count);
+}
+
 std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount) {
     RunReader runs(code, codeSize);
     Run run{};

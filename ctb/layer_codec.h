@@ -109,6 +109,10 @@ private:
 /// \return the end of what was written.
 unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out);
 
+/// Makes `pixels` an image of `count` black pixels; a large one comes on large pages, which the system hands out much
+/// faster.
+void makeBlack(std::vector<unsigned char>& pixels, std::size_t count);
+
 /// Decodes a code into pixels that are all 0 before: black runs are passed over. Ends with the code or the pixels,
 /// whichever comes first; a run that the code cuts off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.
 /// \return the number of pixels the code covers, up to `pixelCount`.

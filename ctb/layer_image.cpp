@@ -51,11 +51,25 @@ std::vector<unsigned char> LayerDef::encodeCtbImage(unsigned char* pixels, unsig
     return code;
 }
 
+std::vector<unsigned char> LayerDef::encodeCtbImage(const unsigned char* pixels, unsigned int width,
+                                                    unsigned int height, std::ptrdiff_t stride, unsigned int key,
+                                                    unsigned int layerIndex) {
+    std::vector<unsigned char> code;
+    RunEncoder encoder(code, EndlessRun::asItIs);
+    for (std::ptrdiff_t row = 0; row < static_cast<std::ptrdiff_t>(height); ++row) {
+        encoder.add(pixels + row * stride, width);
+    }
+    encoder.finish();
+    scramble(key, layerIndex, code.data(), code.size());
+    return code;
+}
+
 std::vector<unsigned char> LayerDef::decodeCtbImage(unsigned int width, unsigned int height, unsigned int layerIndex,
                                                     unsigned int key) {
     std::size_t count = 0;
     if (!countPixels("a layer", width, height, kMostLayerPixels, count)) return {};
-    std::vector<unsigned char> pixels(count);
+    std::vector<unsigned char> pixels;
+    makeBlack(pixels, count);
     decodeFrom(openFileRead(), *this, layerIndex, key, pixels.data(), count);
     return pixels;
 }

@@ -4,7 +4,6 @@
 
 #include "image/row_changes.h"
 #include "io/platform.h"
-#include "io/wrapping.h"
 
 #include <algorithm>
 #include <bit>
@@ -64,8 +63,10 @@ public:
             const std::size_t to = std::min(count - 1, from + kRunsAtOnce);
             for (std::size_t i = from; i < to; ++i) {
                 const unsigned char grey = changeGrey(changes[i]);
+                // background may end before the first row
+                const auto lastRow = static_cast<std::int32_t>(changeRow(changes[i + 1])) - 1;
                 // written in any case and kept if it is lit: in a noisy image a branch is guessed wrong too often
-                Form::write(changeRow(changes[i]), wrappingDifference(changeRow(changes[i + 1]), 1u), x, grey, next);
+                Form::write(changeRow(changes[i]), static_cast<std::uint32_t>(lastRow), x, grey, next);
                 next += grey != 0 ? Form::kItems : 0;
             }
         }
@@ -110,9 +111,10 @@ private:
 template <class Form>
 class RunBuilder {
 public:
-    /// \param pixels width x height bytes, row-major, no padding.
-    RunBuilder(const unsigned char* pixels, int width, int height, std::vector<typename Form::Item>& list)
-        : m_pixels(pixels), m_width(width), m_height(height), m_runs(list) {}
+    /// \param pixels `height` rows of `width` bytes, `stride` bytes from one to the next.
+    RunBuilder(const unsigned char* pixels, int width, int height, std::ptrdiff_t stride,
+               std::vector<typename Form::Item>& list)
+        : m_pixels(pixels), m_width(width), m_height(height), m_stride(stride), m_runs(list) {}
 
     void run() {
         if (m_height <= 0) return;
@@ -129,7 +131,7 @@ private:
     static constexpr int kTile = 8;
     static constexpr int kRowsAhead = 4 * kTile;
 
-    [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_width, columns, m_height}; }
+    [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_stride, columns, m_height}; }
 
     void build(int x, int columns) {
         const auto width = static_cast<std::size_t>(columns);
@@ -236,6 +238,7 @@ private:
     const unsigned char* m_pixels;
     int m_width;
     int m_height;
+    std::ptrdiff_t m_stride;
     RunList<Form> m_runs;
     std::size_t m_capacity = 0;
     std::unique_ptr<ColumnChange[]> m_changes;

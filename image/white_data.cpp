@@ -55,7 +55,7 @@ struct WhiteDataForm {
 }  // namespace
 
 int grayDataVecWhiteData(unsigned char* data, int width, int height, std::vector<WhiteData>& runs) {
-    RunBuilder<WhiteDataForm>(data, width, height, runs).run();
+    RunBuilder<WhiteDataForm>(data, width, height, width, runs).run();
     return 0;
 }
 
@@ -69,7 +69,12 @@ int dlpImageGray2VecWhiteData(DlpImage& image, std::vector<WhiteData>& runs) {
 }
 
 void grayDataPackedRuns(const unsigned char* data, int width, int height, std::vector<unsigned char>& packed) {
-    RunBuilder<PackedForm>(data, width, height, packed).run();
+    grayDataPackedRuns(data, width, height, width, packed);
+}
+
+void grayDataPackedRuns(const unsigned char* data, int width, int height, std::ptrdiff_t stride,
+                        std::vector<unsigned char>& packed) {
+    RunBuilder<PackedForm>(data, width, height, stride, packed).run();
 }
 
 void whiteData2Bits(const WhiteData& run, unsigned char* const out) {

@@ -2,10 +2,14 @@
 
 #pragma once
 
+#include <cstdio>  // what printf's formats are, on systems that have two kinds
+
 namespace vndlp {
 
 /// Prints to standard output like printf. Every documented message goes through here.
-#if defined(__GNUC__)
+#if defined(__MINGW_PRINTF_FORMAT)
+[[gnu::format(__MINGW_PRINTF_FORMAT, 1, 2)]]
+#elif defined(__GNUC__)
 [[gnu::format(printf, 1, 2)]]
 #endif
 void report(const char* format, ...);

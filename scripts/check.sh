@@ -8,8 +8,12 @@
 #   analyze the static analyzer finds nothing; several times slower
 #   integer no whole number of the library's wraps or loses bits unasked: fuzz inputs and some tests
 #   damage  the tests of damage and faults, at every length and with every value; takes an hour
-#   bench   build and run the benchmarks
+#   bench   build and run the benchmarks, print their table
 #   fuzz    build the fuzz targets and run each for a minute
+#   docs    the reference builds without warnings, links between documents lead somewhere
+#   package Debian packages: lintian, installation in a clean Debian, programs built there; wants root
+#   windows cross build for Windows; the library's tests where Wine runs
+#   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -63,13 +67,6 @@ sweep_damage() {
   VNDLP_FULL_SWEEP=1 build/release/tests/fault_test --gtest_brief=1
 }
 
-run_benchmarks() {
-  scripts/install-deps.sh build bench
-  cmake --preset bench
-  cmake --build --preset bench
-  for program in build/bench/bench/*_bench; do "$program"; done
-}
-
 run_fuzzers() {
   local name
   for name in fuzz/*_fuzz.cpp; do
@@ -78,19 +75,50 @@ run_fuzzers() {
   done
 }
 
+check_docs() {
+  scripts/install-deps.sh docs
+  mkdir -p build
+  doxygen docs/Doxyfile
+  local broken=0 page link
+  for page in README.md CONTRIBUTING.md docs/*.md; do
+    while read -r link; do
+      [ -e "$(dirname "$page")/$link" ] || { echo "$page: no $link"; broken=1; }
+    done < <(grep -o '](\([^)#:]\+\)' "$page" | cut -c3-)
+  done
+  [ "$broken" -eq 0 ] || return 1
+  echo "docs: ok"
+}
+
+write_lists() {
+  scripts/install-deps.sh build
+  cmake --preset release
+  cmake --build --preset release --target vndlp vndlp_program
+  cmake -DUPDATE=1 -DLIBRARY=build/release/libvndlp.so -DNM=nm -P tests/package/symbols.cmake
+  local version
+  version=$(cd build/release && ls libvndlp.so.*.*.*)
+  cmake -DUPDATE=1 -DTOOLS=ON -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
+    -DWORK_DIR="$PWD/build/release/lists" -DC_COMPILER=cc -DCXX_COMPILER=c++ -DGENERATOR=Ninja \
+    -P tests/package/run.cmake
+  git diff --stat -- tests/package
+}
+
 for check in "${@:-test}"; do
   case "$check" in
     test) build_and_test release ;;
     # what builds other trees is tested once, without sanitizers
-    asan) build_and_test asan-ubsan -E '^(package|mesh_choice)$' ;;
+    asan) build_and_test asan-ubsan -E '^(package|package_static|mesh_choice)$' ;;
     tsan) test_threads ;;
     format) check_format ;;
     lint) run_tidy '-clang-analyzer-*'; echo "lint: ok" ;;
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     integer) check_integers ;;
     damage) sweep_damage ;;
-    bench) run_benchmarks ;;
+    bench) scripts/bench.sh ;;
     fuzz) run_fuzzers ;;
+    docs) check_docs ;;
+    package) scripts/install-deps.sh build package; scripts/check-package.sh ;;
+    windows) scripts/install-deps.sh build windows; scripts/check-windows.sh ;;
+    lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac
 done

@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that the named sets need and that are missing; does nothing, and quickly, when none is.
-#   scripts/install-deps.sh [build] [test] [lint] [bench] [fuzz]
+#   scripts/install-deps.sh [SET...]
 set -euo pipefail
 
 declare -A sets=(
   [build]="g++ cmake ninja-build pkg-config libdeflate-dev libhwy-dev libspng-dev libzip-dev libpugixml-dev nlohmann-json3-dev libcli11-dev"
-  [test]="libgtest-dev"
+  [test]="libgtest-dev locales"
   [lint]="clang-format clang-tidy"
   [bench]="libbenchmark-dev"
   [fuzz]="clang libclang-rt-14-dev"
+  [docs]="doxygen"
+  [package]="lintian debootstrap file dpkg-dev"
+  [windows]="g++-mingw-w64-x86-64-posix googletest wine64"
 )
 
 missing=()

@@ -4,6 +4,9 @@
 
 #include <vndlp/wrappers.h>
 
+#include <clocale>
+#include <cstdlib>
+
 namespace vndlp::test {
 namespace {
 
@@ -71,6 +74,47 @@ protected:
     std::string file = path("out.vndlp");
     VndlpV2Wrapper wrapper;
 };
+
+/// While this lives numbers have a decimal comma, as in programs that follow the user's language.
+class CommaLocale {
+public:
+    explicit CommaLocale(const std::string& folder) {
+#if defined(_WIN32)
+        m_isSet = std::setlocale(LC_NUMERIC, "German") != nullptr;
+#else
+        const std::string make = "localedef -i de_DE -f ISO-8859-1 " + folder + "/de_DE 2>/dev/null";
+        setenv("LOCPATH", folder.c_str(), 1);
+        m_isSet = std::filesystem::create_directory(folder) && std::system(make.c_str()) == 0 &&
+                  std::setlocale(LC_NUMERIC, "de_DE") != nullptr;
+#endif
+    }
+    ~CommaLocale() { std::setlocale(LC_NUMERIC, "C"); }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+    bool isSet() const { return m_isSet; }
+
+private:
+    bool m_isSet;
+};
+
+// layers of 0 mm, and platforms of "68,040001" mm, where the slicer had set the user's locale
+TEST_F(WrapperTest, NumbersHaveAPointInEveryLocale) {
+    const CommaLocale comma(path("locale"));
+    if (!comma.isSet()) GTEST_SKIP() << "no locale with a comma";
+    DlpParameters p;
+    p.platformX = " +68.04 mm";
+    p.platformY = "120,96";
+    p.thickness = "0.05";
+    EXPECT_EQ((std::vector{p.parsePlatformX(), p.parsePlatformY(), p.parseThickness()}),
+              (std::vector{68.04, 120.0, 0.05}));
+    ASSERT_TRUE(start(1));
+    const Printed printed;
+    EXPECT_EQ(wrapper.writeTail(), 0);
+    Bytes expected = expectedHead({0});
+    expected.u32(0).u32(0).tag().string("VNKT3DV2");
+    sealWithXor(expected);
+    EXPECT_TRUE(sameBytes(readFile(file), expected));
+}
 
 TEST_F(WrapperTest, KeepsLayersByIndexUntilTheTail) {
     for (const int round : {1, 2}) {

@@ -180,6 +180,27 @@ TEST_F(WriterTest, HeadersTakeThreePreviewsAndKeepTheSlicersResolution) {
     EXPECT_TRUE(sameBytes({bytes.begin(), bytes.begin() + 100}, {expected.begin(), expected.begin() + 100}));
 }
 
+TEST_F(WriterTest, WhatTheSlicerPutIntoTheHeaderIsKept) {
+    prepare(1);
+    DlpV2Header& header = writer->fileStructure.v2Header;
+    header.backUse.setMachineHeight(155);
+    header.smallPreview.needData();
+    header.smallPreview.bits()[0] = 0x7C;
+    ASSERT_EQ(writer->openFile(), 0);
+    std::vector<SliceImage> previews(3);
+    ASSERT_EQ(writer->writeHeader(previews), 0);
+    writer->addLayerImage(0, layerImage(0), layerArea(0), 0);
+    const Printed printed;
+    EXPECT_EQ(writer->finish(), 0);
+    Bytes expected = expectedFile(1, 1);
+    expected.resize(expected.size() - 4);
+    const Bytes height = Bytes().u32(155000);  // micrometres, in front of the other back use
+    std::copy(height.begin(), height.end(), expected.begin() + 34);
+    expected[98] = 0x7C;
+    sealWithCrc(expected);
+    EXPECT_TRUE(sameBytes(readFile(file), expected));
+}
+
 // ---- failures
 
 TEST_F(WriterTest, CancelLeavesNoFile) {

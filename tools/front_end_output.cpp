@@ -44,7 +44,7 @@ SliceImage previewOf(const ColourImage& picture, const PixelSize& size) {
 class FrontEndOutput final : public SliceOutput {
 public:
     FrontEndOutput(std::string path, const std::string& temporary)
-        : m_path(std::move(path)), m_writer(createDLPWriter(temporary)) {
+        : m_path(std::move(path)), m_writer(createDLPWriter(temporary)), m_storesAreas(m_path.ends_with(".vndlpv4")) {
         if (m_writer == nullptr) throw Failure(m_path + ": the library has no writer for this ending");
         m_writer->filePath = temporary;
     }
@@ -83,10 +83,12 @@ public:
         SliceImage layer;
         layer.width = static_cast<unsigned int>(image.width);
         layer.height = static_cast<unsigned int>(image.height);
-        layer.size = layer.width * layer.height;
+        layer.stride = static_cast<unsigned int>(image.stride());
+        layer.size = static_cast<unsigned int>(image.pixels.size() - image.padding);
         // lent for the call: the writer keeps the code, not the pixels
-        layer.pixels = std::shared_ptr<unsigned char[]>(image.pixels.data(), [](unsigned char*) {});
-        if (m_writer->setLayerImageAt(index, layer, countLit(image) * m_pixelArea) < 0) fail();
+        layer.pixels = std::shared_ptr<unsigned char[]>(image.pixels.data() + image.padding, [](unsigned char*) {});
+        const double area = m_storesAreas ? countLit(image) * m_pixelArea : 0;
+        if (m_writer->setLayerImageAt(index, layer, area) < 0) fail();
         return {};
     }
 
@@ -103,6 +105,7 @@ private:
 
     std::string m_path;
     std::unique_ptr<DLPWriter> m_writer;
+    bool m_storesAreas;
     double m_pixelArea = 0;  // square micrometres
 };
 

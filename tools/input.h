@@ -19,7 +19,7 @@ struct Input {
     int height = 0;
     int layerCount = 0;
     /// Decodes a layer; safe in several threads at once. Throws Failure. Of layers that are geometry it makes a
-    /// picture, of the layers' proportions but not of their size.
+    /// picture, of the layers' proportions but not of their size. May leave padding.
     std::function<void(int, GreyImage&)> readLayer;
     /// Where layers are geometry, reads one; else empty. As `readLayer`.
     std::function<OutlineLayer(int)> readOutlines;

@@ -25,7 +25,7 @@ public:
     int width() const override { return m_width; }
     int height() const override { return m_height; }
     const JobSettings& settings() const override { return m_settings; }
-    void readLayer(int index, GreyImage& out) override;
+    void readPadded(int index, GreyImage& out) override;
     std::vector<ColourImage> thumbnails() override;
 
 private:
@@ -141,7 +141,7 @@ void ImageJob::noteMissingValues() {
     if (!s.displayWidthMm || !s.displayHeightMm) note("The job does not give the screen's size in millimetres.");
 }
 
-void ImageJob::readLayer(int index, GreyImage& out) {
+void ImageJob::readPadded(int index, GreyImage& out) {
     thread_local std::vector<unsigned char> bytes;
     try {
         const std::size_t entry = m_layers.at(static_cast<std::size_t>(index)).entry;
@@ -149,7 +149,7 @@ void ImageJob::readLayer(int index, GreyImage& out) {
         m_archive->readEntry(entry, bytes);
         // files of a folder may have changed since their headers were read
         requireSameSize(readPngHeader(bytes, label), label);
-        decodeGreyLayer(bytes, label, out);
+        decodePaddedLayer(bytes, label, out);
     } catch (...) {
         out = {};
         throw;

@@ -34,7 +34,12 @@ public:
     /// \param index from 0, the layer next to the build plate.
     /// \param out   receives width() x height() pixels; give the same object again to save its allocation.
     /// Throws Failure naming the layer; `out` is an empty image then.
-    virtual void readLayer(int index, GreyImage& out) = 0;
+    void readLayer(int index, GreyImage& out) {
+        readPadded(index, out);
+        removePadding(out);
+    }
+    /// The same, and leaves bytes in front of the rows where that saves time.
+    virtual void readPadded(int index, GreyImage& out) = 0;
 
     /// The pictures the slicer made, the smallest first; the three largest where there are more, none where there are
     /// none. Throws Failure for a damaged one.

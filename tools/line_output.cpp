@@ -53,6 +53,7 @@ public:
 
     EncodedLayer encode(int /*index*/, GreyImage& image) override {
         EncodedLayer layer;
+        removePadding(image);
         layer.litPixels = countLit(image);
         layer.outlines.areaUm2 = layer.litPixels * m_scale.pixelWidthUm * m_scale.pixelHeightUm;
         layer.outlines.polylines = traceOutlines(image, m_scale);

@@ -191,8 +191,7 @@ void resizeForOverwrite(std::vector<unsigned char>& buffer, std::size_t size) {
     buffer.resize(size);
 }
 
-/// 8-bit grey, not interlaced. The rows are unpacked, each behind its filter byte, into the image's own buffer and then
-/// moved together there: a row's place always lies before the bytes it comes from.
+/// 8-bit grey, not interlaced. The rows are unpacked, each behind its filter byte, into the image's own buffer.
 void decodePlainGrey(const PngFile& png, const std::string& name, GreyImage& out) {
     static constexpr unsigned char zeros[kMaxImageSide] = {};
     const auto width = static_cast<std::size_t>(png.header.width);
@@ -208,15 +207,13 @@ void decodePlainGrey(const PngFile& png, const std::string& name, GreyImage& out
     }
     const unsigned char* above = zeros;
     for (std::size_t y = 0; y < height; ++y) {
-        const unsigned char* const packed = pixels + y * (width + 1);
-        unsigned char* const row = pixels + y * width;
-        const unsigned char filter = packed[0];
-        std::memmove(row, packed + 1, width);
+        unsigned char* const row = pixels + y * (width + 1) + 1;
+        const unsigned char filter = row[-1];
         if (!unfilterRow(filter, row, above, width))
             failDamaged(name, "row " + std::to_string(y) + " has the unknown filter " + std::to_string(filter));
         above = row;
     }
-    out.pixels.resize(width * height);
+    out.padding = 1;
 }
 
 struct FreeSpng {
@@ -320,7 +317,24 @@ void requireGreyLayer(const PngHeader& header, const std::string& name) {
         fail(name, "is a PNG of " + describe(header) + "; layers have to be 8-bit grey: export them again as such");
 }
 
+void removePadding(GreyImage& image) {
+    if (image.padding == 0) return;
+    const auto width = static_cast<std::size_t>(image.width);
+    // a row's place always lies before the bytes it comes from
+    for (int y = 0; y < image.height; ++y) {
+        std::memmove(image.pixels.data() + static_cast<std::size_t>(y) * width, image.row(y), width);
+    }
+    image.padding = 0;
+    image.pixels.resize(width * static_cast<std::size_t>(image.height));
+}
+
 void decodeGreyLayer(Bytes bytes, const std::string& name, GreyImage& out) {
+    decodePaddedLayer(bytes, name, out);
+    removePadding(out);
+}
+
+void decodePaddedLayer(Bytes bytes, const std::string& name, GreyImage& out) {
+    out.padding = 0;
     try {
         const PngFile png = walkChunks(bytes, name);
         requireGreyLayer(png.header, name);

@@ -12,12 +12,20 @@
 
 namespace vndlp::tools {
 
-/// A layer: width x height bytes, row-major from the top row, no padding; 255 is cured.
+/// A layer: width x height bytes, row-major from the top row; 255 is cured.
 struct GreyImage {
     int width = 0;
     int height = 0;
     std::vector<unsigned char> pixels;
+    std::size_t padding = 0;  ///< bytes in front of every row; 0 but for images of functions that say they leave some
+
+    /// Bytes from one row to the next.
+    std::size_t stride() const { return static_cast<std::size_t>(width) + padding; }
+    const unsigned char* row(int y) const { return pixels.data() + static_cast<std::size_t>(y) * stride() + padding; }
 };
+
+/// Moves the rows of an image together.
+void removePadding(GreyImage& image);
 
 /// A picture: width x height pixels of red, green, blue, alpha, one byte each; row-major from the top row, no padding.
 struct ColourImage {
@@ -54,6 +62,8 @@ void requireGreyLayer(const PngHeader& header, const std::string& name);
 /// \param out receives the image; its buffer is used again, so that decoding into the same object allocates nothing.
 /// Throws Failure for any other PNG and for a damaged one; `out` is an empty image then.
 void decodeGreyLayer(std::span<const unsigned char> bytes, const std::string& name, GreyImage& out);
+/// The same, but leaves in front of the rows what the file has there: a pass over the pixels less.
+void decodePaddedLayer(std::span<const unsigned char> bytes, const std::string& name, GreyImage& out);
 
 /// Decodes any PNG to 8 bits a channel; alpha is 255 where the PNG has none. Throws Failure.
 ColourImage decodeColour(std::span<const unsigned char> bytes, const std::string& name);

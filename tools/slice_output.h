@@ -42,7 +42,7 @@ public:
 
     /// Throws Failure when the format cannot hold the job.
     virtual void begin(const OutputJob& job) = 0;
-    /// May run in several threads at once for different layers.
+    /// May run in several threads at once for different layers. The image may have padding.
     virtual EncodedLayer encode(int index, GreyImage& image) = 0;
     /// In order, from one thread.
     virtual void write(int index, EncodedLayer&& layer) = 0;

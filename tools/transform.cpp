@@ -151,6 +151,8 @@ ColourImage setIntoFrame(const std::vector<float>& picture, Size size, Size fram
 }  // namespace
 
 void transform(GreyImage& image, const Orientation& orientation) {
+    if (!orientation.mirrorX && !orientation.mirrorY && orientation.clockwiseTurns == 0) return;
+    removePadding(image);
     const bool isHalfTurned = orientation.clockwiseTurns == 2;
     if (!orientation.swapsSides()) {
         mirror(image, orientation.mirrorX != isHalfTurned, orientation.mirrorY != isHalfTurned);

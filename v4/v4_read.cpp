@@ -272,7 +272,7 @@ int VNDLPV4Read::readLayerImage(LayerDef* layer, int layerIndex) {
         return kFailed;
     }
     if (layer == nullptr) return decodeOver(m_header.get(), layer, layerIndex, nullptr, 0);
-    layer->data.assign(count, 0);
+    CTB::makeBlack(layer->data, count);
     return decodeOver(m_header.get(), layer, layerIndex, layer->data.data(), count);
 }
 

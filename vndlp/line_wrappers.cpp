@@ -64,7 +64,7 @@ void DlpLineV2ParamWrapper::setVal(const std::unordered_map<std::string, std::st
     lifting_distance = number("lifting_distance");
     lifting_speed = number("lifting_speed");
     retract_speed = number("retract_speed");
-    thickness = static_cast<float>(std::strtod(findKey(map, "layer_height").c_str(), nullptr));
+    thickness = static_cast<float>(parseDecimal(findKey(map, "layer_height")));
     zThrough = number("zthrough_deep_value");
     enableAliasing = findKey(map, "anti_aliasing") == "true" ? 1 : 0;
     minGray = number("minimum_grayscale");

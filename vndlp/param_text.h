@@ -2,9 +2,9 @@
 
 #pragma once
 
+#include "io/decimal.h"
 #include "vndlp/container.h"
 
-#include <cstdio>
 #include <string>
 
 namespace vndlp {
@@ -17,13 +17,6 @@ enum ReadyFlag : unsigned int {
     kSecondLargePreviewSet = 8,
     kAllSet = 15,
 };
-
-/// A length in millimetres as text with six decimals: the float's exact value, so 68.04F gives "68.040001".
-inline std::string sixDecimals(float value) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%f", static_cast<double>(value));
-    return text;
-}
 
 /// Takes over what `DlpV2ParamWrapper` and `DlpLineV2ParamWrapper` name alike; the structure's header kind must be set.
 template <class Param>

@@ -1,10 +1,10 @@
+#include "io/decimal.h"
 #include "io/format_table.h"
 #include "io/report.h"
 #include "vndlp/container.h"
 #include "vndlp/record_fields.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -143,9 +143,9 @@ int VndlpBackUse::read(FileRead& in) {
     return 0;
 }
 
-double DlpParameters::parsePlatformX() const { return std::strtod(platformX.c_str(), nullptr); }
-double DlpParameters::parsePlatformY() const { return std::strtod(platformY.c_str(), nullptr); }
-double DlpParameters::parseThickness() const { return std::strtod(thickness.c_str(), nullptr); }
+double DlpParameters::parsePlatformX() const { return parseDecimal(platformX); }
+double DlpParameters::parsePlatformY() const { return parseDecimal(platformY); }
+double DlpParameters::parseThickness() const { return parseDecimal(thickness); }
 
 void DlpParameters::show() const {
     report("platformX = %s\n", platformX.c_str());

@@ -49,7 +49,10 @@ inline bool takePreviews(std::vector<SliceImage>& from, SliceImage& first, Slice
     return true;
 }
 
-/// Whether a layer image can be read: it has pixels, and its size (where it states one) covers width x height.
+/// Bytes from one row of a layer image to the next.
+inline std::size_t strideOf(const SliceImage& image) { return image.stride != 0 ? image.stride : image.width; }
+
+/// Whether a layer image can be read: it has pixels, and its size (where it states one) covers its rows.
 inline int checkLayerImage(const SliceImage& image, long long layerIndex) {
     const unsigned long long pixels = static_cast<unsigned long long>(image.width) * image.height;
     if (pixels == 0) return kWriterOk;
@@ -57,7 +60,12 @@ inline int checkLayerImage(const SliceImage& image, long long layerIndex) {
         report("error: layer %lld has no pixels\n", layerIndex);
         return kBadImage;
     }
-    if (pixels > 0x7FFFFFFF || (image.size != 0 && image.size < pixels)) {
+    if (strideOf(image) < image.width) {
+        report("error: layer %lld: %u bytes from row to row for %u pixels\n", layerIndex, image.stride, image.width);
+        return kBadImage;
+    }
+    const unsigned long long bytes = (image.height - 1ull) * strideOf(image) + image.width;
+    if (pixels > 0x7FFFFFFF || (image.size != 0 && image.size < bytes)) {
         report("error: layer %lld: %u bytes given for %u x %u pixels\n", layerIndex, image.size, image.width,
                image.height);
         return kBadImage;

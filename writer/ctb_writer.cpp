@@ -179,7 +179,10 @@ DLPCTB::Layer DLPCTB::encodeLayer(unsigned int layerIndex, const SliceImage& ima
     CTB::LayerDef& entry = *layer.first;
     const bool isBottom = layerIndex < header.bottomLayerCount;
     std::vector<unsigned char> code =
-        CTB::LayerDef::encodeCtbImage(image.pixels.get(), byteCount(image), layerKey, layerIndex);
+        strideOf(image) == image.width
+            ? CTB::LayerDef::encodeCtbImage(image.pixels.get(), byteCount(image), layerKey, layerIndex)
+            : CTB::LayerDef::encodeCtbImage(image.pixels.get(), image.width, image.height,
+                                            static_cast<std::ptrdiff_t>(strideOf(image)), layerKey, layerIndex);
     entry.exposureTime = isBottom ? header.bottomExposureTime : header.exposureTime;
     entry.lightOffDelay = header.lightOffDelay;
     entry.positionZ = static_cast<float>(layerIndex + 1) * header.layerHeight;

@@ -14,7 +14,8 @@ constexpr int kFrontEndFormat = 2;
 
 /// Appends a layer's runs to a list that is not emptied first.
 void appendRuns(const SliceImage& image, std::vector<unsigned char>& packed) {
-    grayDataPackedRuns(image.pixels.get(), static_cast<int>(image.width), static_cast<int>(image.height), packed);
+    grayDataPackedRuns(image.pixels.get(), static_cast<int>(image.width), static_cast<int>(image.height),
+                       static_cast<std::ptrdiff_t>(strideOf(image)), packed);
 }
 
 }  // namespace

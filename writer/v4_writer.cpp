@@ -1,5 +1,6 @@
 #include "writer/v4_writer.h"
 
+#include "ctb/scramble.h"
 #include "io/format_table.h"
 
 #include <algorithm>
@@ -213,14 +214,21 @@ int DLPVNV4::storeLayer(std::size_t index, const SliceImage& image, double area)
 void DLPVNV4::encodeInto(VNDLPV4::LayerDef& layer, unsigned index, const SliceImage& image) {
     const VNDLPV4::HeaderSettings& header = *m_writer.headerSettings();
     const unsigned char* pixels = image.pixels.get();
+    const auto row = [pixels, stride = strideOf(image)](unsigned y) { return pixels + y * stride; };
+    const bool isPadded = strideOf(image) != image.width;
     if (m_beadFields.isPrepared() && image.width != 0) {
         const BeadFieldPool::Lease beads = m_beadFields.take();
+        if (isPadded) {
+            layer.data = VNDLPV4::LayerDef::encodeImage_16k(image.width, image.height, row, 0, index);
+            layer.setBeadMask(VNDLPV4::LayerDef::beadMaskOfCode(layer.data, image.width, *beads));
+            CTB::scramble(header.encryptionKey, index, layer.data.data(), layer.data.size());
+            return;
+        }
         std::vector<unsigned char> mask;
         layer.data = VNDLPV4::LayerDef::encodeImageSubZone(pixels, image.width, image.height, header.encryptionKey,
                                                            index, *beads, mask);
         layer.setBeadMask(mask);
-    } else if (VNDLPV4::LayerDef::is16k(image.width, image.height)) {
-        const auto row = [&](unsigned y) { return pixels + static_cast<std::size_t>(y) * image.width; };
+    } else if (isPadded || VNDLPV4::LayerDef::is16k(image.width, image.height)) {
         layer.data = VNDLPV4::LayerDef::encodeImage_16k(image.width, image.height, row, header.encryptionKey, index);
     } else {
         layer.data = VNDLPV4::LayerDef::encodeImage(pixels, pixelCount(image), header.encryptionKey, index);

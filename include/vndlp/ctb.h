@@ -270,6 +270,12 @@ struct VNDLP_API LayerDef : RecordStreams {
     /// \param layerIndex index of the layer, which the scrambling depends on.
     static std::vector<unsigned char> encodeCtbImage(unsigned char* pixels, unsigned int size, unsigned int key,
                                                      unsigned int layerIndex);
+    /// The same for an image with padding behind its rows.
+    /// \param pixels the first of `height` rows of `width` grey bytes each.
+    /// \param stride bytes from one row to the next; negative where rows are stored bottom up.
+    static std::vector<unsigned char> encodeCtbImage(const unsigned char* pixels, unsigned int width,
+                                                     unsigned int height, std::ptrdiff_t stride, unsigned int key,
+                                                     unsigned int layerIndex);
     /// Reads and decodes this layer's image: `dataSize` bytes at `dataOffset` of the `FileRead`. The position stays
     /// behind them; `data` is not used.
     /// \return width x height grey bytes, 0 where the code ends early (so all 0 for a `dataSize` of 0); what it holds

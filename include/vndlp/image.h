@@ -6,6 +6,7 @@
 
 #include <vndlp/export.h>
 
+#include <cstddef>
 #include <vector>
 
 namespace vndlp {
@@ -138,6 +139,12 @@ VNDLP_API void bits2WhiteData(const unsigned char* const in, WhiteData& run);
 /// \param data   width x height bytes, row-major, no padding.
 /// \param packed receives 6 bytes a run behind what it holds.
 VNDLP_API void grayDataPackedRuns(const unsigned char* data, int width, int height, std::vector<unsigned char>& packed);
+
+/// The same for an image with padding behind its rows.
+/// \param data   the first of `height` rows.
+/// \param stride bytes from one row to the next; negative where rows are stored bottom up.
+VNDLP_API void grayDataPackedRuns(const unsigned char* data, int width, int height, std::ptrdiff_t stride,
+                                  std::vector<unsigned char>& packed);
 
 /// Paints runs into a grey image, the way back from `grayDataVecWhiteData`. What lies outside the image is left out.
 /// \param pixels width x height bytes, row-major; pixels under no run keep their value.

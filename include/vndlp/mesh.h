@@ -25,7 +25,7 @@ namespace vndlp {
 namespace detail {
 /// Refers to the marker from everything that includes this header.
 #if defined(__has_attribute)
-#if __has_attribute(retain)
+#if defined(__ELF__) && __has_attribute(retain)
 __attribute__((retain))  // linkers that drop what nothing refers to keep it
 #endif
 #if __has_attribute(used)

@@ -25,13 +25,15 @@ namespace vndlp {
 
 /// An image handed to a writer. Copies share the pixels; the front end never copies pixel bytes.
 ///
-/// Layers: 8-bit grey, one byte a pixel, row by row from the top row, stride = width. Previews: three bytes a pixel
-/// (blue, green, red) for CTB and V4; the V2 and line writers do not write the previews they are given.
+/// Layers: 8-bit grey, one byte a pixel, row by row from the top row, `stride` bytes from one row to the next.
+/// Previews: three bytes a pixel (blue, green, red) for CTB and V4; the V2 and line writers do not write the previews
+/// they are given.
 struct SliceImage {
     unsigned int size = 0;  ///< bytes of the pixels
     unsigned int width = 0;
     unsigned int height = 0;
     std::shared_ptr<unsigned char[]> pixels;
+    unsigned int stride = 0;  ///< layers: bytes from one row to the next, at least `width`; 0: `width`
 };
 
 /// Writes one slice file. Made by `createDLPWriter`; the public members are set between that and `writeHeader`.

@@ -4,7 +4,7 @@
 #   SOURCE_DIR, WORK_DIR
 #   BUILD_DIR       the build this test belongs to, made without trimesh2
 #   LIBRARY         that build's libvndlp
-#   CXX_COMPILER, CXX_FLAGS, GENERATOR, WITH_LIBDEFLATE
+#   C_COMPILER, CXX_COMPILER, CXX_FLAGS, GENERATOR, WITH_LIBDEFLATE
 include(${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake)
 
 set(common -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CXX_FLAGS} -DCMAKE_BUILD_TYPE=)
@@ -47,8 +47,8 @@ run(${with})
 run_failing(vndlp_built_with_trimesh2 ${link} -Wl,--gc-sections ${WORK_DIR}/with.o ${against_own})
 
 # the installed tree
-set(package ${CMAKE_COMMAND} -DBUILD_DIR=${build} -DWITH_TRIMESH2=ON -DCXX_COMPILER=${CXX_COMPILER}
-            -DCXX_FLAGS=${CXX_FLAGS} -DGENERATOR=${GENERATOR})
+set(package ${CMAKE_COMMAND} -DBUILD_DIR=${build} -DWITH_TRIMESH2=ON -DC_COMPILER=${C_COMPILER}
+            -DCXX_COMPILER=${CXX_COMPILER} -DCXX_FLAGS=${CXX_FLAGS} -DGENERATOR=${GENERATOR})
 set(script -P ${SOURCE_DIR}/tests/package/run.cmake)
 run(${package} -DWORK_DIR=${WORK_DIR}/package ${script})
 # an absolute directory for headers must not lie in the source tree, where the build directory may be

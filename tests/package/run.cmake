@@ -1,14 +1,22 @@
-# Installs a build, moves the tree, and builds and runs a program against it through find_package and pkg-config.
+# Installs a build, moves the tree, holds its files against files.txt, and builds and runs programs against it through
+# find_package and pkg-config.
 #   BUILD_DIR       the build to install
 #   WORK_DIR        removed and made anew
 #   WITH_TRIMESH2   whether the build took its mesh type from trimesh2
 #   STATIC          whether the library is static
 #   ABSOLUTE_DIR    set when CMAKE_INSTALL_*DIR of the build are absolute, below this directory: nothing is moved then
-#   CXX_COMPILER, CXX_FLAGS, GENERATOR
+#   TOOLS           whether the program is installed too; then the list of files is compared
+#   VERSION         of the library
+#   UPDATE          set to write files.txt anew
+#   C_COMPILER, CXX_COMPILER, CXX_FLAGS, GENERATOR
 include(${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake)
 
 file(REMOVE_RECURSE ${WORK_DIR})
-foreach(component library dev)
+set(components library dev)
+if(TOOLS)
+  list(APPEND components tools)
+endif()
+foreach(component IN LISTS components)
   run(${CMAKE_COMMAND} --install ${BUILD_DIR} --component ${component} --prefix ${WORK_DIR}/first)
 endforeach()
 if(ABSOLUTE_DIR)
@@ -20,6 +28,23 @@ else()
   set(tree ${WORK_DIR}/moved)
   file(RENAME ${WORK_DIR}/first ${tree})
   set(where -DCMAKE_PREFIX_PATH=${tree})
+endif()
+file(GLOB_RECURSE pc ${tree}/*/vndlp.pc)
+get_filename_component(pc_dir ${pc} DIRECTORY)
+get_filename_component(lib_dir ${pc_dir} DIRECTORY)
+
+if(TOOLS AND NOT STATIC AND NOT WITH_TRIMESH2)
+  file(GLOB_RECURSE files RELATIVE ${tree} ${tree}/*)
+  file(RELATIVE_PATH lib ${tree} ${lib_dir})
+  list(TRANSFORM files REPLACE "^${lib}/" "LIBDIR/")
+  list(TRANSFORM files REPLACE "so\\.${VERSION}$" "so.VERSION")
+  list(TRANSFORM files REPLACE "vndlp-targets-[a-z]+" "vndlp-targets-BUILD")
+  list(SORT files)
+  compare_list(${CMAKE_CURRENT_LIST_DIR}/files.txt "${files}")
+  run(${tree}/bin/vndlp --version OUTPUT output)
+  expect_text("${output}" "vndlp ${VERSION}")
+  file(READ ${CMAKE_CURRENT_LIST_DIR}/../../packaging/vcpkg/vndlp/vcpkg.json port)
+  expect_text("${port}" "\"version\": \"${VERSION}\"")
 endif()
 
 # nothing remembers where it was built, and only the mesh header in use is there
@@ -47,33 +72,28 @@ if(NOT compat_count EQUAL expected_compat_count)
   message(FATAL_ERROR "trimesh_compat.h is installed ${compat_count} times, expected ${expected_compat_count}")
 endif()
 
-function(expect_output output)
-  string(FIND "${output}" "${expected}" at)
-  if(at LESS 0)
-    message(FATAL_ERROR "the program said \"${output}\", not \"${expected}\"")
-  endif()
-endfunction()
-
 # find_package
 run(${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR} -B ${WORK_DIR}/find_package -G ${GENERATOR}
-    -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CXX_FLAGS} ${where})
+    -DCMAKE_C_COMPILER=${C_COMPILER} -DCMAKE_CXX_COMPILER=${CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CXX_FLAGS}
+    -DCMAKE_C_FLAGS=${CXX_FLAGS} ${where})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/find_package)
 run(${WORK_DIR}/find_package/consumer ${WORK_DIR}/a.vnline OUTPUT output)
-expect_output("${output}")
+expect_text("${output}" "${expected}")
+run(${WORK_DIR}/find_package/c_consumer)
 
 # pkg-config
-file(GLOB_RECURSE pc ${tree}/*/vndlp.pc)
-get_filename_component(pc_dir ${pc} DIRECTORY)
-get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
 set(query --cflags --libs vndlp)
 if(STATIC)
   list(APPEND query --static)
 endif()
 run(${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir} ${PKG_CONFIG} ${query} OUTPUT flags)
-separate_arguments(flags UNIX_COMMAND "${flags}")
+separate_arguments(flags UNIX_COMMAND "${flags} -Wl,-rpath,${lib_dir}")
 separate_arguments(own_flags UNIX_COMMAND "${CXX_FLAGS}")
-run(${CXX_COMPILER} ${own_flags} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/consumer ${flags}
-    -Wl,-rpath,${lib_dir})
+run(${CXX_COMPILER} ${own_flags} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/consumer ${flags})
 run(${WORK_DIR}/consumer ${WORK_DIR}/a.vnline OUTPUT output)
-expect_output("${output}")
+expect_text("${output}" "${expected}")
+if(NOT CXX_FLAGS MATCHES "-fsanitize")
+  run(${C_COMPILER} -std=c99 ${CMAKE_CURRENT_LIST_DIR}/consumer.c -o ${WORK_DIR}/c_consumer ${flags})
+  run(${WORK_DIR}/c_consumer)
+endif()

@@ -4,7 +4,11 @@
 
 #include "support/bytes.h"
 
+#if defined(_WIN32)
+#include "support/windows.h"
+#else
 #include <sys/resource.h>
+#endif
 #include <unistd.h>
 
 #include <csignal>

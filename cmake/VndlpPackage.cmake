@@ -1,0 +1,52 @@
+# Packages: `cpack -G DEB` makes the library's, its -dev and the program's; `cpack -G TGZ` one archive of all.
+
+set(CPACK_PACKAGE_NAME vndlp)
+set(CPACK_PACKAGE_VENDOR "vndlp developers")
+set(CPACK_PACKAGE_CONTACT "vndlp developers <vndlp@example.org>")
+set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+                                                WORLD_READ WORLD_EXECUTE)
+if(VNDLP_BUILD_TOOLS)
+  set(CPACK_COMPONENTS_ALL library dev tools)
+else()
+  set(CPACK_COMPONENTS_ALL library dev)
+endif()
+
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+# man pages, copyright and changelog as Debian wants them
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/debian/complete.cmake)
+set(CPACK_VNDLP_DEBIAN_DIR ${PROJECT_SOURCE_DIR}/packaging/debian)
+
+set(about "These are the vendor DLP container, its line variant, CTB and V4: what a\nslicer hands to the printer.")
+set(soversion ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set(exactly "libvndlp${soversion} (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libvndlp${soversion})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+    "slice files of resin 3D printers - shared library\nReads, writes and checks the slice files of masked-LCD and DLP printers.\n${about}")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvndlp-dev)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_COMPONENT_DEV_DESCRIPTION
+    "slice files of resin 3D printers - development files\nHeaders, CMake package and pkg-config file of libvndlp, with which a slicer\nwrites and reads the files of masked-LCD and DLP printers.\n${about}")
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${exactly}")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vndlp)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "slice files of resin 3D printers - program\nConverts print jobs into slice files of masked-LCD and DLP printers,\ndescribes and verifies such files, extracts layers and estimates print times.\n${about}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${exactly}")
+
+include(CPack)

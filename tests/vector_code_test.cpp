@@ -1,0 +1,226 @@
+// Everything that has vector code, with every instruction set, beside its plain form.
+
+#include "support/bytes.h"
+#include "support/ctb.h"
+#include "support/files.h"
+#include "support/instruction_sets.h"
+
+#include <vndlp/checksum.h>
+#include <vndlp/ctb.h>
+#include <vndlp/image.h>
+#include <vndlp/v4.h>
+#include <vndlp/writer.h>
+
+#include <random>
+
+namespace vndlp::test {
+namespace {
+
+using Pixels = std::vector<unsigned char>;
+
+struct Image {
+    int width;
+    int height;
+    std::ptrdiff_t stride;
+    Pixels pixels;
+
+    unsigned char at(int x, int y) const { return pixels[static_cast<std::size_t>(y * stride + x)]; }
+};
+
+/// An image of which `changing` of 1000 pixels differ from the one above; those of padding always do.
+Image makeImage(int width, int height, int padding, unsigned changing) {
+    static constexpr unsigned char kGreys[] = {0, 0, 0, 255, 255, 15, 16, 1, 2, 128, 254};
+    std::mt19937 random(static_cast<unsigned>(width * height) + changing);
+    Image image{width, height, width + padding, {}};
+    image.pixels.resize(static_cast<std::size_t>(image.stride * height));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < image.stride; ++x) {
+            const bool changes = x >= width || random() % 1000 < changing;
+            const unsigned char above = y == 0 ? 0 : image.at(x, y - 1);
+            image.pixels[static_cast<std::size_t>(y * image.stride + x)] =
+                changes ? kGreys[random() % std::size(kGreys)] : above;
+        }
+    }
+    return image;
+}
+
+/// The runs by walking down every column.
+Bytes plainRuns(const Image& image) {
+    Bytes packed;
+    for (int x = 0; x < image.width; ++x) {
+        for (int y = 0; y < image.height;) {
+            const unsigned char grey = image.at(x, y);
+            const int first = y;
+            while (y < image.height && image.at(x, y) == grey) ++y;
+            if (grey <= 15) continue;
+            const std::uint64_t run = static_cast<std::uint64_t>(first & 0x1FFF) << 35 |
+                                      static_cast<std::uint64_t>((y - 1) & 0x1FFF) << 22 |
+                                      static_cast<std::uint64_t>(x & 0x3FFF) << 8 | grey;
+            for (int shift = 40; shift >= 0; shift -= 8) packed.push_back(static_cast<unsigned char>(run >> shift));
+        }
+    }
+    return packed;
+}
+
+Bytes packedRuns(const Image& image) {
+    std::vector<unsigned char> packed;
+    grayDataPackedRuns(image.pixels.data(), image.width, image.height, image.stride, packed);
+    return Bytes(packed.begin(), packed.end());
+}
+
+TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
+    struct Case {
+        int width;
+        int height;
+        int padding;
+        unsigned changing;
+    };
+    const Case cases[] = {
+        {1, 1, 0, 1000},      {130, 9, 3, 0},     {127, 65, 1, 20},
+        {129, 300, 0, 300},   {200, 131, 7, 900},  // walked: tiles and what is left of them
+        {64, 2049, 0, 700},   {17000, 20, 5, 30},  // more columns than are compared at once
+        {4096, 2400, 0, 119},                      // more changes than are noted at once: parted
+    };
+    for (const Case& c : cases) {
+        const Image image = makeImage(c.width, c.height, c.padding, c.changing);
+        const Bytes expected = plainRuns(image);
+        withEachInstructionSet([&] {
+            ASSERT_TRUE(sameBytes(packedRuns(image), expected)) << c.width << " x " << c.height << ' ' << c.changing;
+        });
+    }
+}
+
+TEST(VectorCode, TakesRowsFromTheBottomUp) {
+    const Image image = makeImage(130, 40, 2, 50);
+    Image turned = image;
+    for (int y = 0; y < image.height; ++y) {
+        std::copy_n(image.pixels.begin() + (image.height - 1 - y) * image.stride, image.stride,
+                    turned.pixels.begin() + y * image.stride);
+    }
+    std::vector<unsigned char> packed;
+    const unsigned char* const last = turned.pixels.data() + (image.height - 1) * image.stride;
+    grayDataPackedRuns(last, image.width, image.height, -image.stride, packed);
+    EXPECT_TRUE(sameBytes(Bytes(packed.begin(), packed.end()), plainRuns(image)));
+    EXPECT_EQ(CTB::LayerDef::encodeCtbImage(last, 130, 40, -image.stride, 0, 0),
+              CTB::LayerDef::encodeCtbImage(image.pixels.data(), 130, 40, image.stride, 0, 0));
+}
+
+/// A comparison a pixel.
+Pixels plainCode(const Pixels& pixels) {
+    Pixels code;
+    unsigned char grey = 0;
+    unsigned int count = 0;
+    for (const unsigned char pixel : pixels) {
+        if (count > 0 && pixel >> 1 != (grey & 0x7F)) {
+            CTB::LayerDef::addRep(count, grey, code);
+            count = 0;
+        }
+        grey = static_cast<unsigned char>(pixel >> 1);
+        ++count;
+    }
+    CTB::LayerDef::addRep(count, grey, code);
+    return code;
+}
+
+TEST(VectorCode, CodesRunsLikeThePlainLoop) {
+    std::mt19937 random(5);
+    for (int round = 0; round < 60; ++round) {
+        // from noise to runs far longer than a vector, in images of every length around one
+        const std::size_t longest = std::size_t{1} << round % 12;
+        const std::size_t size = round < 30 ? 50 + static_cast<std::size_t>(round) * 17 : 70000;
+        Pixels pixels;
+        while (pixels.size() < size) pixels.insert(pixels.end(), random() % longest + 1, random() & 0xFF);
+        pixels.resize(size);
+        const Pixels expected = plainCode(pixels);
+        withEachInstructionSet([&] {
+            const auto count = static_cast<unsigned>(size);
+            ASSERT_EQ(CTB::LayerDef::encodeCtbImage(pixels.data(), count, 0, 0), expected) << round;
+            ASSERT_EQ(VNDLPV4::LayerDef::encodeImage(pixels.data(), size, 0, 0), expected) << round;
+            // pieces that begin and end within runs
+            const auto row = [&](unsigned y) { return pixels.data() + y * (count / 10); };
+            ASSERT_EQ(VNDLPV4::LayerDef::encodeImage_16k(count / 10, 10, row, 0, 0),
+                      plainCode({pixels.begin(), pixels.begin() + count / 10 * 10}))
+                << round;
+        });
+    }
+}
+
+class VectorSum : public FileTest {};
+
+TEST_F(VectorSum, IsThatOfTheBytes) {
+    const Image noise = makeImage(1000, 70, 0, 1000);
+    for (const std::size_t size : {0u, 1u, 31u, 127u, 128u, 129u, 65535u, 65537u}) {
+        const Pixels bytes(noise.pixels.begin(), noise.pixels.begin() + static_cast<std::ptrdiff_t>(size));
+        unsigned char sum = 0;
+        for (const unsigned char byte : bytes) sum ^= byte;
+        Pixels file = bytes;
+        file.insert(file.end(), 4, 0);
+        writeFile(path("f"), file);
+        withEachInstructionSet([&] {
+            EXPECT_EQ(CheckSum::instance().getFileSumXor(path("f").c_str()), static_cast<signed char>(sum)) << size;
+        });
+    }
+}
+
+class PaddedLayers : public FileTest {
+protected:
+    /// A file of one layer, none where the layer is refused; with bead masks where the format has them.
+    Bytes job(const std::string& name, const Image& image) const {
+        const std::unique_ptr<DLPWriter> writer(createDLPWriter(path(name)));
+        writer->filePath = path(name);
+        writer->layerCount = 1;
+        writer->resolutionX = 150;
+        writer->resolutionY = 70;
+        SliceImage layer;
+        layer.width = static_cast<unsigned>(image.width);
+        layer.height = static_cast<unsigned>(image.height);
+        layer.stride = static_cast<unsigned>(image.stride);
+        layer.size = static_cast<unsigned>(image.pixels.size());
+        layer.pixels.reset(new unsigned char[layer.size]);
+        std::copy(image.pixels.begin(), image.pixels.end(), layer.pixels.get());
+        SliceImage preview;
+        preview.width = preview.height = 2;
+        preview.size = 12;
+        preview.pixels.reset(new unsigned char[preview.size]());
+        std::vector<SliceImage> previews(3, preview);
+        printedBy([&] {
+            EXPECT_EQ(writer->openFile(), 0);
+            EXPECT_EQ(writer->writeHeader(previews), 0);
+            if (name == "beads.vndlpv4") writer->prepareLampBeadCal(1);
+            const int added = writer->addLayerImage(0, layer, 1, 8);
+            EXPECT_EQ(writer->finish(), added);
+            if (added < 0) std::filesystem::remove(path(name));
+        });
+        return readFile(path(name));
+    }
+};
+
+TEST_F(PaddedLayers, GiveTheFilesOfPlainOnes) {
+    const Image padded = makeImage(150, 70, 9, 100);
+    Image plain{padded.width, padded.height, padded.width, {}};
+    for (int y = 0; y < padded.height; ++y) {
+        for (int x = 0; x < padded.width; ++x) plain.pixels.push_back(padded.at(x, y));
+    }
+    for (const char* name : {"a.vndlp", "a.ctb", "a.vndlpv4", "beads.vndlpv4"}) {
+        Bytes a = job(name, padded);
+        Bytes b = job(name, plain);
+        // CTB files of different seconds have different keys
+        for (int again = 0; again < 3 && a != b; ++again) {
+            a = job(name, padded);
+            b = job(name, plain);
+        }
+        EXPECT_FALSE(a.empty()) << name;
+        EXPECT_TRUE(sameBytes(a, b)) << name;
+    }
+}
+
+TEST_F(PaddedLayers, AreRefusedWhereRowsOverlapOrLieOutside) {
+    Image image = makeImage(150, 70, 9, 100);
+    for (const std::ptrdiff_t stride : {149, 160}) {
+        image.stride = stride;
+        for (const char* name : {"a.vndlp", "a.ctb", "a.vndlpv4"}) EXPECT_TRUE(job(name, image).empty()) << stride;
+    }
+}
+
+}  // namespace
+}  // namespace vndlp::test
