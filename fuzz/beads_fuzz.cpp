@@ -55,6 +55,8 @@ void build(Choices& choices, VNDLPV4::LampBeadCal& field) {
 
 void run(const Bytes& input) {
     Choices choices(input);
+    // the tables of a field, whatever the numbers it is built of
+    allowBytes(64 << 20);
     VNDLPV4::LampBeadCal field;
     build(choices, field);
     Bytes mask(field.m_maskBytes);

@@ -55,7 +55,7 @@ void noteRelease(const volatile void* address) {
 
 namespace vndlp::fuzz {
 
-void allowBytes(std::size_t count) { bytesAllowed += static_cast<long long>(count); }
+void allowBytes(long long count) { bytesAllowed += count; }
 
 }  // namespace vndlp::fuzz
 

@@ -25,8 +25,8 @@ constexpr std::size_t kBytesPerInputByte = 16;
 /// Tries one input; never empty.
 void run(const Bytes& input);
 
-/// Lets the input use this much more: the pixels of an image that is asked for.
-void allowBytes(std::size_t count);
+/// Lets the input use this much more, such as the pixels of an image that is asked for; less with a negative count.
+void allowBytes(long long count);
 
 inline void require(bool holds, int line = __builtin_LINE()) {
     if (holds) return;

@@ -32,7 +32,7 @@ void readJob(const std::string& path) {
 void run(const Bytes& input) {
     const test::MemoryFile file(input);
     // an archive's directory is kept in records with a name each
-    allowBytes(64 * input.size());
+    allowBytes(64 * static_cast<long long>(input.size()));
     try {
         readJob(file.path());
     } catch (const tools::Failure&) {

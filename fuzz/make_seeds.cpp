@@ -32,12 +32,10 @@ void save(const fs::path& folder, const std::string& name, const Bytes& bytes) {
     if (!file.flush()) throw std::runtime_error((folder / name).string() + ": cannot be written");
 }
 
-Bytes bytesOf(const fs::path& path) {
+Bytes fileBytes(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(file), {});
 }
-
-Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
 /// The last byte chooses what a target does with a file, so each file comes with several.
 void saveWithKnobs(const fs::path& folder, const std::string& name, const Bytes& file) {
@@ -54,7 +52,7 @@ void saveFiles(const fs::path& out) {
     for (const test::FileKind& kind : test::everyKind()) {
         const fs::path path = out / ("file" + kind.ending);
         if (kind.write(path.string()) != 0) throw std::runtime_error(path.string() + ": cannot be written");
-        const Bytes input = fuzz::withMarks(bytesOf(path));
+        const Bytes input = fuzz::withMarks(fileBytes(path));
         fs::remove(path);
         const bool isLine = kind.ending == ".vnline";
         if (kind.ending == ".ctb") saveWithKnobs(out / "ctb_read_fuzz", kind.name, input);
@@ -95,6 +93,8 @@ void saveBytes(const fs::path& out) {
 }
 
 #if defined(VNDLP_FUZZ_TOOLS)
+Bytes bytesOf(const std::string& text) { return Bytes(text.begin(), text.end()); }
+
 void saveZip(const fs::path& folder, const std::string& name, const std::vector<std::pair<std::string, Bytes>>& entries,
              int method) {
     fs::create_directories(folder);

@@ -55,10 +55,22 @@ inline Bytes withPictures(const Bytes& input) {
 
 /// The other way: a file with black pictures as an input.
 inline Bytes withMarks(const Bytes& file) {
+    // the first picture ends at the first byte behind its zeros; some may stand in front of it, too
+    const auto smallest = static_cast<std::ptrdiff_t>(*kPictures[0].sizes.begin());
+    const auto zeros = std::search_n(file.begin(), file.end(), smallest, 0);
+    const auto tag = std::find_if(zeros, file.end(), [](unsigned char byte) { return byte != 0; });
+    if (tag == file.end()) return file;
+    const auto begin = tag - smallest;
     // the second kind's pictures begin with the first's
     for (const std::size_t kind : {1u, 2u, 0u}) {
-        Bytes input = replaceFirst(file, kPictures[kind].bytes(), markOf(kPictures[kind]));
-        if (input.size() != file.size()) return input;
+        const Bytes pictures = kPictures[kind].bytes();
+        const auto size = static_cast<std::ptrdiff_t>(pictures.size());
+        if (file.end() - begin < size || !std::equal(pictures.begin(), pictures.end(), begin)) continue;
+        const Bytes mark = markOf(kPictures[kind]);
+        Bytes input(file.begin(), begin);
+        input.insert(input.end(), mark.begin(), mark.end());
+        input.insert(input.end(), begin + size, file.end());
+        return input;
     }
     return file;
 }

@@ -145,7 +145,7 @@ void run(const Bytes& input) {
     Choices choices(input);
     const unsigned int format = choices.upTo(3);
     // a V4 writer comes with its bead field
-    allowBytes(std::size_t{32} << 20);
+    allowBytes(32 << 20);
     const std::unique_ptr<DLPWriter> writer(createDLPWriter(std::string("job") + kEndings[format]));
     const test::MemoryFile file;
     writer->filePath = file.path();

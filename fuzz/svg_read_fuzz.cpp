@@ -8,7 +8,7 @@ namespace vndlp::fuzz {
 
 void run(const Bytes& input) {
     // a tree of records for every element and attribute
-    allowBytes(256 * input.size());
+    allowBytes(256 * static_cast<long long>(input.size()));
     try {
         tools::readSvg(input, "input");
     } catch (const tools::Failure&) {

@@ -4,6 +4,7 @@
 #include "io/format_table.h"
 #include "io/platform.h"
 #include "io/report.h"
+#include "io/wrapping.h"
 #include "io/xor_sum.h"
 
 #include <algorithm>
@@ -100,12 +101,12 @@ template <class Step>
 }
 
 /// Absolute value in 32-bit arithmetic: the most negative value stays itself.
-std::uint32_t magnitude(std::uint32_t value) { return value >> 31 != 0 ? 0 - value : value; }
+std::uint32_t magnitude(std::uint32_t value) { return value >> 31 != 0 ? wrappingDifference(0u, value) : value; }
 
 bool xorSumsAgree(std::uint32_t computed, std::uint32_t stored) {
     const std::uint32_t c = magnitude(computed);
     const std::uint32_t s = magnitude(stored);
-    return c == s || c + s == 0x100;
+    return c == s || wrappingSum(c, s) == 0x100;
 }
 
 template <class Step>

@@ -16,7 +16,7 @@ namespace vndlp::test {
 
 inline std::uint32_t u32At(const std::vector<unsigned char>& bytes, std::size_t offset) {
     std::uint32_t value = 0;
-    for (std::size_t i = 4; i-- > 0;) value = value << 8 | bytes.at(offset + i);
+    for (const std::size_t i : {3u, 2u, 1u, 0u}) value = value << 8 | bytes.at(offset + i);
     return value;
 }
 
