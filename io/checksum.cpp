@@ -4,6 +4,7 @@
 #include "io/format_table.h"
 #include "io/platform.h"
 #include "io/report.h"
+#include "io/seal.h"
 #include "io/wrapping.h"
 #include "io/xor_sum.h"
 
@@ -189,6 +190,12 @@ int CheckSum::getFileVersionInfo(const char* path, std::string& versionName, int
 
 namespace {
 
+/// What appending an XOR sum says of its failure.
+int reportedXor(int code) {
+    if (code == kTrailerIo) report("appendFileSumXor error -4\n");
+    return code;
+}
+
 /// Sniffs and announces the file, then hands over to the member for its kind of sum.
 template <class Xor, class Crc32>
 int dispatch(CheckSum& sums, const char* path, Xor&& xorMember, Crc32&& crcMember) {
@@ -218,6 +225,36 @@ int CheckSum::appendFileSum(const char* path) {
         *this, path, [&] { return appendFileSumXor(path); }, [&] { return appendFileSumCrc32(path); });
 }
 
+namespace {
+
+/// Appends a sum that is known, unless the file is not as long as what was summed.
+/// \return false then.
+bool appendKnown(const char* path, long long length, std::uint32_t sum, int& code) {
+    File file(platform::openFile(path, "rb+"));
+    if (file == nullptr || lengthOf(file.get()) != length) return false;
+    code = writeTrailer(std::move(file), sum);
+    return true;
+}
+
+}  // namespace
+
+int appendKnownSum(const std::string& path, const RunningSum& sum) {
+    CheckSum& sums = CheckSum::instance();
+    if (!sum.known()) return sums.appendFileSum(path.c_str());
+    int code = kOk;
+    return dispatch(
+        sums, path.c_str(),
+        [&] {
+            if (!appendKnown(path.c_str(), sum.length(), sum.xorSum(), code))
+                return sums.appendFileSumXor(path.c_str());
+            return reportedXor(code);
+        },
+        [&] {
+            return appendKnown(path.c_str(), sum.length(), sum.crc(), code) ? code
+                                                                            : sums.appendFileSumCrc32(path.c_str());
+        });
+}
+
 int CheckSum::checkFileSum(const char* path) {
     return dispatch(
         *this, path, [&] { return checkFileSumXor(path); }, [&] { return checkFileSumCrc32(path); });
@@ -237,9 +274,7 @@ int CheckSum::appendFileSumCrc32(const char* path) {
 
 int CheckSum::appendFileSumXor(const char* path) {
     if (path == nullptr) return kNullPath;
-    const int code = appendSum(path, continueXor);
-    if (code == kTrailerIo) report("appendFileSumXor error -4\n");
-    return code;
+    return reportedXor(appendSum(path, continueXor));
 }
 
 int CheckSum::checkFileSumCrc32(const char* path) {

@@ -1,6 +1,7 @@
 #include "vndlp/streams.h"
 
 #include "io/platform.h"
+#include "io/running_sum.h"
 
 #include <algorithm>
 #include <bit>
@@ -169,7 +170,8 @@ FileWrite::FileWrite()
       m_fileOrder(byteOrderJudge()),
       m_stream(nullptr),
       m_failed(false),
-      m_failureCode(0) {}
+      m_failureCode(0),
+      m_sumPosition(0) {}
 
 FileWrite::FileWrite(std::string path, int mode) : FileWrite() { open(std::move(path), mode); }
 
@@ -184,6 +186,7 @@ int FileWrite::open(std::string path, int /*mode*/) {
     if (m_stream != nullptr) std::fclose(m_stream);
     m_failed = false;
     m_failureCode = 0;
+    m_sum.reset();
     m_stream = platform::openFile(path.c_str(), "wb");
     if (m_stream == nullptr) return -1;
     m_fileName = std::move(path);
@@ -227,9 +230,17 @@ long long FileWrite::position() {
 
 bool FileWrite::move(long long offset, int origin) {
     errno = 0;
-    if (platform::seek(m_stream, offset, origin) == 0) return true;
+    if (platform::seek(m_stream, offset, origin) == 0) {
+        if (m_sum != nullptr) m_sumPosition = platform::tell(m_stream);
+        return true;
+    }
     noteFailure();
     return false;
+}
+
+void FileWrite::keepSum() {
+    m_sum = std::make_unique<RunningSum>();
+    m_sumPosition = 0;
 }
 
 long long FileWrite::fileLength() {
@@ -278,7 +289,13 @@ void FileWrite::writeRawData(const char* buf, int n) {
 void FileWrite::writeBytes(const unsigned char* buf, std::size_t size) {
     if (size == 0) return;
     errno = 0;
-    if (m_stream == nullptr || std::fwrite(buf, 1, size, m_stream) != size) noteFailure();
+    if (m_stream == nullptr || std::fwrite(buf, 1, size, m_stream) != size) {
+        noteFailure();
+        return;
+    }
+    if (m_sum == nullptr) return;
+    m_sum->add(m_sumPosition, buf, size);
+    m_sumPosition += static_cast<long long>(size);
 }
 
 void FileWrite::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }

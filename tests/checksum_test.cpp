@@ -1,3 +1,4 @@
+#include "io/running_sum.h"
 #include "support/bytes.h"
 #include "support/files.h"
 
@@ -194,6 +195,42 @@ TEST_F(ChecksumTest, ATrailerThatDoesNotFitIsAFailure) {
     truncate(file, 200);
     EXPECT_EQ(sums().appendFileSumXor(file.c_str()), -4);
     EXPECT_EQ(printed.take(), "appendFileSumXor error -4\n");
+}
+
+TEST(RunningSum, IsThatOfTheBytesHoweverTheyWereWritten) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 50; ++round) {
+        RunningSum sum;
+        Bytes file;
+        for (int write = 0; write < 20; ++write) {
+            // appended, overwritten, or both
+            const std::size_t at = random() % 2 == 0 ? file.size() : random() % (file.size() + 1);
+            Bytes piece(random() % 5000);
+            for (unsigned char& byte : piece) byte = static_cast<unsigned char>(random());
+            sum.add(static_cast<long long>(at), piece.data(), piece.size());
+            if (at + piece.size() > file.size()) file.resize(at + piece.size());
+            std::copy(piece.begin(), piece.end(), file.begin() + static_cast<std::ptrdiff_t>(at));
+        }
+        ASSERT_TRUE(sum.known());
+        EXPECT_EQ(sum.length(), static_cast<long long>(file.size()));
+        EXPECT_EQ(sum.crc(), CheckSum::instance().makeCrc(0, file.data(), static_cast<unsigned>(file.size())));
+        signed char folded = 0;
+        for (const unsigned char byte : file) folded = static_cast<signed char>(folded ^ byte);
+        EXPECT_EQ(static_cast<int>(sum.xorSum()), folded);
+    }
+}
+
+TEST(RunningSum, SaysWhenItIsNotKnown) {
+    const Bytes megabyte(std::size_t{1} << 20, 1);
+    RunningSum gap;
+    gap.add(1, megabyte.data(), 1);
+    EXPECT_FALSE(gap.known());
+    RunningSum late;
+    for (int i = 0; i < 3; ++i) late.add(late.length(), megabyte.data(), megabyte.size());
+    late.add(5, megabyte.data(), 9);
+    EXPECT_TRUE(late.known());
+    late.add((2 << 20) + 5, megabyte.data(), 9);
+    EXPECT_FALSE(late.known()) << "what was there is not remembered";
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include "io/byte_order.h"
 #include "io/format_table.h"
 #include "io/report.h"
+#include "io/running_sum.h"
+#include "io/seal.h"
 #include "vndlp/checksum.h"
 #include "vndlp/container.h"
 #include "vndlp/record_fields.h"
@@ -85,7 +87,10 @@ VndlpWrite::~VndlpWrite() = default;
 
 // the signature is the exported one: NOLINTNEXTLINE(performance-unnecessary-value-param)
 int VndlpWrite::openDlpFile(std::string path) {
-    if (m_output->open(path, 0) == 0) return kOk;
+    if (m_output->open(path, 0) == 0) {
+        m_output->keepSum();
+        return kOk;
+    }
     report("error: %s can't open\n", path.c_str());
     close();
     return kCannotOpen;
@@ -351,7 +356,7 @@ int VndlpWrite::writeTail(int headerType) {
         reportIncompleteFile(path.c_str(), m_output->failureCode());
         return kNotWritten;
     }
-    const int code = CheckSum::instance().appendFileSum(path.c_str());
+    const int code = appendKnownSum(path, *m_output->m_sum);
     if (code == 0) return kOk;
     report("error: write dlp file checksum, ret:%d\n", code);
     return kCheckSum;

@@ -18,6 +18,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace vndlp {
@@ -35,6 +36,8 @@ VNDLP_API BYTEORDER byteOrderJudge();
 /// \param data first byte; may be null when `n` is below 2.
 /// \param n    number of bytes; below 2 nothing happens.
 VNDLP_API void changeByteOrder(char* data, int n);
+
+class RunningSum;
 
 /// Reads one binary file. Owns its C stream and closes it on destruction; cannot be copied.
 class VNDLP_API FileRead {
@@ -252,12 +255,18 @@ private:
     bool move(long long offset, int origin);
     void noteFailure();
 
+    friend class VndlpWrite;
+    /// Keeps the checksums of what is written from now on, until the next `open`; call it behind `open`.
+    void keepSum();
+
     BYTEORDER m_hostOrder;
     BYTEORDER m_fileOrder;
     std::string m_fileName;
     std::FILE* m_stream;
     bool m_failed;
     int m_failureCode;
+    std::unique_ptr<RunningSum> m_sum;
+    long long m_sumPosition;
 };
 
 }  // namespace vndlp
