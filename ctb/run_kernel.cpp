@@ -198,12 +198,13 @@ namespace CTB {
 std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
     constexpr std::ptrdiff_t words = 8;
     constexpr std::ptrdiff_t wordBytes = sizeof(std::uint64_t);
+    constexpr std::uint64_t everyByte = 0x0101010101010101;  // unsigned: the products wrap
     const auto end = static_cast<std::ptrdiff_t>(size);
     ChangeCoder coder(pixels, coding);
     if (!coder.hasRoom(coding.outEnd)) return 0;
     if (coder.isEmpty() || coder.differs(0)) coder.change(0);
     for (std::ptrdiff_t at = 1; at < end; ++at) {
-        const std::uint64_t expected = 0x0101010101010101 * coder.pixel();
+        const std::uint64_t expected = everyByte * coder.pixel();
         for (; end - at >= words * wordBytes; at += words * wordBytes) {
             std::uint64_t differing = 0;
             for (std::ptrdiff_t i = 0; i < words; ++i) {
@@ -211,7 +212,7 @@ std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding&
                 std::memcpy(&word, pixels + at + i * wordBytes, wordBytes);
                 differing |= word ^ expected;
             }
-            if ((differing & 0x0101010101010101 * kGreyBits) != 0) break;
+            if ((differing & everyByte * kGreyBits) != 0) break;
         }
         const std::ptrdiff_t stepEnd = end - at < words * wordBytes ? end : at + words * wordBytes;
         for (; at < stepEnd; ++at) {

@@ -78,7 +78,7 @@ protected:
 /// While this lives numbers have a decimal comma, as in programs that follow the user's language.
 class CommaLocale {
 public:
-    explicit CommaLocale(const std::string& folder) {
+    explicit CommaLocale([[maybe_unused]] const std::string& folder) {
 #if defined(_WIN32)
         m_isSet = std::setlocale(LC_NUMERIC, "German") != nullptr;
 #else

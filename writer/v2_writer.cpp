@@ -82,7 +82,8 @@ int DLPVNV2::setLayerImageAt(int layerIndex, const SliceImage& image, double are
     const unsigned long long previous = m_doneCount.fetch_add(1);
     if (previous >= m_pendingIndex.size()) {
         // openFile may have made the run table longer than the others, ordered layers the others longer
-        writePending(std::min(m_pendingRuns.size(), m_pendingIndex.size()));
+        const std::size_t count = std::min(m_pendingRuns.size(), m_pendingIndex.size());
+        for (std::size_t i = 0; i < count; ++i) writeLayer(m_pendingIndex[i], m_pendingRuns[i]);
         clearPending();
     }
     return kWriterOk;
@@ -92,23 +93,26 @@ int DLPVNV2::setLayerImageAt(int layerIndex, const SliceImage& image, double are
 /// appended to them once more: a long-standing habit that files after indexed delivery show.
 void DLPVNV2::flushPending() {
     m_pendingRuns.resize(m_pendingIndex.size());
-    for (std::size_t i = 0; i < m_pendingIndex.size(); ++i) appendRuns(m_pendingImages[i], m_pendingRuns[i]);
-    writePending(m_pendingIndex.size());
+    for (std::size_t i = 0; i < m_pendingIndex.size(); ++i) {
+        // one buffer for all layers delivered in order: fresh memory costs as much as the writing
+        std::vector<unsigned char>& runs = m_pendingRuns[i].empty() ? m_runs : m_pendingRuns[i];
+        m_runs.clear();
+        appendRuns(m_pendingImages[i], runs);
+        writeLayer(m_pendingIndex[i], runs);
+    }
     clearPending();
 }
 
-void DLPVNV2::writePending(std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto index = static_cast<std::size_t>(m_pendingIndex[i]);
-        unsigned int area = 0;
-        if (index < m_layerAreas.size()) {
-            area = static_cast<unsigned int>(m_layerAreas[index]);
-        } else {
-            report("error: layer index %d given, %zu layers were delivered\n", m_pendingIndex[i], m_layerAreas.size());
-            m_failure.note(kBadLayerIndex);
-        }
-        m_failure.note(m_writer.writeLayerPackedRuns(m_pendingRuns[i], &area));
+void DLPVNV2::writeLayer(int layerIndex, const std::vector<unsigned char>& runs) {
+    const auto index = static_cast<std::size_t>(layerIndex);
+    unsigned int area = 0;
+    if (index < m_layerAreas.size()) {
+        area = static_cast<unsigned int>(m_layerAreas[index]);
+    } else {
+        report("error: layer index %d given, %zu layers were delivered\n", layerIndex, m_layerAreas.size());
+        m_failure.note(kBadLayerIndex);
     }
+    m_failure.note(m_writer.writeLayerPackedRuns(runs, &area));
 }
 
 void DLPVNV2::clearPending() {
@@ -134,6 +138,7 @@ int DLPVNV2::cancel() {
 void DLPVNV2::reset() {
     m_writer.close();
     clearPending();
+    m_runs = {};
     m_layerAreas.clear();
 }
 

@@ -22,7 +22,7 @@ public:
 
 private:
     void flushPending();
-    void writePending(std::size_t count);
+    void writeLayer(int layerIndex, const std::vector<unsigned char>& runs);
     void clearPending();
     void reset();
 
@@ -33,6 +33,7 @@ private:
     SliceImage m_previewLarge2;
     std::vector<int> m_layerAreas;
     std::vector<std::vector<unsigned char>> m_pendingRuns;  // packed, as they go to the file
+    std::vector<unsigned char> m_runs;                      // of the layer being written
     std::vector<int> m_pendingIndex;
     std::vector<SliceImage> m_pendingImages;
     FirstFailure m_failure;
