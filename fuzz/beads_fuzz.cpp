@@ -19,10 +19,14 @@ long long length(Choices& choices) {
     }
 }
 
-/// Whether a box of this size is quickly looked through: few bands, or so many that only the beads are looked at. What
-/// lies between is walked triangle by triangle, seconds at a time; no box on a printer's screen is that large.
-bool isQuick(const VNDLPV4::LampBeadCal& field, double width, double height) {
-    const double bands = (std::fabs(width) + std::fabs(height)) / std::fabs(static_cast<double>(field.mbeaddesc.cstep));
+/// Whether a box is quickly looked through: few bands, or so many that only the beads are looked at. What lies between,
+/// and what products that wrap make of far points, is walked triangle by triangle, seconds at a time; no box on a
+/// printer's screen is that large.
+bool isQuick(const VNDLPV4::LampBeadCal& field, double x0, double y0, double x1, double y1) {
+    const double farthest = std::max({std::fabs(x0), std::fabs(y0), std::fabs(x1), std::fabs(y1)});
+    if (farthest * std::fabs(static_cast<double>(field.m_scale)) > 4e18) return false;
+    const double bands =
+        (std::fabs(x1 - x0) + std::fabs(y1 - y0)) / std::fabs(static_cast<double>(field.mbeaddesc.cstep));
     return !(bands > 100 && bands < 1e5);
 }
 
@@ -61,10 +65,12 @@ void run(const Bytes& input) {
     build(choices, field);
     Bytes mask(field.m_maskBytes);
     for (int i = 0; i < 8 && choices.left() > 0; ++i) {
-        const auto first = choices.any<unsigned>();
+        const long long screen = std::max(1LL, static_cast<long long>(field.m_pixelsX) * field.m_pixelsY);
+        const auto first = static_cast<unsigned>(choices.any<unsigned>() % screen);
         const unsigned pixels = choices.upTo(5000);
         const double rows = 1.0 + pixels / std::max(1.0, static_cast<double>(field.m_pixelsX));
-        if (!isQuick(field, static_cast<double>(field.m_extentX), rows * static_cast<double>(field.m_zoneH))) continue;
+        const auto width = static_cast<double>(field.m_extentX);
+        if (!isQuick(field, 0, 0, width, rows * static_cast<double>(field.m_zoneH))) continue;
         field.getsubzonedata(first, first + pixels, mask);
     }
     unsigned count = 0;
@@ -73,8 +79,8 @@ void run(const Bytes& input) {
     const long long y0 = length(choices);
     const long long x1 = length(choices);
     const long long y1 = length(choices);
-    if (isQuick(field, static_cast<double>(x1) - static_cast<double>(x0),
-                static_cast<double>(y1) - static_cast<double>(y0))) {
+    if (isQuick(field, static_cast<double>(x0), static_cast<double>(y0), static_cast<double>(x1),
+                static_cast<double>(y1))) {
         field.whereami(x0, y0, x1, y1, count, mask, false);
         field.reset();
         field.whereami(x0, y0, x1, y1, beads);
