@@ -17,28 +17,32 @@ namespace {
 
 /// Receives the changes of one call.
 struct Changes {
-    ColumnChange* next;
+    RowChange* next;
     std::uint32_t* inColumn;
 
-    void add(int row, int column, unsigned char grey) {
-        *next++ = columnChange(row, column, grey);
+    void add(int column, unsigned char grey) {
+        *next++ = changeAt(static_cast<std::uint32_t>(column), grey);
         ++inColumn[column];
     }
-    void compare(const unsigned char* above, const unsigned char* pixels, int row, int column) {
+    void compare(const unsigned char* above, const unsigned char* pixels, int column) {
         const unsigned char grey = litGrey(pixels[column]);
-        if (grey != litGrey(above[column])) add(row, column, grey);
+        if (grey != litGrey(above[column])) add(column, grey);
     }
 };
 
-/// Calls `compareRow(above, pixels, row, changes)` for every row whose changes find room.
+/// Calls `compareRow(above, pixels, changes)` for every row whose changes find room.
 template <class CompareRow>
-int compareRows(const PixelArea& area, Changes& changes, const ColumnChange* end, CompareRow&& compareRow) {
+int compareRows(const PixelArea& area, RowChange* first, std::size_t capacity, std::uint32_t* rowEnds,
+                std::uint32_t* inColumn, CompareRow&& compareRow) {
+    Changes changes{first, inColumn};
+    const RowChange* const end = first + capacity;
     static constexpr unsigned char background[kMostChangeColumns] = {};
     const unsigned char* above = background;
     for (int row = 0; row < area.rows; ++row) {
         if (end - changes.next < area.columns) return row;
         const unsigned char* const pixels = area.pixels + row * area.stride;
-        compareRow(above, pixels, row, changes);
+        compareRow(above, pixels, changes);
+        rowEnds[row] = static_cast<std::uint32_t>(changes.next - first);
         above = pixels;
     }
     return area.rows;
@@ -84,28 +88,24 @@ HWY_INLINE bool equalBlocks(const unsigned char* above, const unsigned char* pix
     return hn::AllTrue(tag, hn::Eq(differing, hn::Zero(tag)));
 }
 
-int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+int findChanges(const PixelArea& area, RowChange* changes, std::size_t capacity, std::uint32_t* rowEnds,
                 std::uint32_t* inColumn) {
-    Changes out{changes, inColumn};
-    const int rows = compareRows(
-        area, out, changes + capacity,
-        [columns = area.columns](const unsigned char* above, const unsigned char* pixels, int row, Changes& to)
-            HWY_ATTR {
-                int x = 0;
-                for (; x + kBlock <= columns; x += kBlock) {
-                    if (HWY_LIKELY(equalBlocks(above + x, pixels + x))) continue;
-                    for (int part = x; part < x + kBlock; part += 64) {
-                        for (std::uint64_t changed = changedColumns(above + part, pixels + part); changed != 0;
-                             changed &= changed - 1) {
-                            const int column = part + static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(changed));
-                            to.add(row, column, litGrey(pixels[column]));
-                        }
+    return compareRows(
+        area, changes, capacity, rowEnds, inColumn,
+        [columns = area.columns](const unsigned char* above, const unsigned char* pixels, Changes& to) HWY_ATTR {
+            int x = 0;
+            for (; x + kBlock <= columns; x += kBlock) {
+                if (HWY_LIKELY(equalBlocks(above + x, pixels + x))) continue;
+                for (int part = x; part < x + kBlock; part += 64) {
+                    for (std::uint64_t changed = changedColumns(above + part, pixels + part); changed != 0;
+                         changed &= changed - 1) {
+                        const int column = part + static_cast<int>(hwy::Num0BitsBelowLS1Bit_Nonzero64(changed));
+                        to.add(column, litGrey(pixels[column]));
                     }
                 }
-                for (; x < columns; ++x) to.compare(above, pixels, row, x);
-            });
-    count = static_cast<std::size_t>(out.next - changes);
-    return rows;
+            }
+            for (; x < columns; ++x) to.compare(above, pixels, x);
+        });
 }
 
 }  // namespace
@@ -119,9 +119,9 @@ namespace {
 HWY_EXPORT(findChanges);
 }
 
-int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+int findChanges(const PixelArea& area, RowChange* changes, std::size_t capacity, std::uint32_t* rowEnds,
                 std::uint32_t* inColumn) {
-    return HWY_DYNAMIC_DISPATCH(findChanges)(area, changes, capacity, count, inColumn);
+    return HWY_DYNAMIC_DISPATCH(findChanges)(area, changes, capacity, rowEnds, inColumn);
 }
 
 }  // namespace vndlp
@@ -131,22 +131,18 @@ int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capaci
 
 namespace vndlp {
 
-int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+int findChanges(const PixelArea& area, RowChange* changes, std::size_t capacity, std::uint32_t* rowEnds,
                 std::uint32_t* inColumn) {
     constexpr int kWord = 8;
-    Changes out{changes, inColumn};
-    const int rows = compareRows(
-        area, out, changes + capacity,
-        [columns = area.columns](const unsigned char* above, const unsigned char* pixels, int row, Changes& to) {
-            int x = 0;
-            for (; x + kWord <= columns; x += kWord) {
-                if (std::memcmp(above + x, pixels + x, kWord) == 0) continue;
-                for (int i = x; i < x + kWord; ++i) to.compare(above, pixels, row, i);
-            }
-            for (; x < columns; ++x) to.compare(above, pixels, row, x);
-        });
-    count = static_cast<std::size_t>(out.next - changes);
-    return rows;
+    return compareRows(area, changes, capacity, rowEnds, inColumn,
+                       [columns = area.columns](const unsigned char* above, const unsigned char* pixels, Changes& to) {
+                           int x = 0;
+                           for (; x + kWord <= columns; x += kWord) {
+                               if (std::memcmp(above + x, pixels + x, kWord) == 0) continue;
+                               for (int i = x; i < x + kWord; ++i) to.compare(above, pixels, i);
+                           }
+                           for (; x < columns; ++x) to.compare(above, pixels, x);
+                       });
 }
 
 }  // namespace vndlp

@@ -13,23 +13,20 @@ constexpr unsigned char kDarkestBackground = 15;
 /// The grey of a pixel, 0 for background.
 constexpr unsigned char litGrey(unsigned char pixel) { return pixel > kDarkestBackground ? pixel : 0; }
 
-/// "From this row on the pixels of this column are of this grey" (0 is background), in one word: row in the upper half,
-/// 24 bits of column, 8 of grey.
-using ColumnChange = std::uint64_t;
+/// "From here on the pixels of this column are of this grey" (0 is background), as noted row by row: the column in the
+/// upper 24 bits, 8 of grey. Half the memory of a structure, which is what noting and sorting wait for.
+using RowChange = std::uint32_t;
+/// The same, of a known column, with the row in the upper 24 bits.
+using ColumnChange = std::uint32_t;
 
-constexpr unsigned kChangeColumnShift = 8;
-constexpr unsigned kChangeRowShift = 32;
+constexpr unsigned kChangePlaceShift = 8;
 constexpr int kMostChangeColumns = 1 << 14;
+constexpr int kMostChangeRows = 1 << 24;
 
-constexpr ColumnChange columnChange(int row, int column, unsigned char grey) {
-    return static_cast<ColumnChange>(row) << kChangeRowShift | static_cast<ColumnChange>(column) << kChangeColumnShift |
-           grey;
-}
-constexpr std::uint32_t changeRow(ColumnChange change) { return static_cast<std::uint32_t>(change >> kChangeRowShift); }
-constexpr std::size_t changeColumn(ColumnChange change) {
-    return static_cast<std::uint32_t>(change) >> kChangeColumnShift;
-}
-constexpr unsigned char changeGrey(ColumnChange change) { return static_cast<unsigned char>(change); }
+/// A change at a column or row.
+constexpr std::uint32_t changeAt(std::uint32_t place, unsigned char grey) { return place << kChangePlaceShift | grey; }
+constexpr std::uint32_t changePlace(std::uint32_t change) { return change >> kChangePlaceShift; }
+constexpr unsigned char changeGrey(std::uint32_t change) { return static_cast<unsigned char>(change); }
 
 /// Part of a grey image: `columns` x `rows` pixels, `stride` bytes from one row to the next.
 struct PixelArea {
@@ -42,10 +39,10 @@ struct PixelArea {
 /// Compares every row with the one above it, the first one with background, and notes what changes, row by row.
 /// \param area     at most kMostChangeColumns wide.
 /// \param changes  room for `capacity` changes, at least one a column.
-/// \param count    receives the number of changes.
+/// \param rowEnds  receives for every row that was compared where its changes end.
 /// \param inColumn `columns` counters, to which each column's changes are added.
 /// \return the rows that were compared: fewer than the area has when the next one's changes might not find room.
-int findChanges(const PixelArea& area, ColumnChange* changes, std::size_t capacity, std::size_t& count,
+int findChanges(const PixelArea& area, RowChange* changes, std::size_t capacity, std::uint32_t* rowEnds,
                 std::uint32_t* inColumn);
 
 }  // namespace vndlp

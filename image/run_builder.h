@@ -64,13 +64,19 @@ public:
             for (std::size_t i = from; i < to; ++i) {
                 const unsigned char grey = changeGrey(changes[i]);
                 // background may end before the first row
-                const auto lastRow = static_cast<std::int32_t>(changeRow(changes[i + 1])) - 1;
+                const auto lastRow = static_cast<std::int32_t>(changePlace(changes[i + 1])) - 1;
                 // written in any case and kept if it is lit: in a noisy image a branch is guessed wrong too often
-                Form::write(changeRow(changes[i]), static_cast<std::uint32_t>(lastRow), x, grey, next);
+                Form::write(changePlace(changes[i]), static_cast<std::uint32_t>(lastRow), x, grey, next);
                 next += grey != 0 ? Form::kItems : 0;
             }
         }
         m_next = next;
+    }
+    void addRun(int firstRow, int lastRow, int x, unsigned char grey) {
+        if (m_next > m_block + kBlockItems - kReserve) flush();
+        Form::write(static_cast<std::uint32_t>(firstRow), static_cast<std::uint32_t>(lastRow),
+                    static_cast<std::uint32_t>(x), grey, m_next);
+        m_next += Form::kItems;
     }
     /// Runs in the list, those of before included.
     [[nodiscard]] std::size_t count() const {
@@ -118,7 +124,11 @@ public:
 
     void run() {
         if (m_height <= 0) return;
-        for (int x = 0; x < m_width; x += kMostChangeColumns) build(x, std::min(kMostChangeColumns, m_width - x));
+        if (m_height < kMostChangeRows) {
+            for (int x = 0; x < m_width; x += kMostChangeColumns) build(x, std::min(kMostChangeColumns, m_width - x));
+        } else {
+            for (int x = 0; x < m_width; ++x) walkTallColumn(x);
+        }
         m_runs.flush();
     }
 
@@ -139,12 +149,14 @@ private:
             const std::size_t worthwhile = width * static_cast<std::size_t>(m_height) / kPixelsPerChange;
             m_capacity = width + std::min(worthwhile, kMostChanges);
             // one block for both: an allocator is more likely to keep it for the next layer
-            m_changes.reset(new ColumnChange[m_capacity + m_capacity + width]);
+            m_changes.reset(new std::uint32_t[m_capacity + m_capacity + width]);
+            m_rowEnds.resize(static_cast<std::size_t>(m_height));
             m_sorted = m_changes.get() + m_capacity;
         }
-        std::size_t count = 0;
         m_ends.assign(width + 1, 0);
-        const int rows = findChanges(area(x, columns), m_changes.get(), m_capacity, count, m_ends.data() + 1);
+        const int rows =
+            findChanges(area(x, columns), m_changes.get(), m_capacity, m_rowEnds.data(), m_ends.data() + 1);
+        const std::size_t count = rows > 0 ? m_rowEnds[static_cast<std::size_t>(rows) - 1] : 0;
         if (rows == m_height) {
             emitSorted(x, columns, count);
         } else if (count * kPixelsPerChange > width * static_cast<std::size_t>(rows) || columns <= kWalkedColumns) {
@@ -168,11 +180,16 @@ private:
         m_ends[0] = 0;
         std::partial_sum(m_ends.begin(), m_ends.end(), m_ends.begin());
         // m_ends[c] is where column c's next change goes, at last where its end goes
-        for (std::size_t i = 0; i < count; ++i) m_sorted[m_ends[changeColumn(m_changes[i])]++] = m_changes[i];
+        const RowChange* change = m_changes.get();
+        for (std::uint32_t row = 0; row < static_cast<std::uint32_t>(m_height); ++row) {
+            for (const RowChange* const end = m_changes.get() + m_rowEnds[row]; change < end; ++change) {
+                m_sorted[m_ends[changePlace(*change)]++] = changeAt(row, changeGrey(*change));
+            }
+        }
         std::size_t begin = 0;
         for (int c = 0; c < columns; ++c) {
             const std::size_t last = m_ends[static_cast<std::size_t>(c)];
-            m_sorted[last] = columnChange(m_height, c, 0);
+            m_sorted[last] = changeAt(static_cast<std::uint32_t>(m_height), 0);
             m_runs.addRuns(static_cast<std::uint32_t>(x + c), m_sorted + begin, last + 1 - begin);
             begin = last + 1;
         }
@@ -191,19 +208,29 @@ private:
         ColumnChange changes[kPixelsAtOnce + 2];  // the open run's, a chunk's, the end of the column
         unsigned char greys[kPixelsAtOnce];
         unsigned char above = 0;
-        changes[0] = columnChange(0, 0, above);
+        changes[0] = changeAt(0, above);
         for (int from = 0; from < m_height; from += kPixelsAtOnce) {
             const int pixels = std::min(kPixelsAtOnce, m_height - from);
             for (int i = 0; i < pixels; ++i) greys[i] = litGrey(column[from + i]);
             std::size_t count = 1;
             for (int i = 0; i < pixels; ++i) {
-                changes[count] = columnChange(from + i, 0, greys[i]);  // kept if it is one
+                changes[count] = changeAt(static_cast<std::uint32_t>(from + i), greys[i]);  // kept if it is one
                 count += greys[i] != above ? 1 : 0;
                 above = greys[i];
             }
-            if (from + pixels == m_height) changes[count++] = columnChange(m_height, 0, 0);
+            if (from + pixels == m_height) changes[count++] = changeAt(static_cast<std::uint32_t>(m_height), 0);
             m_runs.addRuns(x, changes, count);
             changes[0] = changes[count - 1];
+        }
+    }
+
+    /// The plain form, for images of more rows than a change can tell.
+    void walkTallColumn(int x) {
+        for (int y = 0; y < m_height;) {
+            const unsigned char* const first = m_pixels + y * m_stride + x;
+            const int firstRow = y;
+            for (const unsigned char* pixel = first; y < m_height && *pixel == *first; pixel += m_stride) ++y;
+            if (litGrey(*first) != 0) m_runs.addRun(firstRow, y - 1, x, *first);
         }
     }
 
@@ -241,7 +268,8 @@ private:
     std::ptrdiff_t m_stride;
     RunList<Form> m_runs;
     std::size_t m_capacity = 0;
-    std::unique_ptr<ColumnChange[]> m_changes;
+    std::unique_ptr<std::uint32_t[]> m_changes;
+    std::vector<std::uint32_t> m_rowEnds;
     ColumnChange* m_sorted = nullptr;  // behind them, sorted and with an end for every column
     std::vector<std::uint32_t> m_ends;
     std::vector<unsigned char> m_columns;  // of a walked area, one behind the other

@@ -76,10 +76,11 @@ TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
         unsigned changing;
     };
     const Case cases[] = {
-        {1, 1, 0, 1000},      {130, 9, 3, 0},     {127, 65, 1, 20},
-        {129, 300, 0, 300},   {200, 131, 7, 900},  // walked: tiles and what is left of them
-        {64, 2049, 0, 700},   {17000, 20, 5, 30},  // more columns than are compared at once
-        {4096, 2400, 0, 119},                      // more changes than are noted at once: parted
+        {1, 1, 0, 1000},          {130, 9, 3, 0},     {127, 65, 1, 20},
+        {129, 300, 0, 300},       {200, 131, 7, 900},  // walked: tiles and what is left of them
+        {64, 2049, 0, 700},       {17000, 20, 5, 30},  // more columns than are compared at once
+        {4096, 2400, 0, 119},                          // more changes than are noted at once: parted
+        {1, (1 << 24) + 9, 1, 1},                      // more rows than a change can tell
     };
     for (const Case& c : cases) {
         const Image image = makeImage(c.width, c.height, c.padding, c.changing);
