@@ -82,15 +82,18 @@ template <class Step>
     return sumFile(file.get(), length - uncovered, step, sum);
 }
 
-/// Writes the trailer at the end. The bytes sit in the stream's buffer until the file is closed, so only the result of
-/// closing tells whether they reached the file.
-[[nodiscard]] Code writeTrailer(File file, std::uint32_t sum) {
+/// Writes the trailer at the position, which is the end. The bytes sit in the stream's buffer until the file is closed,
+/// so only the result of closing tells whether they reached the file.
+[[nodiscard]] Code writeTrailerHere(File file, std::uint32_t sum) {
     unsigned char trailer[kTrailerBytes];
     putBigEndian32(sum, trailer);
-    const bool written = platform::seek(file.get(), 0, SEEK_END) == 0 &&
-                         std::fwrite(trailer, 1, sizeof trailer, file.get()) == sizeof trailer;
+    const bool written = std::fwrite(trailer, 1, sizeof trailer, file.get()) == sizeof trailer;
     const bool closed = std::fclose(file.release()) == 0;
     return written && closed ? kOk : kTrailerIo;
+}
+
+[[nodiscard]] Code writeTrailer(File file, std::uint32_t sum) {
+    return platform::seek(file.get(), 0, SEEK_END) == 0 ? writeTrailerHere(std::move(file), sum) : kTrailerIo;
 }
 
 [[nodiscard]] Code readTrailer(std::FILE* stream, std::uint32_t& stored) {
@@ -231,8 +234,13 @@ namespace {
 /// \return false then.
 bool appendKnown(const char* path, long long length, std::uint32_t sum, int& code) {
     File file(platform::openFile(path, "rb+"));
-    if (file == nullptr || lengthOf(file.get()) != length) return false;
-    code = writeTrailer(std::move(file), sum);
+    if (file == nullptr) {
+        code = kCannotOpen;
+        return true;
+    }
+    const long long actual = platform::seek(file.get(), 0, SEEK_END) == 0 ? platform::tell(file.get()) : -1;
+    if (actual >= 0 && actual != length) return false;
+    code = actual < 0 ? kCannotRead : writeTrailerHere(std::move(file), sum);
     return true;
 }
 

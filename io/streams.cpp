@@ -231,7 +231,7 @@ long long FileWrite::position() {
 bool FileWrite::move(long long offset, int origin) {
     errno = 0;
     if (platform::seek(m_stream, offset, origin) == 0) {
-        if (m_sum != nullptr) m_sumPosition = platform::tell(m_stream);
+        if (m_sum != nullptr) m_sumPosition = position();
         return true;
     }
     noteFailure();
