@@ -196,7 +196,7 @@ private:
     }
 
     void walk(int x, int columns) {
-        const std::ptrdiff_t columnStride = (m_height + kTile - 1) / kTile * kTile;
+        const auto columnStride = static_cast<std::ptrdiff_t>((m_height + kTile - 1) / kTile) * kTile;
         m_columns.resize(static_cast<std::size_t>(columnStride * kWalkedColumns));
         copyColumns(x, columns, columnStride);
         for (int c = 0; c < columns; ++c) {
