@@ -6,7 +6,7 @@
 #   format  sources are formatted as .clang-format says
 #   lint    clang-tidy finds nothing
 #   analyze the static analyzer finds nothing; several times slower
-#   integer no whole number of the library's wraps or loses bits unasked: fuzz inputs and some tests
+#   integer no whole number of ours wraps or loses bits unasked: fuzz inputs and some tests
 #   damage  the tests of damage and faults, at every length and with every value; takes an hour
 #   bench   build and run the benchmarks, print their table
 #   fuzz    build the fuzz targets and run each for a minute

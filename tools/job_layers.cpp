@@ -104,7 +104,8 @@ std::vector<JobFile> listJobFiles(const Archive& archive) {
         if (!isHidden(name)) files.push_back({name, i});
     }
     if (files.empty()) return files;
-    const std::string root = files.front().name.substr(0, files.front().name.find('/') + 1);
+    const std::size_t slash = files.front().name.find('/');
+    const std::string root = slash == std::string::npos ? "" : files.front().name.substr(0, slash + 1);
     const bool liesInRoot =
         std::all_of(files.begin(), files.end(), [&](const JobFile& file) { return file.name.starts_with(root); });
     if (liesInRoot) {
