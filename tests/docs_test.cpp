@@ -1,5 +1,7 @@
 // The documents' code and bytes are those of the library.
 
+#include "support/v4.h"
+
 #include <vndlp/vndlp.h>
 
 #include <gtest/gtest.h>
@@ -203,26 +205,7 @@ TEST(DocsTest, WorkedV4FileIsWhatTheFrontEndWrites) {
     writer->machineName = "M4";
     writer->resolutionX = 4;
     writer->resolutionY = 3;
-    writer->printTime = 3600;
-    writer->bedSizeX = 211.5;
-    writer->bedSizeY = 118.25;
-    writer->bedSizeZ = 200;
-    writer->resinVolume = 0x41200000;
-    writer->resinWeight = 12.5F;
-    DlpParameters& parameters = writer->fileStructure.parameters;
-    parameters.thickness = "0.05";
-    parameters.exposure_time = 25;
-    parameters.first_exposure_time = 30;
-    parameters.light_off_delay = 2;
-    parameters.first_layer_count = 1;
-    parameters.first_lift_distance = 6;
-    parameters.first_lift_speed = 60;
-    parameters.lifting_distance = 5;
-    parameters.lifting_speed = 80;
-    parameters.retract_speed = 150;
-    parameters.brightnessPVM = 200;
-    parameters.firstBrightnessPVM = 255;
-    writer->fileStructure.sliceBasicParameters.enableAntiAliasing = 1;
+    vndlp::test::fillSettings(*writer, 1);
     std::vector<SliceImage> previews = {imageOf(3, 2, std::vector<unsigned char>(18, 255)),
                                         imageOf(2, 1, std::vector<unsigned char>(6)), SliceImage()};
     ASSERT_EQ(writer->openFile(), 0);

@@ -41,26 +41,7 @@ std::unique_ptr<DLPWriter> newJob(const std::string& path, int layers) {
     writer->machineName = "M 4";
     writer->resolutionX = 30;
     writer->resolutionY = 20;
-    writer->printTime = 3600;
-    writer->bedSizeX = 211.5;
-    writer->bedSizeY = 118.25;
-    writer->bedSizeZ = 200;
-    writer->resinVolume = 0x41200000;
-    writer->resinWeight = 12.5F;
-    DlpParameters& parameters = writer->fileStructure.parameters;
-    parameters.thickness = "0.05";
-    parameters.exposure_time = 25;
-    parameters.first_exposure_time = 30;
-    parameters.light_off_delay = 2;
-    parameters.first_layer_count = 2;
-    parameters.first_lift_distance = 6;
-    parameters.first_lift_speed = 60;
-    parameters.lifting_distance = 5;
-    parameters.lifting_speed = 80;
-    parameters.retract_speed = 150;
-    parameters.brightnessPVM = 200;
-    parameters.firstBrightnessPVM = 255;
-    writer->fileStructure.sliceBasicParameters.enableAntiAliasing = 1;
+    fillSettings(*writer, 2);
     return writer;
 }
 

@@ -5,6 +5,7 @@
 #include "support/ctb.h"
 
 #include <vndlp/v4.h>
+#include <vndlp/writer.h>
 
 #include <unistd.h>
 
@@ -36,5 +37,29 @@ public:
 private:
     std::string m_path;
 };
+
+/// Settings of a job, every one of which a V4 file stores.
+inline void fillSettings(DLPWriter& writer, int bottomLayers) {
+    writer.printTime = 3600;
+    writer.bedSizeX = 211.5;
+    writer.bedSizeY = 118.25;
+    writer.bedSizeZ = 200;
+    writer.resinVolume = 0x41200000;
+    writer.resinWeight = 12.5F;
+    DlpParameters& parameters = writer.fileStructure.parameters;
+    parameters.thickness = "0.05";
+    parameters.exposure_time = 25;
+    parameters.first_exposure_time = 30;
+    parameters.light_off_delay = 2;
+    parameters.first_layer_count = static_cast<unsigned short>(bottomLayers);
+    parameters.first_lift_distance = 6;
+    parameters.first_lift_speed = 60;
+    parameters.lifting_distance = 5;
+    parameters.lifting_speed = 80;
+    parameters.retract_speed = 150;
+    parameters.brightnessPVM = 200;
+    parameters.firstBrightnessPVM = 255;
+    writer.fileStructure.sliceBasicParameters.enableAntiAliasing = 1;
+}
 
 }  // namespace vndlp::test
