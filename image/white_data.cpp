@@ -30,6 +30,9 @@ void packRun(std::uint32_t firstRow, std::uint32_t lastRow, std::uint32_t x, uns
     putBigEndian64(run << 16, out);
 }
 
+int packedFirstRow(const unsigned char* run) { return run[0] << 5 | run[1] >> 3; }
+int packedLastRow(const unsigned char* run) { return (run[1] & 7) << 10 | run[2] << 2 | run[3] >> 6; }
+
 /// Runs as the file holds them.
 struct PackedForm {
     using Item = unsigned char;
@@ -142,12 +145,20 @@ void whiteData2Bits(const WhiteData& run, unsigned char* const out) {
 }
 
 void bits2WhiteData(const unsigned char* const in, WhiteData& run) {
-    const unsigned firstRow = static_cast<unsigned>(in[0]) << 5 | static_cast<unsigned>(in[1]) >> 3;
-    const unsigned lastRow = (in[1] & 7u) << 10 | static_cast<unsigned>(in[2]) << 2 | static_cast<unsigned>(in[3]) >> 6;
     const auto x = static_cast<float>((in[3] & 63u) << 8 | in[4]);
-    run.start = Vec2(x, static_cast<float>(firstRow));
-    run.end = Vec2(x, static_cast<float>(lastRow));
+    run.start = Vec2(x, static_cast<float>(packedFirstRow(in)));
+    run.end = Vec2(x, static_cast<float>(packedLastRow(in)));
     run.grey = in[5];
+}
+
+unsigned long long countPackedPixels(const std::vector<unsigned char>& packed) {
+    long long pixels = 0;
+    const unsigned char* run = packed.data();
+    for (std::size_t left = packed.size() / kPackedRunBytes; left > 0; --left, run += kPackedRunBytes) {
+        // a damaged file's run may end above its start
+        pixels += std::max(packedLastRow(run) - packedFirstRow(run) + 1, 0);
+    }
+    return static_cast<unsigned long long>(pixels);
 }
 
 void paintWhiteData(const std::vector<WhiteData>& runs, unsigned char* pixels, int width, int height) {

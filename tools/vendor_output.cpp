@@ -7,8 +7,6 @@
 #include "tools/vendor_head.h"
 #include "tools/vendor_records.h"
 
-#include <cstdint>
-
 namespace vndlp::tools {
 
 namespace {
@@ -18,18 +16,6 @@ constexpr int kMaxColumns = 16384;
 constexpr int kMaxRows = 8192;
 
 constexpr int kWrittenVersion = 3;
-
-/// Pixels under packed runs: quicker than to look at the image once more.
-double countLitOfRuns(const std::vector<unsigned char>& packed) {
-    std::int64_t lit = 0;
-    for (std::size_t at = 0; at < packed.size(); at += kPackedRunBytes) {
-        const unsigned char* const run = packed.data() + at;
-        const int firstRow = run[0] << 5 | run[1] >> 3;
-        const int lastRow = (run[1] & 7) << 10 | run[2] << 2 | run[3] >> 6;
-        lit += lastRow - firstRow + 1;
-    }
-    return static_cast<double>(lit);
-}
 
 class VendorOutput final : public SliceOutput {
 public:
@@ -65,7 +51,7 @@ public:
         EncodedLayer layer;
         grayDataPackedRuns(image.row(0), image.width, image.height, static_cast<std::ptrdiff_t>(image.stride()),
                            layer.code);
-        layer.litPixels = countLitOfRuns(layer.code);
+        layer.litPixels = static_cast<double>(countPackedPixels(layer.code));
         return layer;
     }
 

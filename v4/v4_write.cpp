@@ -3,6 +3,8 @@
 #include "ctb/scramble.h"
 #include "io/format_table.h"
 #include "io/report.h"
+#include "io/running_sum.h"
+#include "io/seal.h"
 #include "v4/record_fields.h"
 
 #include <algorithm>
@@ -37,7 +39,9 @@ VNDLPV4Write::~VNDLPV4Write() = default;
 int VNDLPV4Write::openDlpFile(std::string path, bool verify) {
     close();
     m_failureReported = false;
-    return CTB::openVerified(m_file, std::move(path), verify);
+    const CTB::Result result = CTB::openVerified(m_file, std::move(path), verify);
+    if (result == kDone) m_file.keepSum();
+    return result;
 }
 
 int VNDLPV4Write::changeDlpFile(std::string path, bool verify) { return openDlpFile(std::move(path), verify); }
@@ -225,10 +229,10 @@ int VNDLPV4Write::writeTail() {
         vndlp::report("Error: no dlp file open\n");
         return kFailed;
     }
-    // the trailer is made from what the system has of the file
+    // the trailer is appended to what the system has of the file
     m_file.flush();
     if (m_file.failed()) return incompleteFileResult();
-    const int code = vndlp::CheckSum::instance().appendFileSum(m_file.fileName().c_str());
+    const int code = vndlp::appendKnownSum(m_file.fileName(), *m_file.m_sum);
     if (code != 0) vndlp::report("error: write dlp file checksum, ret:%d\n", code);
     return code;
 }

@@ -21,6 +21,10 @@
 #include <memory>
 #include <string>
 
+namespace VNDLPV4 {
+class VNDLPV4Write;
+}
+
 namespace vndlp {
 
 /// Order of the bytes of a number in a file or in memory.
@@ -256,6 +260,7 @@ private:
     void noteFailure();
 
     friend class VndlpWrite;
+    friend class VNDLPV4::VNDLPV4Write;
     /// Keeps the checksums of what is written from now on, until the next `open`; call it behind `open`.
     void keepSum();
 
