@@ -113,7 +113,7 @@ for check in "${@:-test}"; do
     analyze) run_tidy '-*,clang-analyzer-*'; echo "analyze: ok" ;;
     integer) check_integers ;;
     damage) sweep_damage ;;
-    bench) scripts/bench.sh ;;
+    bench) scripts/bench.sh; scripts/growth.sh build/bench/growth.svg ;;
     fuzz) run_fuzzers ;;
     docs) check_docs ;;
     package) scripts/install-deps.sh build package; scripts/check-package.sh ;;
