@@ -13,6 +13,16 @@ Bytes encoded(Bytes pixels) {
 
 Bytes runOf(std::size_t count, unsigned char value) { return Bytes(count, value); }
 
+/// Calls `check(left, right)` with both sides of examples like "02 04 = 01 02", in hexadecimal digits.
+template <class Check>
+void forEach(const std::vector<std::string>& examples, Check&& check) {
+    for (const std::string& example : examples) {
+        SCOPED_TRACE(example);
+        const std::size_t middle = example.find('=');
+        check(hex(example.substr(0, middle)), hex(example.substr(middle + 1)));
+    }
+}
+
 class LayerCodeTest : public CtbTest {
 protected:
     /// Decodes a code that stands at offset 5 of a file.
@@ -33,9 +43,8 @@ protected:
 // runs of a layer
 
 TEST_F(LayerCodeTest, EncodesEveryLengthFormAtItsLimits) {
-    const std::pair<const char*, const char*> examples[] = {
-        {"", ""}, {"FE", "7F"}, {"00", "00"}, {"02 04", "01 02"}, {"02 03 02", "81 03"}, {"FF FF FF", "FF 03"}};
-    for (const auto& [pixels, code] : examples) EXPECT_EQ(encoded(hex(pixels)), hex(code));
+    forEach({"=", "FE = 7F", "00 = 00", "02 04 = 01 02", "02 03 02 = 81 03", "FF FF FF = FF 03"},
+            [](const Bytes& pixels, const Bytes& code) { EXPECT_EQ(encoded(pixels), code); });
     struct Row {
         std::size_t count;
         unsigned char value;
@@ -63,26 +72,13 @@ TEST_F(LayerCodeTest, EncodesEveryLengthFormAtItsLimits) {
 
 TEST_F(LayerCodeTest, DecodesEveryLengthFormAndStaysInsideTheImage) {
     // among them a run of no pixels, two first bytes of no length form (one pixel), and four runs cut off
-    const std::pair<const char*, const char*> examples[] = {{"80 05 7F", "00 00 00 00 00 FF"},
-                                                            {"01 02", "03 05"},
-                                                            {"81 80 02", "03 03 00"},
-                                                            {"81 C0 00 02", "03 03 00"},
-                                                            {"81 E0 00 00 02", "03 03 00"},
-                                                            {"FF EF FF FF FF 01", "FF FF FF FF"},
-                                                            {"7F", "FF 00 00 00"},
-                                                            {"", "00 00"},
-                                                            {"7F", ""},
-                                                            {"81 00 02", "05 00 00"},
-                                                            {"81 F0 02", "03 05 00"},
-                                                            {"81 FF 02", "03 05 00"},
-                                                            {"01 FF", "03 00 00"},
-                                                            {"01 FF 80", "03 00 00"},
-                                                            {"01 FF C0 00", "03 00 00"},
-                                                            {"01 FF E0 00 00", "03 00 00"}};
-    for (const auto& [code, pixels] : examples) {
-        const Bytes expected = hex(pixels);
-        EXPECT_EQ(decoded(hex(code), static_cast<unsigned int>(expected.size()), 1), expected) << code;
-    }
+    forEach({"80 05 7F = 00 00 00 00 00 FF", "01 02 = 03 05", "81 80 02 = 03 03 00", "81 C0 00 02 = 03 03 00",
+             "81 E0 00 00 02 = 03 03 00", "FF EF FF FF FF 01 = FF FF FF FF", "7F = FF 00 00 00", "= 00 00",
+             "7F =", "81 00 02 = 05 00 00", "81 F0 02 = 03 05 00", "81 FF 02 = 03 05 00", "01 FF = 03 00 00",
+             "01 FF 80 = 03 00 00", "01 FF C0 00 = 03 00 00", "01 FF E0 00 00 = 03 00 00"},
+            [this](const Bytes& code, const Bytes& pixels) {
+                EXPECT_EQ(decoded(code, static_cast<unsigned int>(pixels.size()), 1), pixels);
+            });
     const Bytes blank = decoded({0x80, 0xE5, 0x9D, 0x57, 0x10}, 15120, 6230);
     EXPECT_EQ(std::count(blank.begin(), blank.end(), 0), 94197600);
 }
@@ -212,23 +208,15 @@ Bytes pixelsOf(std::size_t count, const Bytes& pixel) {
 TEST(PreviewCode, PacksTheThirdByteHighestAndRunsByTheirLength) {
     const Bytes blue{0xF8, 0, 0};
     // dropped bits, one of them only behind the comparison; missing bytes count as zero; the initial colour goes on
-    const std::pair<const char*, const char*> examples[] = {{"08 00 00", "01 00"},
-                                                            {"00 08 00", "40 00"},
-                                                            {"00 00 08", "00 08"},
-                                                            {"FF FF FF", "DF FF"},
-                                                            {"07 03 07", "00 00"},
-                                                            {"00 00 00 00 04 00 00 04 00", "00 00 00 00 00 00"},
-                                                            {"08", "01 00"},
-                                                            {"00 00 08 00 08", "00 08 40 00"},
-                                                            {"", ""},
-                                                            {"F8 00 00 F8 00 00", "1F 00 1F 00"}};
     CTB::PreView preView;
-    for (const auto& [pixels, code] : examples) {
-        Bytes bytes = hex(pixels);
-        const auto size = static_cast<unsigned int>(bytes.size());
-        EXPECT_EQ(preView.Encode(bytes.data(), size), hex(code)) << pixels;
-        EXPECT_EQ(preView.encodeImg(bytes.data(), size), hex(code)) << pixels;
-    }
+    forEach({"08 00 00 = 01 00", "00 08 00 = 40 00", "00 00 08 = 00 08", "FF FF FF = DF FF", "07 03 07 = 00 00",
+             "00 00 00 00 04 00 00 04 00 = 00 00 00 00 00 00", "08 = 01 00", "00 00 08 00 08 = 00 08 40 00", "=",
+             "F8 00 00 F8 00 00 = 1F 00 1F 00"},
+            [&](Bytes pixels, const Bytes& code) {
+                const auto size = static_cast<unsigned int>(pixels.size());
+                EXPECT_EQ(preView.Encode(pixels.data(), size), code);
+                EXPECT_EQ(preView.encodeImg(pixels.data(), size), code);
+            });
     const auto coded = [&](Bytes pixels) {
         return preView.Encode(pixels.data(), static_cast<unsigned>(pixels.size()));
     };
