@@ -68,6 +68,20 @@ Bytes packedRuns(const Image& image) {
     return Bytes(packed.begin(), packed.end());
 }
 
+/// The runs as structures, packed one by one; rows of images with padding lie apart.
+Bytes packedWhiteData(const Image& image) {
+    Pixels pixels;
+    for (int y = 0; y < image.height; ++y) {
+        const auto row = image.pixels.begin() + y * image.stride;
+        pixels.insert(pixels.end(), row, row + image.width);
+    }
+    std::vector<WhiteData> runs;
+    EXPECT_EQ(grayDataVecWhiteData(pixels.data(), image.width, image.height, runs), 0);
+    Bytes packed(runs.size() * kPackedRunBytes);
+    for (std::size_t i = 0; i < runs.size(); ++i) whiteData2Bits(runs[i], packed.data() + i * kPackedRunBytes);
+    return packed;
+}
+
 TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
     struct Case {
         int width;
@@ -78,7 +92,8 @@ TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
     const Case cases[] = {
         {1, 1, 0, 1000},          {130, 9, 3, 0},     {127, 65, 1, 20},
         {129, 300, 0, 300},       {200, 131, 7, 900},  // walked: tiles and what is left of them
-        {64, 2049, 0, 700},       {17000, 20, 5, 30},  // more columns than are compared at once
+        {64, 2049, 0, 700},       {33, 127, 2, 1000}, {80, 128, 0, 1000},
+        {15, 129, 1, 1000},       {17000, 20, 5, 30},  // more columns than are compared at once
         {4096, 2400, 0, 119},                          // more changes than are noted at once: parted
         {1, (1 << 24) + 9, 1, 1},                      // more rows than a change can tell
     };
@@ -87,6 +102,7 @@ TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
         const Bytes expected = plainRuns(image);
         withEachInstructionSet([&] {
             ASSERT_TRUE(sameBytes(packedRuns(image), expected)) << c.width << " x " << c.height << ' ' << c.changing;
+            ASSERT_TRUE(sameBytes(packedWhiteData(image), expected)) << c.width << " x " << c.height;
         });
     }
 }
