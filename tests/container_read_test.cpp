@@ -188,7 +188,7 @@ TEST_F(ReadTest, WithoutAFileNothingIsRead) {
     EXPECT_EQ(text + std::to_string(version), "VNKT3DV23");
 }
 
-TEST_F(ReadTest, UnknownMagicsAreRefusedAndOtherAreasWarnedOf) {
+TEST_F(ReadTest, UnknownMagicsAndBadHeadersAreRefusedAndOtherAreasWarnedOf) {
     using namespace std::string_view_literals;
     for (const auto magic : {"VNKT3DV3"sv, "MKSDLP"sv, "VNKT3DV"sv, "VNKT3D\0"sv, "PK"sv, ""sv}) {
         const Printed printed;
@@ -199,6 +199,15 @@ TEST_F(ReadTest, UnknownMagicsAreRefusedAndOtherAreasWarnedOf) {
     Printed printed;
     EXPECT_EQ(reader.readDlpFile(writeFile(path("other"), Bytes().string("PK")), false, false), -2);
     EXPECT_EQ(printed.take(), "error: file is not vndlp file. please check file\nerror: read dlp structure error\n");
+
+    const std::pair<int, const char*> headers[] = {
+        {kV1, "DlpV1Header"}, {kV3, "DlpV3Header"}, {kLine, "DlpV2LineHeader"}};
+    for (const auto& [kind, name] : headers) {
+        corruptByte(sample(kind), sampleFile(kind).pictures + 26912, 0);  // the first tag
+        EXPECT_EQ(reader.readDlpFile(file, false, true), -2);
+        EXPECT_EQ(printed.take(), "error: split tag error\nerror: read " + std::string(name) +
+                                      " fail\nerror: read dlp structure error\n");
+    }
 
     // an area unlike the table's only warns
     corruptByte(sample(kV2), sampleFile(kV2).layers + 3, 5);
