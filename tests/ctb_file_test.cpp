@@ -40,7 +40,7 @@ void fill(CTB::CTBWrite& writer, unsigned int version) {
     }
 }
 
-/// Bytes of a written file, and where its table begins.
+/// Bytes of a written file, where its table begins, and where the images are.
 constexpr std::size_t kFileSize = 875;
 constexpr std::size_t kTable = 455;
 const unsigned int kImages[] = {647, 741, 845};
@@ -92,6 +92,7 @@ TEST_F(CtbFileTest, IsLaidOutWithExtendedRecordsFromVersionThreeOnHoweverOftenIt
         for (int round = 0; round < 2; ++round) {
             EXPECT_EQ(encode(writer), Codes(3));
             const Bytes bytes = readFile(file);
+            EXPECT_EQ(bytes, writtenFile(version));
             EXPECT_EQ(bytes.size(), version == 3 ? kFileSize : 623u);
             EXPECT_EQ(u32At(bytes, 64), kTable);
             for (unsigned int i = 0; i < 3; ++i) {

@@ -162,7 +162,9 @@ TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     EXPECT_LT(closed.flush(), 0);
     closed.clear();
     closed.close();
+}
 
+TEST_F(LineWrapperTest, AFullDiskShowsInTheTail) {
     EXPECT_LT(writeLineSample(kFullDevice), 0);
     EXPECT_EQ(countOf(printed.take(), "error: /dev/full could not be written completely"), 1);
     // room for the head, none for the layers: the stream's buffer hides it until the end

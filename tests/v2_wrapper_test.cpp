@@ -149,12 +149,15 @@ TEST_F(WrapperTest, StreamedLayersCarryTheImageHeightAndEmptyOnesFollow) {
     finish(expected.u32(7).u32(0).tag().u32(8).u32(0).tag());
 }
 
-TEST_F(WrapperTest, FailuresAreReturned) {
+TEST_F(WrapperTest, WritesNoHeadUntilAllIsSet) {
     for (const int leaveOut : {0, 1, 2, 3}) {
         EXPECT_FALSE(start(1, leaveOut)) << leaveOut;
         wrapper.close();
         EXPECT_EQ(std::filesystem::file_size(file), 0U);
     }
+}
+
+TEST_F(WrapperTest, FailuresAreReturned) {
     Printed printed;
     EXPECT_EQ(wrapper.open(path("no/such")), -1);
     EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");

@@ -157,12 +157,14 @@ TEST(V4FrontEnd, RefusesWhatMakesNoFileAndCancelLeavesNone) {
     EXPECT_FALSE(std::filesystem::exists(job.file.path()));
     writer.filePath = testing::TempDir() + "no/such/folder/x.vndlpv4";
     EXPECT_TRUE(tellsOf("can't open", [&] { EXPECT_EQ(writer.openFile(), -3); }));
-    writer.filePath = kFullDevice;
-    writer.resolutionX = 30;
-    writer.layerCount = 1;
+}
+
+TEST(V4FrontEnd, TellsOfAFullDiskOnce) {
+    Job job(1);
+    job.writer->filePath = kFullDevice;
     job.begin();
-    writer.addLayerImage(0, layerImage(0), 0, 0);
-    EXPECT_TRUE(tellsOf(kFullDevice, [&] { EXPECT_EQ(writer.finish(), -1); }));
+    job.writer->addLayerImage(0, layerImage(0), 0, 0);
+    EXPECT_TRUE(tellsOf(kFullDevice, [&] { EXPECT_EQ(job.writer->finish(), -1); }));
 }
 
 TEST(V4FrontEnd, WarnsOnceOfImagesAndCountsThatAreNotTheJobs) {
