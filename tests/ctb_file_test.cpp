@@ -41,8 +41,8 @@ void fill(CTB::CTBWrite& writer, unsigned int version) {
 }
 
 /// Bytes of a written file, where its table begins, and where the images are.
-constexpr std::size_t kFileSize = 875;
-constexpr std::size_t kTable = 455;
+constexpr unsigned int kFileSize = 875;
+constexpr unsigned int kTable = 455;
 const unsigned int kImages[] = {647, 741, 845};
 
 class CtbFileTest : public CtbTest {
@@ -96,7 +96,7 @@ TEST_F(CtbFileTest, IsLaidOutWithExtendedRecordsFromVersionThreeOnHoweverOftenIt
             EXPECT_EQ(bytes.size(), version == 3 ? kFileSize : 623u);
             EXPECT_EQ(u32At(bytes, 64), kTable);
             for (unsigned int i = 0; i < 3; ++i) {
-                const std::size_t size = 10 * (i + 1);
+                const unsigned int size = 10 * (i + 1);
                 EXPECT_EQ(u32At(bytes, kTable + 36 * i + 12), images[i]);
                 EXPECT_EQ(slice(bytes, images[i], size), Bytes(size, static_cast<unsigned char>('a' + i)));
                 if (version == 2) continue;

@@ -10,7 +10,7 @@ namespace {
 constexpr unsigned kWidth = 8;
 constexpr unsigned kHeight = 5;
 
-Bytes layerPixels(int grey) { return Bytes(kWidth * kHeight, static_cast<unsigned char>(grey)); }
+Bytes layerPixels(int grey) { return Bytes(std::size_t{kWidth} * kHeight, static_cast<unsigned char>(grey)); }
 
 SliceImage layerImage(int grey) { return sliceImage(layerPixels(grey), kWidth, kHeight); }
 

@@ -301,7 +301,7 @@ TEST(V4Read, RowsAreThoseOfTheImageWhateverTheCodeHolds) {
                                                          {"FF 04 FF EF FF", "FF FF FF FF 00 00"},
                                                          {"FF 80 00", "00 00 00 00 00 00"},
                                                          {"FF EF FF FF FF 01", "FF FF FF FF FF FF"},
-                                                         {"01 02 81 02 01", "03 05 03 03 03 00"}};
+                                                         {"80 02 02 81 02 00", "00 00 05 03 03 00"}};
     for (const auto& [code, pixels] : cases) {
         ReadFile file(writtenBy([code = hex(code)](VNDLPV4Write& writer) {
             fill(writer);
