@@ -1,4 +1,3 @@
-#include "support/bytes.h"
 #include "support/container_sample.h"
 #include "support/files.h"
 
@@ -12,11 +11,11 @@ struct Kind {
     int version;
     const char* told;  ///< what sealing prints behind the file's name
 };
-const Kind kKinds[] = {{kV1, 3, "versionName:VNKT3D, subVersionNum:0, checktype:0\n"},
-                       {kV2, 2, "versionName:VNKT3DV2, subVersionNum:2, checktype:1\n"},
-                       {kV2, 3, "versionName:VNKT3DV2, subVersionNum:3, checktype:2\n"},
-                       {kV3, 3, "versionName:VNKT3D3, subVersionNum:0, checktype:1\n"},
-                       {kLine, 3, "versionName:VNLINEV2, subVersionNum:2, checktype:2\n"}};
+const Kind kKinds[] = {{kV1, 3, "VNKT3D, subVersionNum:0, checktype:0\n"},
+                       {kV2, 2, "VNKT3DV2, subVersionNum:2, checktype:1\n"},
+                       {kV2, 3, "VNKT3DV2, subVersionNum:3, checktype:2\n"},
+                       {kV3, 3, "VNKT3D3, subVersionNum:0, checktype:1\n"},
+                       {kLine, 3, "VNLINEV2, subVersionNum:2, checktype:2\n"}};
 
 class WriteTest : public FileTest {
 protected:
@@ -40,24 +39,27 @@ TEST_F(WriteTest, WholeAndStepByStepGiveTheFileOfEveryKind) {
         DlpFileStructure structure = sampleStructure(k.kind, k.version);
         std::vector<unsigned int> areas = sampleAreas();
         std::vector<std::vector<WhiteData>> runs = sampleRuns();
-        Printed printed;
-        give(writer, structure, areas, runs);
-        EXPECT_EQ(writer.writeDlpFile(file), 0);
-        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
-        EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
-
         const bool hasAreas = k.kind == kV2 || k.kind == kLine;
-        EXPECT_EQ((Codes{writer.openDlpFile(file), writer.filePosition(), writer.writeDlpStructure(structure),
-                         writer.writeLayerWhiteData(runs[0], hasAreas ? &areas[0] : nullptr),
-                         writer.writeLayerWhiteData(runs[1], hasAreas ? &areas[1] : nullptr),
-                         writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? &areas[2] : nullptr)}),
-                  Codes(6));
-        const int length = writer.filePosition();
-        EXPECT_EQ(hasAreas ? writer.writeLayerAreasDealyer(areas) : 0, 0);
-        EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
-        EXPECT_EQ(writer.writeTail(k.kind), 0);
-        EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", " + k.told);
-        EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
+        unsigned int* area = hasAreas ? areas.data() : nullptr;
+        for (const bool whole : {true, false}) {
+            Printed printed;
+            if (whole) {
+                give(writer, structure, areas, runs);
+                EXPECT_EQ(writer.writeDlpFile(file), 0);
+            } else {
+                EXPECT_EQ((Codes{writer.openDlpFile(file), writer.filePosition(), writer.writeDlpStructure(structure),
+                                 writer.writeLayerWhiteData(runs[0], area),
+                                 writer.writeLayerWhiteData(runs[1], hasAreas ? area + 1 : nullptr),
+                                 writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? area + 2 : nullptr)}),
+                          Codes(6));
+                const int length = writer.filePosition();
+                EXPECT_EQ(hasAreas ? writer.writeLayerAreasDealyer(areas) : 0, 0);
+                EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
+                EXPECT_EQ(writer.writeTail(k.kind), 0);
+            }
+            EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", versionName:" + k.told);
+            EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
+        }
     }
 }
 
@@ -164,50 +166,37 @@ TEST_F(WriteTest, IncompleteJobsAreRefused) {
     give(writer, sampleStructure(kV1), {}, {{}, {}});
     EXPECT_EQ(writer.writeDlpFile(file), -11);
     EXPECT_EQ(printed.take(), "error: 2 run lists given for 3 layers\n");
-}
-
-TEST_F(WriteTest, EveryPictureMustHavePixels) {
-    Printed printed;
-    writer.openDlpFile(file);
-    const auto refused = [&](int kind, auto dropPicture) {
+    for (const int kind : {kV1, kV2, kV3, kLine}) {
         DlpFileStructure s = sampleStructure(kind);
-        dropPicture(s);
+        for (DlpImage* picture : {&s.v1Header.smallPreview, &s.v2Header.smallPreview, &s.v3Header.thirdPreview,
+                                  &s.lineHeader.middlePreview})
+            picture->release();
         EXPECT_EQ(writer.writeDlpStructure(s), -6);
-        EXPECT_EQ(printed.take(), "error: no preview image\nerror: write DlpV1Header fail\n");
-    };
-    refused(kV1, [](DlpFileStructure& s) { s.v1Header.largePreview.release(); });
-    refused(kV2, [](DlpFileStructure& s) { s.v2Header.smallPreview.release(); });
-    refused(kV3, [](DlpFileStructure& s) { s.v3Header.thirdPreview.release(); });
-    refused(kLine, [](DlpFileStructure& s) { s.lineHeader.middlePreview.release(); });
+        EXPECT_EQ(printed.take(), "error: no preview image\nerror: write DlpV1Header fail\n") << "one text for all";
+    }
 }
 
 TEST_F(WriteTest, AFullDiskIsToldOnceAndTheFileStaysUnsealed) {
     for (const bool large : {false, true}) {
-        for (const bool device : {true, false}) {
-            const std::string target = device ? kFullDevice : file;
-            const std::string reason = device ? "No space left on device" : "File too large";
-            const std::string told = "error: " + target + " could not be written completely: " + reason + "\n";
+        for (const std::string& target : {std::string(kFullDevice), file}) {
             Printed printed;
-            const int code = [&] {
+            const auto write = [&] {
                 const FileSizeLimit limit(large ? 300000 : 10);  // inside a picture, or one byte short
                 give(writer, sampleStructure(kV2), sampleAreas(), sampleRuns());
-                if (large) return writer.writeDlpFile(target);
                 writer.openDlpFile(target);
-                return writer.writeTail(kV1);
-            }();
-            EXPECT_LT(code, 0);
+                return large ? writer.writeDlpFile(target) : writer.writeTail(kV1);
+            };
+            EXPECT_EQ(write(), -21);
             EXPECT_TRUE(writer.failed());
-            EXPECT_EQ(printed.take(), told + (large ? "error: write dlp file tail fail\n" : ""));
+            EXPECT_EQ(printed.take(), "error: " + target + " could not be written completely: " +
+                                          (target == file ? "File too large" : "No space left on device") + "\n" +
+                                          (large ? "error: write dlp file tail fail\n" : ""));
         }
     }
-}
-
-TEST_F(WriteTest, ATrailerThatCouldNotBeAppendedIsAFailure) {
     for (const int kind : {kV3, kV2}) {
-        const std::size_t sealed = sampleFile(kind).bytes.size();
         give(writer, sampleStructure(kind), sampleAreas(), sampleRuns());
         Printed printed;
-        const FileSizeLimit limit(sealed - 1);
+        const FileSizeLimit limit(sampleFile(kind).bytes.size() - 1);  // no room for the trailer
         EXPECT_EQ(writer.writeDlpFile(file), -20);
         const std::string text = printed.take();
         EXPECT_EQ(text.substr(text.find('\n') + 1),

@@ -11,6 +11,18 @@ Bytes encoded(Bytes pixels) {
     return CTB::LayerDef::encodeCtbImage(pixels.data(), static_cast<unsigned int>(pixels.size()), 0, 0);
 }
 
+Bytes runOf(std::size_t count, unsigned char value) { return Bytes(count, value); }
+
+/// Calls `check(left, right)` with both sides of examples like "02 04 = 01 02", in hexadecimal digits.
+template <class Check>
+void forEach(const std::vector<std::string>& examples, Check&& check) {
+    for (const std::string& example : examples) {
+        SCOPED_TRACE(example);
+        const std::size_t middle = example.find('=');
+        check(hex(example.substr(0, middle)), hex(example.substr(middle + 1)));
+    }
+}
+
 class LayerCodeTest : public CtbTest {
 protected:
     /// Decodes a code that stands at offset 5 of a file.
@@ -27,76 +39,69 @@ protected:
         return into;
     }
 };
-using LayerScramblingTest = LayerCodeTest;
 
-Bytes runOf(std::size_t count, unsigned char value) { return Bytes(count, value); }
-
-TEST_F(LayerCodeTest, EncodesTheDocumentedExamples) {
-    EXPECT_EQ(encoded({}), Bytes{});
-    EXPECT_EQ(encoded({255, 255, 255}), (Bytes{0xFF, 0x03}));
-    EXPECT_EQ(encoded({254}), Bytes{0x7F});
-    EXPECT_EQ(encoded({0}), Bytes{0x00});
-    EXPECT_EQ(encoded({2, 4}), (Bytes{0x01, 0x02}));
-    EXPECT_EQ(encoded({2, 3, 2}), (Bytes{0x81, 0x03}));
-}
+// runs of a layer
 
 TEST_F(LayerCodeTest, EncodesEveryLengthFormAtItsLimits) {
-    EXPECT_EQ(encoded(runOf(0x7F, 0)), (Bytes{0x80, 0x7F}));
-    EXPECT_EQ(encoded(runOf(0x80, 0)), (Bytes{0x80, 0x80, 0x80}));
-    EXPECT_EQ(encoded(runOf(200, 0)), (Bytes{0x80, 0x80, 0xC8}));
-    EXPECT_EQ(encoded(runOf(0x3FFF, 0)), (Bytes{0x80, 0xBF, 0xFF}));
-    EXPECT_EQ(encoded(runOf(0x4000, 9)), (Bytes{0x84, 0xC0, 0x40, 0x00}));
-    EXPECT_EQ(encoded(runOf(0x1FFFFF, 255)), (Bytes{0xFF, 0xDF, 0xFF, 0xFF}));
-    EXPECT_EQ(encoded(runOf(0x200000, 255)), (Bytes{0xFF, 0xE0, 0x20, 0x00, 0x00}));
-}
-
-TEST_F(LayerCodeTest, AddRepFlagsTheValueInPlaceAndWritesNoLengthBeyondTheLongest) {
-    Bytes out;
-    const auto add = [&out](unsigned int count, unsigned char value) {
-        CTB::LayerDef::addRep(count, value, out);
-        return value;
+    forEach({"=", "FE = 7F", "00 = 00", "02 04 = 01 02", "02 03 02 = 81 03", "FF FF FF = FF 03"},
+            [](const Bytes& pixels, const Bytes& code) { EXPECT_EQ(encoded(pixels), code); });
+    struct Row {
+        std::size_t count;
+        unsigned char value;
+        const char* code;
     };
-    EXPECT_EQ(add(0, 5), 5);
-    EXPECT_TRUE(out.empty());
-    EXPECT_EQ(add(1, 5), 5);
-    EXPECT_EQ(add(2, 5), 0x85);
-    EXPECT_EQ(add(0x0FFFFFFF, 6), 0x86);
-    EXPECT_EQ(add(0x10000000, 7), 0x87);
-    EXPECT_EQ(out, (Bytes{5, 0x85, 2, 0x86, 0xEF, 0xFF, 0xFF, 0xFF, 0x87}));
-}
+    const Row rows[] = {{0x7F, 0, "80 7F"},
+                        {0x80, 0, "80 80 80"},
+                        {200, 0, "80 80 C8"},
+                        {0x3FFF, 0, "80 BF FF"},
+                        {0x4000, 9, "84 C0 40 00"},
+                        {0x1FFFFF, 255, "FF DF FF FF"},
+                        {0x200000, 255, "FF E0 20 00 00"}};
+    for (const Row& row : rows) EXPECT_EQ(encoded(runOf(row.count, row.value)), hex(row.code));
 
-/// The encoding as it is defined: one comparison per pixel.
-Bytes plainEncoded(const Bytes& pixels) {
+    // runs too long for an image: the longest that has a length, and one more
     Bytes out;
-    unsigned char grey = 127;
-    unsigned int count = 0;
-    for (const unsigned char pixel : pixels) {
-        if (pixel >> 1 == grey) {
-            ++count;
-            continue;
-        }
+    for (auto [count, value, flagged] :
+         {std::array{0u, 5u, 5u}, {1, 5, 5}, {0x0FFFFFFF, 6, 0x86}, {1 << 28, 7, 0x87}}) {
+        auto grey = static_cast<unsigned char>(value);
         CTB::LayerDef::addRep(count, grey, out);
-        grey = static_cast<unsigned char>(pixel >> 1);
-        count = 1;
+        EXPECT_EQ(grey, flagged);
     }
-    CTB::LayerDef::addRep(count, grey, out);
-    return out;
+    EXPECT_EQ(out, (Bytes{5, 0x86, 0xEF, 0xFF, 0xFF, 0xFF, 0x87}));
 }
 
-TEST_F(LayerCodeTest, FindsRunEndsLikeThePlainLoopAtEveryLengthAndAlignment) {
+TEST_F(LayerCodeTest, DecodesEveryLengthFormAndStaysInsideTheImage) {
+    // among them a run of no pixels, two first bytes of no length form (one pixel), and four runs cut off
+    forEach({"80 05 7F = 00 00 00 00 00 FF", "01 02 = 03 05", "81 80 02 = 03 03 00", "81 C0 00 02 = 03 03 00",
+             "81 E0 00 00 02 = 03 03 00", "FF EF FF FF FF 01 = FF FF FF FF", "7F = FF 00 00 00", "= 00 00",
+             "7F =", "81 00 02 = 05 00 00", "81 F0 02 = 03 05 00", "81 FF 02 = 03 05 00", "01 FF = 03 00 00",
+             "01 FF 80 = 03 00 00", "01 FF C0 00 = 03 00 00", "01 FF E0 00 00 = 03 00 00"},
+            [this](const Bytes& code, const Bytes& pixels) {
+                EXPECT_EQ(decoded(code, static_cast<unsigned int>(pixels.size()), 1), pixels);
+            });
+    const Bytes blank = decoded({0x80, 0xE5, 0x9D, 0x57, 0x10}, 15120, 6230);
+    EXPECT_EQ(std::count(blank.begin(), blank.end(), 0), 94197600);
+}
+
+TEST_F(LayerCodeTest, HasTheRunsOfThePixelsAtEveryLengthAndAlignment) {
     // two runs of every length around the words the encoder compares, behind 0 to 8 single pixels
     for (std::size_t lead = 0; lead < 9; ++lead) {
         for (std::size_t length = 1; length < 90; ++length) {
             Bytes pixels;
-            for (std::size_t i = 0; i < lead; ++i) pixels.push_back(static_cast<unsigned char>(20 + 2 * i));
+            Bytes code;
+            for (unsigned i = 0; i < lead; ++i) {
+                pixels.u8(20 + 2 * i);
+                code.u8(10 + i);
+            }
             for (std::size_t i = 0; i < length; ++i) pixels.push_back(i % 2 == 0 ? 100 : 101);
-            pixels.insert(pixels.end(), length, 102);
-            ASSERT_EQ(encoded(pixels), plainEncoded(pixels)) << lead << ' ' << length;
+            pixels.fill(length, 102);
+            for (unsigned char grey : Bytes{50, 51}) {
+                auto count = static_cast<unsigned int>(length);
+                CTB::LayerDef::addRep(count, grey, code);
+            }
+            ASSERT_EQ(encoded(pixels), code) << lead << ' ' << length;
         }
     }
-}
-
-TEST_F(LayerCodeTest, EncodesAndDecodesRandomImagesLikeThePlainLoop) {
     std::mt19937 random(20240607);
     for (int round = 0; round < 300; ++round) {
         Bytes pixels;
@@ -104,92 +109,50 @@ TEST_F(LayerCodeTest, EncodesAndDecodesRandomImagesLikeThePlainLoop) {
         while (pixels.size() < 30000) pixels.insert(pixels.end(), random() % longest + 1, random() & 0xFF);
         pixels.resize(30000);
         const Bytes code = encoded(pixels);
-        ASSERT_EQ(code, plainEncoded(pixels)) << round;
         for (unsigned char& pixel : pixels) pixel = static_cast<unsigned char>(pixel < 2 ? 0 : pixel | 1);
         ASSERT_EQ(decoded(code, 300, 100), pixels) << round;
     }
 }
 
-TEST_F(LayerCodeTest, DecodesTheDocumentedExamples) {
-    EXPECT_EQ(decoded({0x80, 0x05, 0x7F}, 6, 1), (Bytes{0, 0, 0, 0, 0, 255}));
-    EXPECT_EQ(decoded({0x01, 0x02}, 1, 2), (Bytes{3, 5}));
-}
-
-TEST_F(LayerCodeTest, DecodesEveryLengthForm) {
-    EXPECT_EQ(decoded({0x81, 0x80, 0x02}, 3, 1), (Bytes{3, 3, 0}));
-    EXPECT_EQ(decoded({0x81, 0xC0, 0x00, 0x02}, 3, 1), (Bytes{3, 3, 0}));
-    EXPECT_EQ(decoded({0x81, 0xE0, 0x00, 0x00, 0x02}, 3, 1), (Bytes{3, 3, 0}));
-    EXPECT_EQ(decoded({0x81, 0x00, 0x02}, 3, 1), (Bytes{5, 0, 0})) << "a run of no pixels";
-    for (const unsigned char first : Bytes{0xF0, 0xFF}) {
-        EXPECT_EQ(decoded({0x81, first, 0x02}, 3, 1), (Bytes{3, 5, 0})) << "no length form: one pixel";
-    }
-}
-
-TEST_F(LayerCodeTest, DecodesALargeBlankLayerFromFiveBytes) {
-    const Bytes pixels = decoded({0x80, 0xE5, 0x9D, 0x57, 0x10}, 15120, 6230);
-    EXPECT_EQ(pixels.size(), 94197600u);
-    EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0), 94197600);
-}
-
-TEST_F(LayerCodeTest, StopsAtTheEndOfTheImageAndLeavesWhatTheCodeDoesNotCover) {
-    EXPECT_EQ(decoded({0xFF, 0xEF, 0xFF, 0xFF, 0xFF, 0x01}, 2, 2), runOf(4, 255));
-    EXPECT_EQ(decoded({0x7F}, 2, 2), (Bytes{255, 0, 0, 0}));
-    EXPECT_EQ(decoded({}, 2, 1), (Bytes{0, 0}));
-    EXPECT_EQ(decoded({0x7F}, 0, 9), Bytes{});
-}
-
-TEST_F(LayerCodeTest, LeavesOutARunThatTheCodeCutsOff) {
-    for (const Bytes& cut : {Bytes{0xFF}, Bytes{0xFF, 0x80}, Bytes{0xFF, 0xC0, 0x00}, Bytes{0xFF, 0xE0, 0x00, 0x00}}) {
-        EXPECT_EQ(decoded(Bytes().raw(Bytes{0x01}).raw(cut), 3, 1), (Bytes{3, 0, 0}));
-    }
-}
-
-TEST_F(LayerCodeTest, RefusesImagesTooLargeToBeMeant) {
+TEST_F(LayerCodeTest, RefusesImagesTooLargeToBeMeantAndTellsOfCodesCutShort) {
+    Bytes pixels;
     for (const auto& [width, height] :
          {std::pair{65536u, 1u}, {1u, 65536u}, {65535u, 4097u}, {0xFFFFFFFFu, 0xFFFFFFFFu}}) {
-        Bytes pixels{1};
-        const std::string printed =
-            printedBy([&, w = width, h = height] { pixels = CTB::LayerDef().decodeCtbImage(w, h, 0, 0); });
+        pixels = {1};
+        const auto decode = [&, w = width, h = height] { pixels = CTB::LayerDef().decodeCtbImage(w, h, 0, 0); };
+        EXPECT_TRUE(isOneErrorLine(printedBy(decode), "pixels"));
         EXPECT_TRUE(pixels.empty());
-        EXPECT_TRUE(isOneErrorLine(printed, "pixels"));
     }
-}
-
-TEST_F(LayerCodeTest, DecodesWhatTheFileHoldsOfACodeAndSaysSo) {
-    FileRead& in = input(Bytes{0x7F, 0x7F});
-    CTB::LayerDef layer(in);
+    CTB::LayerDef layer(input(Bytes{0x7F, 0x7F}));
     layer.dataSize = 0xFFFFFFFF;
-    Bytes pixels;
     EXPECT_TRUE(isOneErrorLine(printedBy([&] { pixels = layer.decodeCtbImage(3, 1, 17, 0); }), "layer 17"));
     EXPECT_EQ(pixels, (Bytes{255, 255, 0}));
     layer.dataOffset = 3;
-    int result = 0;
-    EXPECT_TRUE(isOneErrorLine(
-        printedBy([&] { result = layer.decodeCtbImageInto(pixels.data(), pixels.size(), 17, 0); }), "layer 17"));
-    EXPECT_EQ(result, -1);
+    const auto decodeInto = [&] { EXPECT_EQ(layer.decodeCtbImageInto(pixels.data(), 3, 17, 0), -1); };
+    EXPECT_TRUE(isOneErrorLine(printedBy(decodeInto), "layer 17"));
     EXPECT_EQ(pixels, (Bytes{0, 0, 0}));
 }
 
 TEST_F(LayerCodeTest, FillSpanPaintsFromTheThresholdOnAndNeverOutside) {
+    struct Row {
+        int from, count;
+        unsigned char value, threshold;
+        int to;
+    };
+    const Row rows[] = {{1, 2, 9, 9, 3},  {3, 1, 8, 9, 4},   {4, 0, 9, 0, 4},
+                        {4, -1, 9, 0, 4}, {4, 10, 7, 0, 14}, {14, INT_MAX, 7, 0, INT_MAX},
+                        {-2, 3, 6, 0, 1}};
     CTB::LayerDef layer;
     Bytes out(5);
-    int position = 1;
-    layer.FillSpan(out, position, 2, 9, 9);
-    EXPECT_EQ(position, 3);
-    layer.FillSpan(out, position, 1, 8, 9);
-    EXPECT_EQ(position, 4);
-    layer.FillSpan(out, position, 0, 9, 0);
-    layer.FillSpan(out, position, -1, 9, 0);
-    EXPECT_EQ(position, 4);
-    layer.FillSpan(out, position, 10, 7, 0);
-    EXPECT_EQ(position, 14);
-    layer.FillSpan(out, position, INT_MAX, 7, 0);
-    EXPECT_EQ(position, INT_MAX);
-    position = -2;
-    layer.FillSpan(out, position, 3, 6, 0);
-    EXPECT_EQ(position, 1);
+    for (const Row& row : rows) {
+        int position = row.from;
+        layer.FillSpan(out, position, row.count, row.value, row.threshold);
+        EXPECT_EQ(position, row.to);
+    }
     EXPECT_EQ(out, (Bytes{6, 9, 9, 0, 7}));
 }
+
+// scrambling
 
 constexpr bool kDefaultConstants = VNDLP_CTB_KM == 0x1A2B3C4D && VNDLP_CTB_KS == 0x5E6F7081 &&
                                    VNDLP_CTB_LM == 0x2468ACE1 && VNDLP_CTB_LS == 0x13579BDF;
@@ -206,131 +169,93 @@ Bytes plainScrambled(std::uint32_t key, std::uint32_t layerIndex, Bytes data) {
     return data;
 }
 
-TEST_F(LayerScramblingTest, GivesTheBytesOfTheDefaultConstants) {
+TEST(LayerScrambling, GivesTheBytesOfTheDefaultConstants) {
     if (!kDefaultConstants) GTEST_SKIP() << "built with other constants";
+    const auto crypt = CTB::CTBWrite::LayerRleCrypt;
     const Bytes zeros(10);
-    EXPECT_EQ(CTB::CTBWrite::LayerRleCrypt(255, 0, zeros),
-              (Bytes{0x72, 0x2E, 0x39, 0x62, 0xA4, 0xCE, 0xDA, 0x14, 0xD6, 0x6E}));
-    EXPECT_EQ(CTB::CTBWrite::LayerRleCrypt(255, 1, zeros),
-              (Bytes{0x64, 0x92, 0x38, 0x16, 0x96, 0x32, 0xDA, 0xC8, 0xC8, 0xD2}));
-    EXPECT_EQ(CTB::CTBWrite::LayerRleCrypt(0x12345678, 7, zeros),
-              (Bytes{0x78, 0xA4, 0xC4, 0xDD, 0x0F, 0x56, 0x7F, 0xF3, 0xA6, 0x07}));
-    EXPECT_EQ(CTB::CTBWrite::LayerRleCrypt(255, 1, {0x80, 0x05, 0x40, 0xFF, 0x06}),
-              (Bytes{0xE4, 0x97, 0x78, 0xE9, 0x90}));
+    EXPECT_EQ(crypt(255, 0, zeros), (Bytes{0x72, 0x2E, 0x39, 0x62, 0xA4, 0xCE, 0xDA, 0x14, 0xD6, 0x6E}));
+    EXPECT_EQ(crypt(255, 1, zeros), (Bytes{0x64, 0x92, 0x38, 0x16, 0x96, 0x32, 0xDA, 0xC8, 0xC8, 0xD2}));
+    EXPECT_EQ(crypt(0x12345678, 7, zeros), (Bytes{0x78, 0xA4, 0xC4, 0xDD, 0x0F, 0x56, 0x7F, 0xF3, 0xA6, 0x07}));
+    EXPECT_EQ(crypt(255, 1, {0x80, 0x05, 0x40, 0xFF, 0x06}), (Bytes{0xE4, 0x97, 0x78, 0xE9, 0x90}));
 }
 
-TEST_F(LayerScramblingTest, AgreesWithThePlainLoopAtEverySizeAndUndoesItself) {
+TEST_F(LayerCodeTest, IsScrambledLikeThePlainLoopAtEverySizeWhichUndoesItself) {
     std::mt19937 random(7);
     for (std::size_t size = 0; size < 70; ++size) {
         Bytes data(size);
         for (unsigned char& byte : data) byte = random() & 0xFF;
-        const auto key = static_cast<unsigned int>(random());
+        const auto key = size == 9 ? 0 : static_cast<unsigned int>(random());  // 0 leaves everything alone
         const auto layerIndex = static_cast<unsigned int>(random());
         Bytes scrambled = data;
         CTB::CTBWrite::LayerRleCryptBuffer(key, layerIndex, scrambled);
         ASSERT_EQ(scrambled, plainScrambled(key, layerIndex, data)) << size;
         ASSERT_EQ(CTB::CTBWrite::LayerRleCrypt(key, layerIndex, scrambled), data) << size;
     }
-}
-
-TEST_F(LayerScramblingTest, LeavesEverythingAloneForKeyZero) {
-    EXPECT_EQ(CTB::CTBWrite::LayerRleCrypt(0, 5, {1, 2, 3, 4, 5}), (Bytes{1, 2, 3, 4, 5}));
-}
-
-TEST_F(LayerScramblingTest, CoversTheCodeOfALayerByItsIndex) {
     Bytes pixels = runOf(40, 255);
-    const Bytes layer0 = CTB::LayerDef::encodeCtbImage(pixels.data(), 40, 300, 0);
-    const Bytes layer1 = CTB::LayerDef::encodeCtbImage(pixels.data(), 40, 300, 1);
-    EXPECT_EQ(layer1, plainScrambled(300, 1, {0xFF, 40}));
-    EXPECT_NE(layer0, layer1);
-    EXPECT_EQ(decoded(layer1, 8, 5, 1, 300), pixels);
+    const Bytes code = CTB::LayerDef::encodeCtbImage(pixels.data(), 40, 300, 1);
+    EXPECT_EQ(code, plainScrambled(300, 1, {0xFF, 40}));
+    EXPECT_EQ(decoded(code, 8, 5, 1, 300), pixels);
 }
 
-Bytes previewCode(Bytes pixels) {
-    return CTB::PreView().Encode(pixels.data(), static_cast<unsigned int>(pixels.size()));
-}
+// previews
 
 Bytes pixelsOf(std::size_t count, const Bytes& pixel) {
     Bytes pixels;
-    for (std::size_t i = 0; i < count; ++i) pixels.insert(pixels.end(), pixel.begin(), pixel.end());
+    for (std::size_t i = 0; i < count; ++i) pixels.raw(pixel);
     return pixels;
 }
 
-Bytes previewPixels(const Bytes& code, unsigned int width, unsigned int height) {
-    CTB::PreView preView;
-    preView.resolutionX = width;
-    preView.resolutionY = height;
-    Bytes copy = code;
-    return preView.decodeImg(copy.data(), static_cast<unsigned int>(copy.size()));
-}
-
-TEST(PreviewCodeTest, PacksTheThirdByteHighestAndClearsTheRepeatFlag) {
-    EXPECT_EQ(previewCode({0x08, 0, 0}), (Bytes{0x01, 0x00}));
-    EXPECT_EQ(previewCode({0, 0x08, 0}), (Bytes{0x40, 0x00}));
-    EXPECT_EQ(previewCode({0, 0, 0x08}), (Bytes{0x00, 0x08}));
-    EXPECT_EQ(previewCode({0xFF, 0xFF, 0xFF}), (Bytes{0xDF, 0xFF}));
-    EXPECT_EQ(previewCode({7, 3, 7}), (Bytes{0, 0})) << "the dropped bits";
-}
-
-TEST(PreviewCodeTest, EncodesRunsByTheirLength) {
+TEST(PreviewCode, PacksTheThirdByteHighestAndRunsByTheirLength) {
     const Bytes blue{0xF8, 0, 0};
-    EXPECT_EQ(previewCode(pixelsOf(2, blue)), (Bytes{0x1F, 0x00, 0x1F, 0x00}));
-    EXPECT_EQ(previewCode(pixelsOf(3, blue)), (Bytes{0x3F, 0x00, 0x02, 0x30}));
-    EXPECT_EQ(previewCode(pixelsOf(4095, blue)), (Bytes{0x3F, 0x00, 0xFE, 0x3F}));
-    EXPECT_EQ(previewCode(pixelsOf(4096, blue)), (Bytes{0x3F, 0x00, 0xFE, 0x3F, 0x1F, 0x00}));
-    // 5000 black pixels: the first run continues the encoder's initial colour
-    EXPECT_EQ(previewCode(pixelsOf(5000, {0, 0, 0})), (Bytes{0x20, 0x00, 0xFE, 0x3F, 0x20, 0x00, 0x88, 0x33}));
-}
-
-TEST(PreviewCodeTest, SeparatesNeighboursThatDifferOnlyInTheBitItDrops) {
-    EXPECT_EQ(previewCode({0, 0, 0, 0, 4, 0, 0, 4, 0}), (Bytes{0, 0, 0, 0, 0, 0}));
-}
-
-TEST(PreviewCodeTest, CountsMissingBytesOfTheLastPixelAsZero) {
-    EXPECT_EQ(previewCode({0x08}), (Bytes{0x01, 0x00}));
-    EXPECT_EQ(previewCode({0, 0, 0x08, 0, 0x08}), (Bytes{0x00, 0x08, 0x40, 0x00}));
-    EXPECT_EQ(previewCode({}), Bytes{});
-}
-
-TEST(PreviewCodeTest, EncodesTheRecordsOwnPixelsAndSetsTheSize) {
+    // dropped bits, one of them only behind the comparison; missing bytes count as zero; the initial colour goes on
     CTB::PreView preView;
-    preView.imageData = pixelsOf(3, {0xF8, 0, 0});
-    preView.imageSize = 9;
-    EXPECT_EQ(preView.Encode(), (Bytes{0x3F, 0x00, 0x02, 0x30}));
-    EXPECT_EQ(preView.imageSize, 4u);
-    EXPECT_EQ(preView.imageData.size(), 9u);
-    preView.imageSize = 0xFFFFFFFF;
-    EXPECT_EQ(preView.Encode().size(), 4u) << "no more than the buffer holds";
-    EXPECT_EQ(preView.encodeImg(preView.imageData.data(), 9), (Bytes{0x3F, 0x00, 0x02, 0x30}));
-}
-
-TEST(PreviewCodeTest, RleRgb15AppendsOneRun) {
-    CTB::PreView preView;
+    forEach({"08 00 00 = 01 00", "00 08 00 = 40 00", "00 00 08 = 00 08", "FF FF FF = DF FF", "07 03 07 = 00 00",
+             "00 00 00 00 04 00 00 04 00 = 00 00 00 00 00 00", "08 = 01 00", "00 00 08 00 08 = 00 08 40 00", "=",
+             "F8 00 00 F8 00 00 = 1F 00 1F 00"},
+            [&](Bytes pixels, const Bytes& code) {
+                const auto size = static_cast<unsigned int>(pixels.size());
+                EXPECT_EQ(preView.Encode(pixels.data(), size), code);
+                EXPECT_EQ(preView.encodeImg(pixels.data(), size), code);
+            });
+    const auto coded = [&](Bytes pixels) {
+        return preView.Encode(pixels.data(), static_cast<unsigned>(pixels.size()));
+    };
+    EXPECT_EQ(coded(pixelsOf(4095, blue)), hex("3F 00 FE 3F"));
+    EXPECT_EQ(coded(pixelsOf(4096, blue)), hex("3F 00 FE 3F 1F 00"));
+    EXPECT_EQ(coded(runOf(15000, 0)), hex("20 00 FE 3F 20 00 88 33"));
+    preView.imageData = pixelsOf(3, blue);
+    for (const unsigned int size : {9u, 0xFFFFFFFFu}) {  // no more than the buffer holds
+        preView.imageSize = size;
+        EXPECT_EQ(preView.Encode(), (Bytes{0x3F, 0x00, 0x02, 0x30}));
+        EXPECT_EQ(preView.imageSize, 4u);
+        EXPECT_EQ(preView.imageData.size(), 9u);
+    }
     Bytes out{9};
-    unsigned short colour = 0xFFFF;
-    for (unsigned int count : {0u, 1u, 3u}) preView.RleRGB15(out, count, colour);
+    unsigned short white = 0xFFFF;
+    for (unsigned int count : {0u, 1u, 3u}) preView.RleRGB15(out, count, white);
     EXPECT_EQ(out, (Bytes{9, 0xDF, 0xFF, 0xFF, 0xFF, 0x02, 0x30}));
-    EXPECT_EQ(colour, 0xFFFF);
+    EXPECT_EQ(white, 0xFFFF);
 }
 
-TEST(PreviewCodeTest, DecodesFiveBitsAByteAndIgnoresTheLengthMark) {
-    EXPECT_EQ(previewPixels({0xDF, 0xFF}, 1, 1), (Bytes{0xF8, 0xF8, 0xF8}));
-    EXPECT_EQ(previewPixels({0x61, 0x10, 0x01, 0xF0}, 3, 1), (Bytes{8, 8, 16, 8, 8, 16, 0, 0, 0}));
-    EXPECT_EQ(previewPixels({0x20, 0x00, 0xFE, 0x3F, 0xDF, 0xFF}, 64, 64),
-              Bytes().fill(4095 * 3, 0).raw(Bytes{0xF8, 0xF8, 0xF8}));
-}
-
-TEST(PreviewCodeTest, StopsAtTheEndOfTheImageOrTheCode) {
-    EXPECT_EQ(previewPixels({0xFF, 0xFF, 0xFF, 0x3F}, 1, 2), runOf(6, 0xF8));
-    EXPECT_EQ(previewPixels({0xDF, 0xFF, 0xFF}, 1, 2), (Bytes{0xF8, 0xF8, 0xF8, 0, 0, 0}));
-    EXPECT_EQ(previewPixels({0xFF, 0xFF, 0xFF}, 1, 1), (Bytes{0, 0, 0})) << "a run without its second length byte";
-    EXPECT_EQ(previewPixels({}, 1, 1), (Bytes{0, 0, 0}));
-}
-
-TEST(PreviewCodeTest, RefusesImagesTooLargeToBeMeant) {
-    Bytes pixels{1};
-    EXPECT_TRUE(isOneErrorLine(printedBy([&] { pixels = previewPixels({}, 4097, 4096); }), "preview"));
-    EXPECT_TRUE(pixels.empty());
+TEST(PreviewCode, IsDecodedToTheEndOfTheImageOrTheCode) {
+    CTB::PreView preView;
+    // the length mark is ignored; the last but one is a run without its second length byte
+    const std::pair<const char*, Bytes> examples[] = {{"DF FF", runOf(3, 0xF8)},
+                                                      {"61 10 01 F0", hex("08 08 10 08 08 10 00 00 00")},
+                                                      {"20 00 FE 3F DF FF", runOf(12285, 0).fill(3, 0xF8)},
+                                                      {"FF FF FF 3F", runOf(6, 0xF8)},
+                                                      {"DF FF FF", hex("F8 F8 F8 00 00 00")},
+                                                      {"FF FF FF", runOf(3, 0)},
+                                                      {"", runOf(3, 0)}};
+    for (const auto& [code, pixels] : examples) {
+        Bytes bytes = hex(code);
+        preView.resolutionX = static_cast<unsigned int>(pixels.size() / 3);
+        preView.resolutionY = 1;
+        EXPECT_EQ(preView.decodeImg(bytes.data(), static_cast<unsigned int>(bytes.size())), pixels) << code;
+    }
+    preView.resolutionX = 4097;
+    preView.resolutionY = 4096;
+    EXPECT_TRUE(isOneErrorLine(printedBy([&] { EXPECT_TRUE(preView.decodeImg(nullptr, 0).empty()); }), "preview"));
 }
 
 }  // namespace

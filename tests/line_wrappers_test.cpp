@@ -1,9 +1,10 @@
-#include "support/bytes.h"
 #include "support/files.h"
 #include "support/line_sample.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 #include <unordered_map>
 
 namespace vndlp::test {
@@ -13,206 +14,154 @@ using Settings = std::unordered_map<std::string, std::string>;
 
 // the parameter record
 
-TEST(LineParam, NewRecordsHaveTheirDefaults) {
-    const DlpLineV2ParamWrapper p;
-    EXPECT_EQ(p.versionCode, 2U);
-    EXPECT_EQ(p.machineName, "");
-    EXPECT_EQ(p.machineHeight, 0);
-    EXPECT_EQ(p.brightnessPVM, 0);
-    EXPECT_EQ(p.maxGray, 0);
-}
-
-TEST(LineParam, EverySettingReachesItsField) {
-    DlpLineV2ParamWrapper p;
-    p.setVal({{"exposure_time", "1"},
-              {"light_off_delay", "2"},
-              {"first_exposure_time", "3"},
-              {"first_layer_count", "4"},
-              {"first_lift_distance", "5"},
-              {"first_lift_speed", "6"},
-              {"lifting_distance", "7"},
-              {"lifting_speed", "8"},
-              {"retract_speed", "9"},
-              {"layer_height", "0.05"},
-              {"zthrough_deep_value", "10"},
-              {"anti_aliasing", "true"},
-              {"minimum_grayscale", "11"},
-              {"maximum_grayscale", "12"},
-              {"machine_name", "X1"},
-              {"resolutionX", "not a name"},
-              {"versionCode", "5"}});
-    const int numbers[] = {
-        p.exposure_time,    p.light_off_delay,  p.first_exposure_time, p.first_layer_count, p.first_lift_distance,
-        p.first_lift_speed, p.lifting_distance, p.lifting_speed,       p.retract_speed,     p.zThrough,
-        p.minGray,          p.maxGray};
-    int expected = 1;
-    for (const int number : numbers) EXPECT_EQ(number, expected++);
-    EXPECT_EQ(p.thickness, 0.05F);
-    EXPECT_EQ(p.enableAliasing, 1);
-    EXPECT_EQ(p.machineName, "X1");
-    EXPECT_EQ(p.resolutionX, 0);
-    EXPECT_EQ(p.versionCode, 2U);
-}
-
-TEST(LineParam, MissingSettingsGiveZeroAndLeaveOtherFieldsAlone) {
-    DlpLineV2ParamWrapper p = sampleLineParam();
+TEST(LineParam, EverySettingReachesItsFieldAndIsZeroWithoutIt) {
+    using P = DlpLineV2ParamWrapper;
+    const std::pair<const char*, int P::*> numbers[] = {{"exposure_time", &P::exposure_time},
+                                                        {"light_off_delay", &P::light_off_delay},
+                                                        {"first_exposure_time", &P::first_exposure_time},
+                                                        {"first_layer_count", &P::first_layer_count},
+                                                        {"first_lift_distance", &P::first_lift_distance},
+                                                        {"first_lift_speed", &P::first_lift_speed},
+                                                        {"lifting_distance", &P::lifting_distance},
+                                                        {"lifting_speed", &P::lifting_speed},
+                                                        {"retract_speed", &P::retract_speed},
+                                                        {"zthrough_deep_value", &P::zThrough},
+                                                        {"minimum_grayscale", &P::minGray},
+                                                        {"maximum_grayscale", &P::maxGray}};
+    Settings settings = {{"layer_height", " 0.025mm"},
+                         {"anti_aliasing", "true"},
+                         {"machine_name", "X1"},
+                         {"resolutionX", "not a name"},
+                         {"versionCode", "5"}};
+    int next = 1;
+    for (const auto& [name, field] : numbers) settings[name] = std::to_string(next++);
+    P p = sampleLineParam();
+    p.setVal(settings);
+    next = 1;
+    for (const auto& [name, field] : numbers) EXPECT_EQ(p.*field, next++) << name;
+    EXPECT_EQ(std::tie(p.thickness, p.enableAliasing, p.machineName), std::make_tuple(0.025F, 1, "X1"));
     p.setVal({});
-    for (const int number : {p.exposure_time, p.light_off_delay, p.first_exposure_time, p.first_layer_count,
-                             p.first_lift_distance, p.first_lift_speed, p.lifting_distance, p.lifting_speed,
-                             p.retract_speed, p.zThrough, p.enableAliasing, p.minGray, p.maxGray}) {
-        EXPECT_EQ(number, 0);
-    }
-    EXPECT_EQ(p.thickness, 0);
-    EXPECT_EQ(p.machineName, "");
-    EXPECT_EQ(p.resolutionX, 1440);
-    EXPECT_EQ(p.brightnessPVM, 65536 + 200);
-    EXPECT_EQ(p.platformX, 68.04F);
+    for (const auto& [name, field] : numbers) EXPECT_EQ(p.*field, 0) << name;
+    EXPECT_EQ(std::tie(p.thickness, p.enableAliasing, p.machineName), std::make_tuple(0.0F, 0, ""));
+    EXPECT_EQ(std::tie(p.versionCode, p.resolutionX, p.platformX), std::make_tuple(2U, 1440, 68.04F)) << "no settings";
 }
 
-TEST(LineParam, NumbersEndAtWhatDoesNotFit) {
-    const std::pair<const char*, int> cases[] = {{"30s", 30}, {"2.5", 2}, {"  7", 7}, {"-4", -4},
-                                                 {"+4", 4},   {"abc", 0}, {"", 0},    {"0x10", 0}};
-    for (const auto& [text, number] : cases) {
-        DlpLineV2ParamWrapper p;
+TEST(LineParam, TextsAreReadAsTheyAlwaysWere) {
+    DlpLineV2ParamWrapper p;
+    const std::pair<const char*, int> numbers[] = {{"30s", 30}, {"2.5", 2}, {"  7", 7}, {"-4", -4},
+                                                   {"+4", 4},   {"abc", 0}, {"", 0},    {"0x10", 0}};
+    for (const auto& [text, number] : numbers) {
         p.setVal({{"exposure_time", text}});
         EXPECT_EQ(p.exposure_time, number) << text;
     }
-    DlpLineV2ParamWrapper p;
-    p.setVal({{"layer_height", " 0.025mm"}});
-    EXPECT_EQ(p.thickness, 0.025F);
-}
-
-TEST(LineParam, AntiAliasingIsOnForExactlyOneText) {
     for (const char* text : {"TRUE", "True", "1", "true ", " true", "truex", "yes", ""}) {
-        DlpLineV2ParamWrapper p;
         p.enableAliasing = 1;
         p.setVal({{"anti_aliasing", text}});
         EXPECT_EQ(p.enableAliasing, 0) << text;
     }
-}
-
-TEST(LineParam, TheMakersNameTakesNineCharactersFromTheFront) {
-    const std::pair<const char*, const char*> cases[] = {
+    // the maker's name takes nine characters from the front
+    const std::pair<const char*, const char*> names[] = {
         {"Vantakor X1", "X1"},  {"Vantakor-X1", "X1"},
         {"My Vantakor", "or"},  {"Vantakor", ""},
         {"Vantakor ", ""},      {"vantakor X1", "vantakor X1"},
         {"Vantako", "Vantako"}, {"Vantakor Vantakor X1", "Vantakor X1"}};
-    for (const auto& [name, kept] : cases) {
-        DlpLineV2ParamWrapper p;
+    for (const auto& [name, kept] : names) {
         p.setVal({{"machine_name", name}});
         EXPECT_EQ(p.machineName, kept) << name;
     }
-}
-
-TEST(LineParam, FindKeyEndsAtTheFirstNul) {
-    const Settings settings = {{"a", std::string("one\0two", 7)}, {"b", std::string("true\0", 5)}};
-    DlpLineV2ParamWrapper p;
-    EXPECT_EQ(p.findKey(settings, "a"), "one");
+    // a text ends at its first NUL
+    const Settings settings = {{"anti_aliasing", std::string("true\0", 5)},
+                               {"machine_name", std::string("X\0Vantakor", 10)}};
+    EXPECT_EQ(p.findKey(settings, "machine_name"), "X");
     EXPECT_EQ(p.findKey(settings, "c"), "");
-    EXPECT_EQ(settings.size(), 2U);
-    p.setVal({{"anti_aliasing", settings.at("b")}, {"machine_name", std::string("X\0Vantakor", 10)}});
-    EXPECT_EQ(p.enableAliasing, 1);
-    EXPECT_EQ(p.machineName, "X");
+    p.setVal(settings);
+    EXPECT_EQ(std::tie(p.enableAliasing, p.machineName), std::make_tuple(1, "X"));
 }
 
 // writing
 
 class LineWrapperTest : public FileTest {
 protected:
+    /// Opens the file and gives the writer all four parts of the head, black pictures, but one by its number.
+    void open(VnLineV2WriteWrapper& writer, int leaveOut = -1) {
+        ASSERT_EQ(writer.open(file), 0);
+        if (leaveOut != 0) writer.setDlpLineV2Param(sampleLineParam());
+        if (leaveOut != 1) writer.setGrayPreview116X116(nullptr);
+        if (leaveOut != 2) writer.setGrayPreview290X290(nullptr, 0);
+        if (leaveOut != 3) writer.setGrayPreview290X290(nullptr, 1);
+    }
+
+    /// A file of the sample in which one number was replaced.
+    void spoil(std::size_t offset, unsigned number) {
+        Bytes bytes = lineSample().bytes;
+        const Bytes put = Bytes().u32(number);
+        std::copy(put.begin(), put.end(), bytes.begin() + static_cast<std::ptrdiff_t>(offset));
+        writeFile(file, bytes);
+    }
+
     std::string file = path("a.vnline");
     Printed printed;
 };
 
-TEST_F(LineWrapperTest, WritesTheSampleByteForByte) {
-    EXPECT_EQ(writeLineSample(file), 0);
-    EXPECT_TRUE(sameBytes(readFile(file), lineSample().bytes));
-    EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", versionName:VNLINEV2, subVersionNum:2, checktype:2\n");
-}
-
-TEST_F(LineWrapperTest, PreviewPixelsAreStoredAsTheyAre) {
-    std::vector<std::vector<unsigned char>> pixels;
-    for (const std::size_t size : {26912U, 168200U, 168200U}) {
-        std::vector<unsigned char>& picture = pixels.emplace_back(size);
-        for (std::size_t i = 0; i < size; ++i) picture[i] = static_cast<unsigned char>(i * 7 + pixels.size());
-    }
+TEST_F(LineWrapperTest, WritesTheSampleByteForByteAndAnotherFileAfterClear) {
     VnLineV2WriteWrapper writer;
-    ASSERT_EQ(writer.open(file), 0);
-    writer.setGrayPreview290X290(pixels[2].data(), 1);
-    writer.setGrayPreview290X290(pixels[1].data(), 0);
-    writer.setGrayPreview290X290(nullptr, 2);
-    writer.setGrayPreview116X116(pixels[0].data());
-    writer.setDlpLineV2Param(sampleLineParam());
-    ASSERT_TRUE(writer.writeDlpStructure());
-    writer.setLayerPath(99, samplePaths(), kSampleAreas[0]);
-    EXPECT_EQ(writer.flush(), 0);
-    EXPECT_GT(readFile(file).size(), lineSample().layers);
-    writer.setLayerPath(0, {}, kSampleAreas[1]);
-    EXPECT_EQ(writer.writeTail(), 0);
-    writer.close();
-    EXPECT_TRUE(sameBytes(readFile(file), lineSample(pixels).bytes));
+    std::vector<std::vector<unsigned char>> pixels;
+    for (int round = 0; round < 2; ++round) {
+        open(writer);
+        if (round == 1) {
+            for (const std::size_t size : {26912U, 168200U, 168200U}) {
+                std::vector<unsigned char>& picture = pixels.emplace_back(size);
+                for (std::size_t i = 0; i < size; ++i) picture[i] = static_cast<unsigned char>(i * 7 + pixels.size());
+            }
+            writer.setGrayPreview290X290(pixels[2].data(), 1);
+            writer.setGrayPreview290X290(pixels[1].data(), 0);
+            writer.setGrayPreview290X290(nullptr, 2);
+            writer.setGrayPreview116X116(pixels[0].data());
+        }
+        ASSERT_TRUE(writer.writeDlpStructure());
+        writer.setLayerPath(99, samplePaths(), kSampleAreas[0]);
+        EXPECT_EQ(writer.flush(), 0);
+        EXPECT_GT(readFile(file).size(), lineSample().layers);
+        writer.setLayerPath(0, {}, kSampleAreas[1]);
+        EXPECT_EQ(writer.writeTail(), 0);
+        EXPECT_EQ(printed.take(),
+                  "checkFileSum, file:" + file + ", versionName:VNLINEV2, subVersionNum:2, checktype:2\n");
+        writer.clear();
+        writer.close();
+        EXPECT_TRUE(sameBytes(readFile(file), lineSample(pixels).bytes));
+    }
 }
 
-TEST_F(LineWrapperTest, TheHeadNeedsAllFourParts) {
+TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     for (int missing = 0; missing < 4; ++missing) {
         VnLineV2WriteWrapper writer;
-        ASSERT_EQ(writer.open(file), 0);
-        if (missing != 0) writer.setDlpLineV2Param(sampleLineParam());
-        if (missing != 1) writer.setGrayPreview116X116(nullptr);
-        if (missing != 2) writer.setGrayPreview290X290(nullptr, 0);
-        if (missing != 3) writer.setGrayPreview290X290(nullptr, 1);
+        open(writer, missing);
         EXPECT_FALSE(writer.writeDlpStructure()) << missing;
         writer.close();
         EXPECT_TRUE(readFile(file).empty());
     }
-}
+    VnLineV2WriteWrapper oneLayer;
+    open(oneLayer);
+    ASSERT_TRUE(oneLayer.writeDlpStructure());
+    oneLayer.setLayerPath(0, samplePaths(), kSampleAreas[0]);
+    EXPECT_EQ(oneLayer.writeTail(), -7);
+    printed.take();
 
-TEST_F(LineWrapperTest, ClearMakesTheObjectReadyForAnotherFile) {
-    VnLineV2WriteWrapper writer;
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_EQ(writer.open(file), 0);
-        writer.setDlpLineV2Param(sampleLineParam());
-        writer.setGrayPreview116X116(nullptr);
-        writer.setGrayPreview290X290(nullptr, 0);
-        writer.setGrayPreview290X290(nullptr, 1);
-        ASSERT_TRUE(writer.writeDlpStructure());
-        writer.setLayerPath(0, samplePaths(), kSampleAreas[0]);
-        writer.setLayerPath(1, {}, kSampleAreas[1]);
-        EXPECT_EQ(writer.writeTail(), 0);
-        writer.clear();
-        writer.close();
-        EXPECT_TRUE(sameBytes(readFile(file), lineSample().bytes));
-    }
-}
-
-TEST_F(LineWrapperTest, CallsWithoutAnOpenFileDoNothing) {
-    VnLineV2WriteWrapper writer;
+    VnLineV2WriteWrapper closed;
     const std::string nowhere = path("missing/a.vnline");
-    EXPECT_EQ(writer.open(nowhere), -1);
+    EXPECT_EQ(closed.open(nowhere), -1);
     EXPECT_EQ(printed.take(), "error: " + nowhere + " can't open\n");
-    writer.setDlpLineV2Param(sampleLineParam());
     std::vector<unsigned char> pixels(168200);
-    writer.setGrayPreview116X116(pixels.data());
-    writer.setGrayPreview290X290(pixels.data(), 0);
-    writer.setGrayPreview290X290(pixels.data(), 1);
-    EXPECT_FALSE(writer.writeDlpStructure());
-    writer.setLayerPath(0, samplePaths(), 1000);
-    EXPECT_LT(writer.writeTail(), 0);
+    closed.setDlpLineV2Param(sampleLineParam());
+    closed.setGrayPreview116X116(pixels.data());
+    for (const int which : {0, 1}) closed.setGrayPreview290X290(pixels.data(), which);
+    EXPECT_FALSE(closed.writeDlpStructure());
+    closed.setLayerPath(0, samplePaths(), 1000);
+    EXPECT_LT(closed.writeTail(), 0);
     EXPECT_EQ(printed.take(), "Error: no dlp file open\nError: no dlp file open\n");
-    EXPECT_LT(writer.flush(), 0);
-    writer.clear();
-    writer.close();
-}
-
-TEST_F(LineWrapperTest, ALayerTooFewIsTold) {
-    VnLineV2WriteWrapper writer;
-    ASSERT_EQ(writer.open(file), 0);
-    writer.setDlpLineV2Param(sampleLineParam());
-    writer.setGrayPreview116X116(nullptr);
-    writer.setGrayPreview290X290(nullptr, 0);
-    writer.setGrayPreview290X290(nullptr, 1);
-    ASSERT_TRUE(writer.writeDlpStructure());
-    writer.setLayerPath(0, samplePaths(), kSampleAreas[0]);
-    EXPECT_EQ(writer.writeTail(), -7);
+    EXPECT_LT(closed.flush(), 0);
+    closed.clear();
+    closed.close();
 }
 
 TEST_F(LineWrapperTest, AFullDiskShowsInTheTail) {
@@ -226,19 +175,30 @@ TEST_F(LineWrapperTest, AFullDiskShowsInTheTail) {
 
 // reading
 
+/// Everything in front of the layers.
+struct Head {
+    DlpV2LineHeader header;
+    DlpParameters parameters;
+    std::vector<unsigned int> areas;
+    DlpImageParam imageParam;
+
+    /// Opens a file and reads them; the first result that is not 0.
+    int read(VnLineV2ReadWrapper& reader, const std::string& file, bool verify, bool withPreview) {
+        int status = reader.open(file, verify);
+        if (status == 0) status = reader.readHeader(header, withPreview);
+        areas.resize(header.layerCount);
+        if (status == 0) status = reader.readDlpParam(parameters, areas);
+        if (status == 0) status = reader.readDlpImageParam(imageParam);
+        return status;
+    }
+};
+
 /// Reads a file to its last layer; the first failing result, else the layers' sum of results.
 int readAll(const std::string& file, bool asMeshes, bool verify = false, bool withPreview = false) {
     VnLineV2ReadWrapper reader;
-    DlpV2LineHeader header;
-    DlpParameters parameters;
-    DlpImageParam imageParam;
-    int status = reader.open(file, verify);
-    if (status == 0) status = reader.readHeader(header, withPreview);
-    if (status < 0) return status;
-    std::vector<unsigned int> areas(header.layerCount);
-    status = reader.readDlpParam(parameters, areas);
-    if (status == 0) status = reader.readDlpImageParam(imageParam);
-    for (std::size_t i = 0; status >= 0 && i < areas.size(); ++i) {
+    Head head;
+    int status = head.read(reader, file, verify, withPreview);
+    for (std::size_t i = 0; status >= 0 && i < head.areas.size(); ++i) {
         Paths paths;
         trimesh::TriMesh mesh;
         unsigned int area = 0;
@@ -249,43 +209,28 @@ int readAll(const std::string& file, bool asMeshes, bool verify = false, bool wi
 }
 
 TEST_F(LineWrapperTest, EveryRecordComesBack) {
-    ASSERT_EQ(writeLineSample(file), 0);
+    writeFile(file, lineSample().bytes);
     VnLineV2ReadWrapper reader;
-    DlpV2LineHeader header;
-    ASSERT_EQ(reader.open(file, true), 0);
-    ASSERT_EQ(reader.readHeader(header, true), 0);
-    EXPECT_EQ(header.versionCode, 2);
-    EXPECT_EQ(header.machine_type, "M1");
-    EXPECT_EQ(header.resolution_x, 1440);
-    EXPECT_EQ(header.resolution_y, 2560);
-    EXPECT_EQ(header.backUse.getBlurPixel(), 2);
-    EXPECT_EQ(header.backUse.getMachineHeight(), 175.5F);
-    EXPECT_TRUE(header.backUse.isEnableXYCompensate());
-    EXPECT_TRUE(header.backUse.isAutoAllSupport());
-    EXPECT_FALSE(header.backUse.isSupportPad());
+    Head head;
+    ASSERT_EQ(head.read(reader, file, true, true), 0);
+    const DlpV2LineHeader& header = head.header;
+    EXPECT_EQ((Codes{header.versionCode, header.resolution_x, header.resolution_y, header.backUse.getBlurPixel(),
+                     header.backUse.flags}),
+              (Codes{2, 1440, 2560, 2, 0x101}));
+    EXPECT_EQ(std::tuple(header.machine_type, header.backUse.getMachineHeight()), std::tuple("M1", 175.5F));
     EXPECT_TRUE(header.largePreview.haveDatas());
-
-    DlpParameters parameters;
-    std::vector<unsigned int> areas(header.layerCount);
-    ASSERT_EQ(reader.readDlpParam(parameters, areas), 0);
-    EXPECT_EQ(areas, (std::vector<unsigned int>{3000, 0}));
-    EXPECT_EQ(parameters.thickness, "0.050000");
-    EXPECT_EQ(parameters.brightnessPVM, 200);
-    DlpImageParam imageParam;
-    ASSERT_EQ(reader.readDlpImageParam(imageParam), 0);
-    EXPECT_EQ(imageParam.zThrough, -1);
-    EXPECT_EQ(imageParam.maxGray, 255);
-
+    EXPECT_EQ(head.areas, (std::vector<unsigned int>{3000, 0}));
+    EXPECT_EQ(head.parameters.thickness, "0.050000");
+    EXPECT_EQ((Codes{head.parameters.brightnessPVM, head.imageParam.zThrough, head.imageParam.maxGray}),
+              (Codes{200, -1, 255}));
     Paths paths = {{Vec3i(9, 9, 9)}};
     unsigned int area = 0;
     ASSERT_EQ(reader.readLayerPath(paths, area), 2);
     EXPECT_EQ(area, 3000U);
-    ASSERT_EQ(paths.size(), 2U);
-    ASSERT_EQ(paths[0].size(), 4U);
-    EXPECT_EQ(paths[0][2].x, 11000);
-    EXPECT_EQ(paths[0][2].y, 23000);
-    EXPECT_EQ(paths[0][2].z, 23000) << "z equals y";
-    EXPECT_EQ(paths[1][1].y, -2147483647);
+    ASSERT_EQ((Codes{std::ssize(paths), std::ssize(paths[0]), std::ssize(paths[1])}), (Codes{2, 4, 2}));
+    const Vec3i& point = paths[0][2];
+    EXPECT_EQ((Codes{point.x, point.y, point.z, paths[1][1].y}), (Codes{11000, 23000, 23000, -2147483647}))
+        << "z equals y";
     EXPECT_EQ(reader.readLayerPath(paths, area), 0);
     EXPECT_TRUE(paths.empty());
     reader.close();
@@ -299,15 +244,9 @@ TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     writeFile(file, s.bytes);
 
     VnLineV2ReadWrapper reader;
-    DlpV2LineHeader header;
-    DlpParameters parameters;
-    std::vector<unsigned int> areas(2);
-    DlpImageParam imageParam;
-    ASSERT_EQ(reader.open(file, true), 0);
-    ASSERT_EQ(reader.readHeader(header, false), 0);
-    EXPECT_FALSE(header.smallPreview.haveDatas());
-    ASSERT_EQ(reader.readDlpParam(parameters, areas), 0);
-    ASSERT_EQ(reader.readDlpImageParam(imageParam), 0);
+    Head head;
+    ASSERT_EQ(head.read(reader, file, true, false), 0);
+    EXPECT_FALSE(head.header.smallPreview.haveDatas());
     trimesh::TriMesh mesh;
     mesh.vertices.emplace_back(1.0F, 2.0F, 3.0F);
     unsigned int area = 0;
@@ -315,11 +254,9 @@ TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     ASSERT_EQ(reader.readLayerMesh(mesh, &area, true), 2);
     EXPECT_EQ(area, 7U);
     ASSERT_EQ(mesh.vertices.size(), 3U);
-    EXPECT_EQ(mesh.vertices[0][2], 3.0F);
-    EXPECT_EQ(mesh.vertices[1][0], 1.5F);
-    EXPECT_EQ(mesh.vertices[1][1], -2.0F);
-    EXPECT_EQ(mesh.vertices[1][2], 0.0F);
-    EXPECT_EQ(mesh.vertices[2][1], 1e6F);
+    const std::vector<float> coordinates = {mesh.vertices[0][2], mesh.vertices[1][0], mesh.vertices[1][1],
+                                            mesh.vertices[1][2], mesh.vertices[2][1]};
+    EXPECT_EQ(coordinates, (std::vector{3.0F, 1.5F, -2.0F, 0.0F, 1e6F}));
     EXPECT_EQ(reader.readLayerMesh(mesh, &area, false), 0);
 }
 
@@ -335,38 +272,29 @@ TEST_F(LineWrapperTest, ReadingWithoutAFileTellsItsMessages) {
     DlpSliceBasicParameters settings;
     EXPECT_EQ(reader.readDlpSliceBasicParam(settings), -1);
     EXPECT_EQ(printed.take(), "error: readDlpSliceBasicParam error:-1\n");
-    // one message for three readers
-    const std::string shared = "error: no dlp file open\nerror: readDlpImageParam error\n";
     DlpImageParam imageParam;
-    EXPECT_EQ(reader.readDlpImageParam(imageParam), -1);
-    EXPECT_EQ(printed.take(), shared);
     trimesh::TriMesh mesh;
-    EXPECT_EQ(reader.readLayerMesh(mesh, nullptr, false), -1);
-    EXPECT_EQ(printed.take(), shared);
     Paths paths;
     unsigned int area = 0;
-    EXPECT_EQ(reader.readLayerPath(paths, area), -1);
-    EXPECT_EQ(printed.take(), shared);
+    EXPECT_EQ((Codes{reader.readDlpImageParam(imageParam), reader.readLayerMesh(mesh, nullptr, false),
+                     reader.readLayerPath(paths, area)}),
+              Codes(3, -1));
+    const std::string shared = "error: no dlp file open\nerror: readDlpImageParam error\n";
+    EXPECT_EQ(printed.take(), shared + shared + shared);
     EXPECT_EQ(reader.open(path("missing"), false), -3);
 }
 
 TEST_F(LineWrapperTest, BadRecordsTellTheirMessages) {
-    const LineSample s = lineSample();
-    writeFile(file, s.bytes);
+    writeFile(file, lineSample().bytes);
     VnLineV2ReadWrapper reader;
     DlpV2LineHeader header;
     DlpParameters parameters;
     std::vector<unsigned int> areas(1);
-    ASSERT_EQ(reader.open(file, false), 0);
-    ASSERT_EQ(reader.readHeader(header, false), 0);
-    printed.take();
+    ASSERT_EQ((Codes{reader.open(file, false), reader.readHeader(header, false)}), Codes(2));
     EXPECT_EQ(reader.readDlpParam(parameters, areas), -1) << "the table has two areas";
     EXPECT_EQ(printed.take(), "error: split tag error\nerror: readDlpParam error:-2\n");
-
-    corruptByte(file, 22 + 1, 0xFF);  // layer count, high byte
-    corruptByte(file, 22, 0xFF);
-    ASSERT_EQ(reader.open(file, false), 0);
-    EXPECT_EQ(reader.readHeader(header, false), -3);
+    spoil(22, 0xFFFF0000);  // layer count
+    EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(header, false)}), (Codes{0, -3}));
     EXPECT_EQ(printed.take(), "error: layerCount error: 65535\nerror: readHeader error\n");
     EXPECT_EQ(reader.open(file, true), -1) << "the trailer tells of the damage";
 }
@@ -395,18 +323,22 @@ TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {
         // among them counts that times eight, or times twelve, overflow 32 bits
         for (const unsigned count :
              {3U, 200U, 0x20000000U, 0x20000001U, 0x15555556U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-            Bytes bytes = s.bytes;
-            for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(count >> 8 * (3 - i));
-            writeFile(file, bytes);
+            spoil(at, count);
             EXPECT_LT(readAll(file, false), 0) << at << ": " << count;
+            VndlpRead reader;
+            unsigned int area = 0;
+            unsigned int lines = 0;
+            unsigned long long skipped = 0;
+            EXPECT_EQ((Codes{reader.openDlpFile(file, false), reader.seek(static_cast<long long>(s.layers)),
+                             reader.skipLayerPath(area, lines, skipped)}),
+                      (Codes{0, 0, -2}))
+                << at << ": " << count;
         }
     }
     // vertices: a count beyond length / 6 has its own code, a smaller one that the rest cannot hold fails at the tag
     const auto limit = static_cast<unsigned>(s.bytes.size() / 6);
     for (const auto& [count, code] : {std::pair{limit + 1, -5}, {limit, -2}, {0xFFFFFFFFU, -5}, {200U, -2}}) {
-        Bytes bytes = s.bytes;
-        for (std::size_t i = 0; i < 4; ++i) bytes[polylines + i] = static_cast<unsigned char>(count >> 8 * (3 - i));
-        writeFile(file, bytes);
+        spoil(polylines, count);
         printed.take();
         EXPECT_EQ(readAll(file, true), code) << count;
         EXPECT_EQ(printed.take(), std::string(code == -5 ? "error: pointcount error" : "error: split tag error\n") +
@@ -415,34 +347,21 @@ TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {
 }
 
 TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {
-    LineSample s = lineSample();
+    const LineSample s = lineSample();
     writeFile(file, s.bytes);
+    const auto layers = static_cast<long long>(s.layers);
     VndlpRead reader;
-    ASSERT_EQ(reader.openDlpFile(file, false), 0);
-    EXPECT_EQ(reader.seek(static_cast<long long>(s.layers)), 0);
     unsigned int area = 0;
     unsigned int polylines = 0;
     unsigned long long points = 0;
-    EXPECT_EQ(reader.skipLayerPath(area, polylines, points), 0);
-    EXPECT_EQ(area, 3000U);
-    EXPECT_EQ(polylines, 2U);
-    EXPECT_EQ(points, 6U);
+    EXPECT_EQ(
+        (Codes{reader.openDlpFile(file, false), reader.seek(layers), reader.skipLayerPath(area, polylines, points)}),
+        Codes(3));
+    EXPECT_EQ(std::tie(area, polylines, points), std::make_tuple(3000U, 2U, 6ULL));
     EXPECT_EQ(reader.skipLayerMesh(area, polylines), 0) << "an empty layer is both";
     EXPECT_EQ(reader.currentPosition(), static_cast<long long>(s.tail));
-    reader.seek(static_cast<long long>(s.layers));
-    EXPECT_EQ(reader.skipLayerMesh(area, polylines), -2);
+    EXPECT_EQ((Codes{reader.seek(layers), reader.skipLayerMesh(area, polylines)}), (Codes{0, -2}));
     EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -1) << "the failure closed the file";
-
-    for (const unsigned count : {3U, 0x20000001U, 0xFFFFFFFFU}) {
-        for (const std::size_t at : {s.layers + 4, s.layers + 8}) {
-            Bytes bytes = s.bytes;
-            for (std::size_t i = 0; i < 4; ++i) bytes[at + i] = static_cast<unsigned char>(count >> 8 * (3 - i));
-            writeFile(file, bytes);
-            reader.openDlpFile(file, false);
-            reader.seek(static_cast<long long>(s.layers));
-            EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -2) << at << ": " << count;
-        }
-    }
 }
 
 // the page about the format

@@ -1,24 +1,14 @@
-#include "support/bytes.h"
 #include "support/container_sample.h"
 #include "support/files.h"
-
-#include <vndlp/writer.h>
+#include "support/front_end.h"
 
 #include <thread>
-#include <typeinfo>
 
 namespace vndlp::test {
 namespace {
 
-SliceImage imageOf(const std::vector<unsigned char>& pixels, unsigned width, unsigned height) {
-    SliceImage image{static_cast<unsigned>(pixels.size()), width, height, nullptr};
-    image.pixels.reset(new unsigned char[pixels.size()]);
-    std::copy(pixels.begin(), pixels.end(), image.pixels.get());
-    return image;
-}
-
 /// 1 x 1 pixel; below a grey of 16 the layer has no runs.
-SliceImage layerImage(std::size_t i) { return imageOf({static_cast<unsigned char>(i + 14)}, 1, 1); }
+SliceImage layerImage(std::size_t i) { return sliceImage({static_cast<unsigned char>(i + 14)}, 1, 1); }
 
 /// The runs of `layerImage`, packed: row 0, column 0.
 Bytes layerRuns(std::size_t i) { return i < 2 ? Bytes() : Bytes().fill(5, 0).u8(static_cast<unsigned>(i + 14)); }
@@ -67,29 +57,18 @@ protected:
     /// Opens the file and writes the head.
     int start(int layerCount, const std::string& target = {}) {
         prepare(layerCount, target);
-        std::vector<SliceImage> previews(3, imageOf(Bytes().fill(12, 200), 2, 2));
-        const int opened = writer->openFile();
-        return opened < 0 ? opened : writer->writeHeader(previews);
+        return openAndWriteHeader(*writer, std::vector<SliceImage>(3, sliceImage(Bytes(12, 200), 2, 2)));
+    }
+    /// Finishes; the file holds these bytes.
+    void expectFile(const Bytes& expected) const {
+        const Printed printed;
+        EXPECT_EQ(writer->finish(), 0);
+        EXPECT_TRUE(sameBytes(readFile(file), expected));
     }
 
     std::string file = path("out.vndlp");
     std::unique_ptr<DLPWriter> writer;
 };
-
-TEST(Factory, ChoosesByTheExactEnding) {
-    for (const char* path : {".vndlp", "a.b.vndlp", "x.vndlp.vndlp"}) {
-        const std::unique_ptr<DLPWriter> writer(createDLPWriter(path));
-        ASSERT_NE(writer, nullptr) << path;
-        EXPECT_EQ(std::tie(writer->headerType, writer->headerVersion, writer->formatFlag), std::make_tuple(2U, 3U, 2U));
-        EXPECT_EQ(writer->bedSizeX + writer->bedSizeY + writer->bedSizeZ, 900.0);
-        EXPECT_EQ(writer->layerCount, 0);
-        EXPECT_FALSE(writer->modelBoxValid);
-    }
-    const Printed printed;
-    for (const char* path : {"", "x", "x.VNDLP", "x.vndlp2", "x.vndlp/", "vndlp", "x.png"}) {
-        EXPECT_EQ(createDLPWriter(path), nullptr) << path;
-    }
-}
 
 TEST_F(WriterTest, OrderedDeliveryGivesTheSameFileInEveryBatchSize) {
     constexpr std::size_t kLayers = 25;
@@ -104,42 +83,26 @@ TEST_F(WriterTest, OrderedDeliveryGivesTheSameFileInEveryBatchSize) {
             EXPECT_EQ(images[i].pixels.use_count(), held ? 2 : 1) << "image " << i << ", batch " << batch;
         }
         EXPECT_EQ(images[0].pixels.use_count(), batch < 0 || batch > 25 ? 2 : 1);
-        const Printed printed;
-        EXPECT_EQ(writer->finish(), 0);
-        EXPECT_TRUE(sameBytes(readFile(file), expectedFile(kLayers, 1))) << "batch " << batch;
+        expectFile(expectedFile(kLayers, 1));
     }
 }
 
-TEST_F(WriterTest, IndexedDeliveryWritesEveryRunTwice) {
-    ASSERT_EQ(start(3), 0);
-    writer->resizeLayers(9);
-    writer->resizeLayers(3);
-    for (const int i : {2, 0, 1}) {
-        EXPECT_EQ(writer->setLayerImageAt(i, layerImage(static_cast<std::size_t>(i)), i * 1000 - 0.5), 0);
-    }
-    const Printed printed;
-    EXPECT_EQ(writer->finish(), 0);
-    EXPECT_TRUE(sameBytes(readFile(file), expectedFile(3, 2)));
-}
-
-TEST_F(WriterTest, IndexedDeliveryMayComeFromManyThreads) {
+TEST_F(WriterTest, IndexedDeliveryWritesEveryRunTwiceAndMayComeFromManyThreads) {
     constexpr int kLayers = 200;
     constexpr int kThreads = 4;
     ASSERT_EQ(start(kLayers), 0);
+    writer->resizeLayers(kLayers + 6);
     writer->resizeLayers(kLayers);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([this, t] {
             for (int i = kLayers - 1 - t; i >= 0; i -= kThreads) {
-                const auto layer = static_cast<std::size_t>(i);
-                writer->setLayerImageAt(i, layerImage(layer), layerArea(layer));
+                EXPECT_EQ(writer->setLayerImageAt(i, layerImage(static_cast<std::size_t>(i)), i * 1000 - 0.5), 0);
             }
         });
     }
     for (std::thread& thread : threads) thread.join();
-    const Printed printed;
-    EXPECT_EQ(writer->finish(), 0);
-    EXPECT_TRUE(sameBytes(readFile(file), expectedFile(kLayers, 2)));
+    expectFile(expectedFile(kLayers, 2));
 }
 
 TEST_F(WriterTest, MoreIndexedCallsThanLayersWriteThemOut) {
@@ -159,46 +122,32 @@ TEST_F(WriterTest, MoreIndexedCallsThanLayersWriteThemOut) {
     EXPECT_TRUE(sameBytes({bytes.end() - 17 - static_cast<std::ptrdiff_t>(layers.size()), bytes.end() - 17}, layers));
 }
 
-TEST_F(WriterTest, HeadersTakeThreePreviewsAndKeepTheSlicersResolution) {
-    prepare(0);
-    ASSERT_EQ(writer->openFile(), 0);
-    std::vector<SliceImage> previews(2, layerImage(0));
-    EXPECT_EQ(writer->writeHeader(previews), 2);
-    EXPECT_NE(previews[0].pixels, nullptr);
-    previews.resize(4, layerImage(0));
-    writer->fileStructure.headerType = 2;
-    writer->fileStructure.setResolution(99, 0);
-    writer->modelBoxValid = false;
-    EXPECT_EQ(writer->writeHeader(previews), 0);
-    EXPECT_EQ(previews[2].pixels, nullptr) << "taken";
-    EXPECT_NE(previews[3].pixels, nullptr);
-    const Printed printed;
-    EXPECT_EQ(writer->finish(), 0);
-    Bytes expected = expectedFile(0, 1, 99);
-    std::fill_n(expected.begin() + 56, 12, 0);  // the model's size
-    const Bytes bytes = readFile(file);
-    EXPECT_TRUE(sameBytes({bytes.begin(), bytes.begin() + 100}, {expected.begin(), expected.begin() + 100}));
-}
-
-TEST_F(WriterTest, WhatTheSlicerPutIntoTheHeaderIsKept) {
+TEST_F(WriterTest, HeadersTakeThreePreviewsAndKeepWhatTheSlicerPutIntoThem) {
     prepare(1);
     DlpV2Header& header = writer->fileStructure.v2Header;
     header.backUse.setMachineHeight(155);
     header.smallPreview.needData();
     header.smallPreview.bits()[0] = 0x7C;
+    writer->fileStructure.headerType = 2;
+    writer->fileStructure.setResolution(99, 0);
+    writer->modelBoxValid = false;
     ASSERT_EQ(writer->openFile(), 0);
-    std::vector<SliceImage> previews(3);
-    ASSERT_EQ(writer->writeHeader(previews), 0);
+    std::vector<SliceImage> previews(2, layerImage(0));
+    EXPECT_EQ(writer->writeHeader(previews), 2);
+    EXPECT_NE(previews[0].pixels, nullptr);
+    previews.resize(4, layerImage(0));
+    EXPECT_EQ(writer->writeHeader(previews), 0);
+    EXPECT_EQ(previews[2].pixels, nullptr) << "taken";
+    EXPECT_NE(previews[3].pixels, nullptr);
     writer->addLayerImage(0, layerImage(0), layerArea(0), 0);
-    const Printed printed;
-    EXPECT_EQ(writer->finish(), 0);
-    Bytes expected = expectedFile(1, 1);
+    Bytes expected = expectedFile(1, 1, 99);
     expected.resize(expected.size() - 4);
     const Bytes height = Bytes().u32(155000);  // micrometres, in front of the other back use
     std::copy(height.begin(), height.end(), expected.begin() + 34);
+    std::fill_n(expected.begin() + 56, 12, 0);  // the model's size
     expected[98] = 0x7C;
     sealWithCrc(expected);
-    EXPECT_TRUE(sameBytes(readFile(file), expected));
+    expectFile(expected);
 }
 
 // ---- failures
@@ -225,7 +174,7 @@ TEST_F(WriterTest, WrongLayersAreRefusedAndRemembered) {
     SliceImage empty{4, 2, 2, nullptr};
     EXPECT_LT(writer->setLayerImageAt(0, empty, 0), 0);
     EXPECT_EQ(printed.take(), "error: layer 0 has no pixels\n");
-    SliceImage tooSmall = imageOf({1, 2, 3}, 2, 2);
+    SliceImage tooSmall = sliceImage({1, 2, 3}, 2, 2);
     EXPECT_LT(writer->addLayerImage(0, tooSmall, 0, 1), 0);
     EXPECT_EQ(printed.take(), "error: layer 0: 3 bytes given for 2 x 2 pixels\n");
     EXPECT_LT(writer->finish(), 0) << "the first failure";
@@ -234,26 +183,24 @@ TEST_F(WriterTest, WrongLayersAreRefusedAndRemembered) {
 }
 
 TEST_F(WriterTest, AFullDiskIsReturnedByFinish) {
-    for (const bool device : {true, false}) {
-        for (const rlim_t size : {rlim_t{1000}, static_cast<rlim_t>(expectedFile(1, 1).size() - 5)}) {
-            Printed printed;
-            const int code = [&] {
-                const FileSizeLimit limit(size);  // in the head, or in the tail
-                start(1, device ? kFullDevice : file);
-                writer->addLayerImage(0, layerImage(0), 0, 0);
-                return writer->finish();
-            }();
-            EXPECT_LT(code, 0);
-            const std::string text = printed.take();
-            EXPECT_EQ((Codes{countOf(text, "could not be written completely"), countOf(text, "\n")}), (Codes{1, 1}));
-        }
+    const rlim_t whole = expectedFile(1, 1).size();
+    struct Row {
+        std::string target;
+        rlim_t room;
+        int code;
+    };
+    // full in the head, in the tail, or with no room for the trailer
+    for (const Row& row :
+         {Row{kFullDevice, whole, -21}, {file, 1000, -21}, {file, whole - 5, -21}, {file, whole - 1, -20}}) {
+        Printed printed;
+        const FileSizeLimit limit(row.room);
+        start(1, row.target);
+        writer->addLayerImage(0, layerImage(0), 0, 0);
+        EXPECT_EQ(writer->finish(), row.code);
+        const std::string text = printed.take();
+        EXPECT_EQ(countOf(text, "error: "), 1) << text;
+        EXPECT_EQ(countOf(text, "could not be written completely"), row.code == -21 ? 1 : 0) << text;
     }
-    const FileSizeLimit limit(expectedFile(1, 1).size() - 1);
-    Printed printed;
-    start(1);
-    writer->addLayerImage(0, layerImage(0), 0, 0);
-    EXPECT_EQ(writer->finish(), -20) << "no room for the trailer";
-    EXPECT_EQ(countOf(printed.take(), "error: "), 1);
 }
 
 }  // namespace

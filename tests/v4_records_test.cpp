@@ -1,6 +1,5 @@
+#include "support/numbered.h"
 #include "support/v4.h"
-
-#include <limits>
 
 namespace vndlp::test {
 namespace {
@@ -33,228 +32,126 @@ Record readBack(const Bytes& bytes) {
     return record;
 }
 
-HeaderSettings someHeader() {
-    HeaderSettings header;
+/// A record writes these bytes, and a record read from them writes them again.
+template <class Record>
+void expectBothWays(Record& record, const Bytes& bytes) {
+    EXPECT_EQ(written(record), bytes);
+    EXPECT_EQ(bytes.size(), record.size());
+    auto back = readBack<Record>(bytes);
+    EXPECT_EQ(written(back), bytes);
+}
+
+TEST(V4Records, HeadersForceTheirVersionAndKeepTheirSizeInStepWithTheirStrings) {
+    using R = HeaderSettings;
+    R header;
+    const Bytes numbers = numbered(
+        header, &R::resolutionX, &R::resolutionY, &R::floatField0, &R::floatField1, &R::floatField2, &R::floatField3,
+        &R::floatField4, &R::word0, &R::previewLargeOffset, &R::layerDefOffset, &R::layerCount, &R::previewSmallOffset,
+        &R::word5, &R::word6, &R::printParametersOffset, &R::word8, &R::word9, &R::shortField0, &R::shortField1,
+        &R::encryptionKey, &R::slicerInfoOffset, &R::word12, &R::tailFloat0, &R::tailFloat1, &R::tailFloat2);
     header.headerText1 = "ab";
-    header.headerText2 = "";
     header.version = 9;
-    header.resolutionX = 0x0102;
-    header.resolutionY = 0x0304;
-    header.floatField0 = 0.5F;
-    header.floatField1 = 1;
-    header.floatField2 = 2;
-    header.floatField3 = 3;
-    header.floatField4 = 4;
-    header.word0 = 10;
-    header.previewLargeOffset = 11;
-    header.layerDefOffset = 12;
-    header.layerCount = 13;
-    header.previewSmallOffset = 14;
-    header.word5 = 15;
-    header.word6 = 16;
-    header.printParametersOffset = 17;
-    header.word8 = 18;
-    header.word9 = 19;
-    header.shortField0 = -2;
-    header.shortField1 = 20;
-    header.encryptionKey = 21;
-    header.slicerInfoOffset = 22;
-    header.word12 = 0x89ABCDEF;
-    header.tailFloat0 = 5;
-    header.tailFloat1 = 6;
-    header.tailFloat2 = 7;
-    return header;
-}
-
-Bytes someHeaderBytes() {
-    Bytes list;
-    list.raw(Bytes{0, 0, 0, 3, 'a', 'b', 0, 0, 4, 0, 0, 0, 1, 0});
-    list.le(0x0102, 2).le(0x0304, 2).f32Le(0.5F).f32Le(1).f32Le(2).f32Le(3).f32Le(4);
-    for (unsigned int word = 10; word <= 19; ++word) list.le(word, 4);
-    list.le(0xFFFE, 2).le(20, 2).le(21, 4).le(22, 4).le(0x89ABCDEF, 4).f32Le(5).f32Le(6).f32Le(7);
-    return list;
-}
-
-TEST(V4Header, WritesItsFieldsInOrderAndForcesTheVersion) {
-    HeaderSettings header = someHeader();
-    EXPECT_EQ(header.size(), 106u);
-    const Bytes bytes = written(header);
-    EXPECT_EQ(bytes, someHeaderBytes());
-    EXPECT_EQ(bytes.size(), 106u);
+    const Bytes bytes = Bytes({0, 0, 0, 3, 'a', 'b', 0, 0, 4, 0, 0, 0, 1, 0}).raw(numbers);
+    expectBothWays(header, bytes);
     EXPECT_EQ(header.version, 4);
-    EXPECT_EQ(header.headerText1Size, 3u);
-    EXPECT_EQ(header.headerText2Size, 1u);
-}
-
-TEST(V4Header, ReadsItsFieldsInOrder) {
-    const auto header = readBack<HeaderSettings>(someHeaderBytes());
-    EXPECT_EQ(header.headerText1, "ab");
-    EXPECT_EQ(header.headerText2, "");
-    EXPECT_EQ(header.headerText1Size, 3u);
-    EXPECT_EQ(header.size(), 106u);
-    EXPECT_EQ(header.version, 4);
-    EXPECT_EQ(header.resolutionY, 0x0304);
-    EXPECT_EQ(header.shortField0, -2);
-    EXPECT_EQ(header.word12, 0x89ABCDEF);
-    HeaderSettings again = header;
-    EXPECT_EQ(written(again), someHeaderBytes());
-}
-
-TEST(V4Header, KeepsItsSizeInStepWithItsStrings) {
-    HeaderSettings header;
-    EXPECT_EQ(header.size(), 104u);
+    for (const R& each : {header, readBack<R>(bytes)}) {
+        EXPECT_EQ(each.headerText1Size, 3u);
+        EXPECT_EQ(each.headerText2Size, 1u);
+        EXPECT_EQ(each.shortField0, header.shortField0);
+    }
+    Bytes other = bytes;
+    other[8] = 7;
+    EXPECT_EQ(readBack<R>(other).version, 7);
     header.headerText2 = "longer text";
-    EXPECT_EQ(header.size(), 115u);
-    EXPECT_EQ(written(header).size(), 115u);
+    EXPECT_EQ(header.size(), bytes.size() + 11);
+    EXPECT_EQ(written(header).size(), bytes.size() + 11);
 }
 
-TEST(V4PreView, WritesRecordAndImage) {
-    PreView preView;
-    preView.resolutionX = 1;
-    preView.resolutionY = 2;
-    preView.imageOffset = 3;
-    preView.imageSize = 4;
-    preView.reserved28 = 8;
-    preView.imageData = {9, 8, 7, 6};
-    const Bytes bytes = Bytes().le(1, 4).le(2, 4).le(3, 4).le(4, 4).fill(12, 0).le(8, 4).raw(Bytes{9, 8, 7, 6});
-    EXPECT_EQ(written(preView), bytes);
-    EXPECT_EQ(PreView::size(), 32u);
-    EXPECT_EQ(readBack<PreView>(bytes).imageData, (Bytes{9, 8, 7, 6}));
-}
-
-TEST(V4PreView, CodesPixelsAsCtbDoes) {
-    Bytes pixels(3 * 6, 0xFF);
-    PreView preView;
-    preView.resolutionX = 3;
-    preView.resolutionY = 2;
-    preView.imageData = PreView::Encode(pixels.data(), pixels.size());
+TEST(V4Records, PreviewsHaveTheirImageBehindThemInTheCodeOfCtbPreviews) {
+    using R = PreView;
+    R preView;
+    Bytes bytes = numbered(preView, &R::resolutionX, &R::resolutionY, &R::imageOffset, &R::imageSize, &R::reserved16,
+                           &R::reserved20, &R::reserved24, &R::reserved28);
+    EXPECT_EQ(bytes.size(), R::size());
+    const Bytes pixels(3 * 6, 0xFF);
+    preView.imageData = R::Encode(pixels.data(), pixels.size());
     EXPECT_EQ(preView.imageData, (Bytes{0xFF, 0xFF, 0x05, 0x30}));
-    EXPECT_EQ(preView.decodeImage(), Bytes(18, 0xF8));
+    preView.imageSize = 4;
+    setU32(bytes, 12, 4);
+    preView.imageData.push_back(9);
+    EXPECT_EQ(written(preView), bytes.raw(Bytes{0xFF, 0xFF, 0x05, 0x30}));
+    auto back = readBack<R>(bytes);
+    EXPECT_EQ(written(back), bytes);
+    back.resolutionX = 3;
+    back.resolutionY = 2;
+    EXPECT_EQ(back.decodeImage(), Bytes(18, 0xF8));
 }
 
-TEST(V4PrintParameters, ForcesNothingAndReadsTheBottomLayersAsWritten) {
-    PrintParameters parameters;
-    parameters.bottomLiftHeight = 1;
-    parameters.volume = 2;
-    parameters.price = 3;
-    parameters.lightOffDelay = 4;
-    parameters.bottomLayerCount = 5;
-    parameters.reserved60 = 6;
-    parameters.word64 = 7;
+TEST(V4Records, PrintParametersForceNothing) {
+    using R = PrintParameters;
+    R parameters;
     const Bytes bytes =
-        Bytes().f32Le(1).fill(16, 0).f32Le(2).fill(4, 0).f32Le(3).fill(4, 0).f32Le(4).le(5, 4).fill(16, 0).f32Le(6).le(
-            7, 4);
-    EXPECT_EQ(written(parameters), bytes);
-    EXPECT_EQ(PrintParameters::size(), 68u);
-    const auto back = readBack<PrintParameters>(bytes);
-    EXPECT_EQ(back.bottomLayerCount, 5u);
-    EXPECT_EQ(back.word64, 7u);
-    EXPECT_EQ(back.price, 3.0F);
+        numbered(parameters, &R::bottomLiftHeight, &R::bottomLiftSpeed, &R::liftHeight, &R::liftSpeed, &R::retractSpeed,
+                 &R::volume, &R::weight, &R::price, &R::bottomLightOffDelay, &R::lightOffDelay, &R::bottomLayerCount,
+                 &R::reserved44, &R::reserved48, &R::reserved52, &R::reserved56, &R::reserved60, &R::word64);
+    expectBothWays(parameters, bytes);
 }
 
-TEST(V4SlicerInfo, WritesTwoWordsAsFloatsAndReadsTheirBits) {
-    SlicerInfo info;
-    info.bottomLiftHeight2 = 1;
-    info.restTimeAfterLift = 2;
-    info.word28 = 3;
-    info.word36 = 4;
-    info.word40 = 5;
-    info.word44 = 3;
-    info.word60 = 16777217;  // becomes the nearest float
-    info.word48 = 6;
-    info.restTimeAfterRetract = 7;
-    info.restTimeAfterLift2 = 8;
-    info.word64 = 9;
-    info.word68 = 10;
-    info.word72 = 11;
-    const Bytes bytes = Bytes()
-                            .f32Le(1)
-                            .fill(20, 0)
-                            .f32Le(2)
-                            .le(3, 4)
-                            .le(0x01A4FA00, 4)
-                            .le(4, 4)
-                            .le(5, 4)
-                            .f32Le(3.0F)
-                            .f32Le(16777216.0F)
-                            .le(6, 4)
-                            .f32Le(7)
-                            .f32Le(8)
-                            .le(9, 4)
-                            .le(10, 4)
-                            .le(11, 4);
+TEST(V4Records, SlicerInfoWritesTwoWordsAsFloatsAndReadsTheirBits) {
+    using R = SlicerInfo;
+    R info;
+    Bytes bytes = numbered(info, &R::bottomLiftHeight2, &R::bottomLiftSpeed2, &R::liftHeight2, &R::liftSpeed2,
+                           &R::retractHeight2, &R::retractSpeed2, &R::restTimeAfterLift, &R::word28, &R::word32,
+                           &R::word36, &R::word40, &R::word44, &R::word60, &R::word48, &R::restTimeAfterRetract,
+                           &R::restTimeAfterLift2, &R::word64, &R::word68, &R::word72);
+    auto back = readBack<R>(bytes);
+    EXPECT_EQ(back.word32, info.word32);
+    EXPECT_EQ(back.word44, info.word44);
+    EXPECT_EQ(back.word60, info.word60);
+    info.word44 = back.word44 = 3;
+    info.word60 = back.word60 = 16777217;  // becomes the nearest float
+    setU32(bytes, 32, 0x01A4FA00);         // word32
+    setU32(bytes, 44, 0x40400000);
+    setU32(bytes, 48, 0x4B800000);
     EXPECT_EQ(written(info), bytes);
-    EXPECT_EQ(bytes.size(), SlicerInfo::size());
+    EXPECT_EQ(written(back), bytes);
     EXPECT_EQ(info.word32, 0x01A4FA00u);
-    const auto back = readBack<SlicerInfo>(bytes);
-    EXPECT_EQ(back.word44, 0x40400000u);
-    EXPECT_EQ(back.word60, 0x4B800000u);
-    EXPECT_EQ(back.word48, 6u);
-    EXPECT_EQ(back.restTimeAfterLift2, 8.0F);
-    EXPECT_EQ(back.word72, 11u);
+    EXPECT_EQ(bytes.size(), R::size());
 }
 
-TEST(V4LayerDef, HasFortyBytesOrAHundredAndTwenty) {
-    LayerDef layer;
-    layer.positionZ = 1;
-    layer.exposureTime = 2;
-    layer.lightOffDelay = 3;
-    layer.dataOffset = 4;
-    layer.dataSize = 5;
-    layer.pageNumber = 6;
-    layer.tableSize = 7;
-    layer.reserved28 = 8;
-    layer.word36 = 9;
-    layer.extension0 = -2;
-    layer.extension9 = std::numeric_limits<long long>::min();
-    Bytes bytes;
-    bytes.f32Le(1).f32Le(2).f32Le(3).le(4, 4).le(5, 4).le(6, 4).le(7, 4).le(8, 4).le(0, 4).le(9, 4);
-    EXPECT_EQ(layer.size(), 40u);
-    EXPECT_EQ(written(layer), bytes);
+TEST(V4Records, LayersHaveFortyBytesOrAHundredAndTwentyWhichHoldTheBeadMaskInFileOrder) {
+    using R = LayerDef;
+    R layer;
+    Bytes bytes = numbered(layer, &R::positionZ, &R::exposureTime, &R::lightOffDelay, &R::dataOffset, &R::dataSize,
+                           &R::pageNumber, &R::tableSize, &R::reserved28, &R::extensionFlag, &R::word36);
+    const Bytes extension =
+        numbered(layer, &R::extension0, &R::extension1, &R::extension2, &R::extension3, &R::extension4, &R::extension5,
+                 &R::extension6, &R::extension7, &R::extension8, &R::extension9);
+    expectBothWays(layer, Bytes().raw(bytes).raw(extension));
+    EXPECT_EQ(layer.beadMask(1000), extension);
+    EXPECT_EQ(layer.beadMask(), slice(extension, 0, 68));
 
-    layer.extensionFlag = 5;
-    bytes[32] = 5;
-    bytes.le(0xFFFFFFFE, 4).le(0xFFFFFFFF, 4).fill(68, 0).le(0x80000000, 4);
-    EXPECT_EQ(layer.size(), 120u);
-    EXPECT_EQ(written(layer), bytes);
-    const auto back = readBack<LayerDef>(bytes);
-    EXPECT_EQ(back.tableSize, 7u);
-    EXPECT_EQ(back.word36, 9u);
-    EXPECT_EQ(back.extension0, -2);
-    EXPECT_EQ(back.extension9, std::numeric_limits<long long>::min());
-}
-
-TEST(V4LayerDef, HoldsABeadMaskInFileOrder) {
-    LayerDef layer;
+    layer.extensionFlag = 0;
+    setU32(bytes, 32, 0);
+    expectBothWays(layer, bytes);
+    EXPECT_EQ(bytes.size(), 40u);
     EXPECT_TRUE(layer.beadMask().empty());
-    layer.extension8 = -1;
+
     Bytes mask(68);
     for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = static_cast<unsigned char>(200 + i);
     EXPECT_TRUE(layer.setBeadMask(mask));
-    EXPECT_EQ(layer.extensionFlag, 1u);
-    EXPECT_EQ(layer.beadMask(), mask);
-    EXPECT_EQ(slice(written(layer), 40, 80), Bytes().raw(mask).fill(12, 0));
-    EXPECT_EQ(layer.beadMask(1000).size(), 80u);
     EXPECT_FALSE(layer.setBeadMask(Bytes(81)));
-    EXPECT_EQ(layer.beadMask(), mask);
+    setU32(bytes, 32, 1);
+    EXPECT_EQ(written(layer), bytes.raw(mask).fill(12, 0));
 }
 
-TEST(V4LayerDefEx, HasElevenFloats) {
-    LayerDefEx extended;
-    float* fields[] = {&extended.liftHeight,        &extended.liftSpeed,
-                       &extended.liftHeight2,       &extended.liftSpeed2,
-                       &extended.retractSpeed,      &extended.retractHeight2,
-                       &extended.retractSpeed2,     &extended.restTimeBeforeLift,
-                       &extended.restTimeAfterLift, &extended.restTimeAfterRetract,
-                       &extended.lightPwm};
-    Bytes bytes;
-    for (int i = 0; i < 11; ++i) {
-        *fields[i] = static_cast<float>(i + 1);
-        bytes.f32Le(static_cast<float>(i + 1));
-    }
-    EXPECT_EQ(written(extended), bytes);
-    EXPECT_EQ(LayerDefEx::size(), 44u);
-    EXPECT_EQ(readBack<LayerDefEx>(bytes).lightPwm, 11.0F);
+TEST(V4Records, ExtendedLayersHaveElevenFloats) {
+    using R = LayerDefEx;
+    R extended;
+    const Bytes bytes = numbered(extended, &R::liftHeight, &R::liftSpeed, &R::liftHeight2, &R::liftSpeed2,
+                                 &R::retractSpeed, &R::retractHeight2, &R::retractSpeed2, &R::restTimeBeforeLift,
+                                 &R::restTimeAfterLift, &R::restTimeAfterRetract, &R::lightPwm);
+    expectBothWays(extended, bytes);
 }
 
 TEST(V4Records, ReadZerosBeyondTheEndOfTheFile) {

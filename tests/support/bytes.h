@@ -55,6 +55,19 @@ public:
     Bytes& tag() { return u8(0x0D).u8(0x0A); }
 };
 
+/// Bytes as hexadecimal digits, two each, blanks between them ignored.
+inline Bytes hex(std::string_view digits) {
+    Bytes bytes;
+    std::string pair;
+    for (const char digit : digits) {
+        if (digit != ' ') pair += digit;
+        if (pair.size() < 2) continue;
+        bytes.u8(static_cast<unsigned>(std::stoul(pair, nullptr, 16)));
+        pair.clear();
+    }
+    return bytes;
+}
+
 /// The register of the reflected polynomial 0xEDB88320, no inversion, bit by bit.
 inline std::uint32_t plainCrc(const unsigned char* data, std::size_t size, std::uint32_t crc = 0) {
     for (std::size_t i = 0; i < size; ++i) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/bytes.h"
+#include "support/front_end.h"
 
 #include <vndlp/container.h>
 
@@ -62,14 +63,14 @@ inline DlpFileStructure sampleStructure(int kind, int version = 3) {
     s.headerVersion = version;
     fillScreen(s.v1Header);
     paintPictures({&s.v1Header.smallPreview, &s.v1Header.largePreview});
-    fillScreen(s.v2Header);
-    s.v2Header.machine_type = "Maker M1";
-    s.v2Header.backUse = sampleBackUse();
-    paintPictures({&s.v2Header.smallPreview, &s.v2Header.middlePreview, &s.v2Header.largePreview});
-    fillScreen(s.lineHeader);
-    s.lineHeader.machine_type = "Maker M1";
-    s.lineHeader.backUse = sampleBackUse();
-    paintPictures({&s.lineHeader.smallPreview, &s.lineHeader.middlePreview, &s.lineHeader.largePreview});
+    const auto fillVersioned = [](auto& header) {
+        fillScreen(header);
+        header.machine_type = "Maker M1";
+        header.backUse = sampleBackUse();
+        paintPictures({&header.smallPreview, &header.middlePreview, &header.largePreview});
+    };
+    fillVersioned(s.v2Header);
+    fillVersioned(s.lineHeader);
     fillScreen(s.v3Header);
     s.v3Header.z_begin = 0x0102;
     s.v3Header.z_end = 0x0304;
@@ -79,12 +80,7 @@ inline DlpFileStructure sampleStructure(int kind, int version = 3) {
     p.platformX = "68.04";
     p.platformY = "120.96";
     p.thickness = "0.05";
-    unsigned short value = 0x0A01;
-    for (unsigned short* field : {&p.exposure_time, &p.light_off_delay, &p.first_exposure_time, &p.first_layer_count,
-                                  &p.first_lift_distance, &p.first_lift_speed, &p.lifting_distance, &p.lifting_speed,
-                                  &p.retract_speed, &p.firstBrightnessPVM, &p.brightnessPVM}) {
-        *field = value++;
-    }
+    numberParameters<DlpParameters, unsigned short>(p, 0x0A01);
     s.sliceBasicParameters = {"V1.2", "resin", 1, -2, 3, 4, -5, 6, 7, 8, 9, 10, 11, 12};
     return s;
 }

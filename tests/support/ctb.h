@@ -44,6 +44,12 @@ inline ::testing::AssertionResult isOneErrorLine(const std::string& printed, con
     return ::testing::AssertionFailure() << "printed: \"" << printed << "\", expected one error line with " << naming;
 }
 
+/// True when `action` prints such a line and nothing else.
+template <class Action>
+::testing::AssertionResult tellsOf(const std::string& naming, Action&& action) {
+    return isOneErrorLine(printedBy(action), naming);
+}
+
 class CtbTest : public FileTest {
 protected:
     /// What a record writes.

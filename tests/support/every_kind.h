@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "support/front_end.h"
+
 #include <vndlp/vndlp.h>
 
 #include <functional>
@@ -49,12 +51,7 @@ inline void fillKindParameters(DlpFileStructure& structure) {
     p.platformX = "1.2";
     p.platformY = "0.5";
     p.thickness = "0.05";
-    unsigned short value = 2;
-    for (unsigned short* field : {&p.first_layer_count, &p.exposure_time, &p.light_off_delay, &p.first_exposure_time,
-                                  &p.first_lift_distance, &p.first_lift_speed, &p.lifting_distance, &p.lifting_speed,
-                                  &p.retract_speed, &p.firstBrightnessPVM, &p.brightnessPVM}) {
-        *field = value++;
-    }
+    numberParameters<DlpParameters, unsigned short>(p, 2);
     structure.sliceBasicParameters.sliceSoftVersion = "V1";
     structure.sliceBasicParameters.consumables = "resin";
 }

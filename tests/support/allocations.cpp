@@ -1,0 +1,30 @@
+#include "support/allocations.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+std::atomic<std::size_t> total{0};
+std::atomic<std::size_t> largest{0};
+}  // namespace
+
+// the library's operator new resolves to the program's; not inlined, or the compiler would see malloc paired with
+// delete
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    total += size;
+    largest = std::max<std::size_t>(largest, size);
+    if (void* memory = std::malloc(size)) return memory;
+    throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace vndlp::test {
+
+void countAllocations() { total = largest = 0; }
+
+Allocations allocations() { return {total, largest}; }
+
+}  // namespace vndlp::test
