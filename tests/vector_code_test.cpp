@@ -68,26 +68,52 @@ Bytes packedRuns(const Image& image) {
     return Bytes(packed.begin(), packed.end());
 }
 
+/// Runs as records, packed one by one: behind what the vectors held; and painted, the image again.
+void expectRecordsOf(Image image, const Bytes& expected) {
+    std::vector<WhiteData> runs;
+    EXPECT_EQ(grayDataVecWhiteData(image.pixels.data(), image.width, image.height, runs), 0);
+    std::vector<unsigned char> direct = {9};
+    grayDataPackedRuns(image.pixels.data(), image.width, image.height, direct);
+    Bytes packed = {9};
+    for (const WhiteData& run : runs) {
+        packed.resize(packed.size() + kPackedRunBytes);
+        whiteData2Bits(run, packed.data() + packed.size() - kPackedRunBytes);
+    }
+    EXPECT_TRUE(sameBytes(packed, Bytes{9}.raw(expected)));
+    EXPECT_TRUE(sameBytes(direct, packed));
+    Pixels painted(image.pixels.size());
+    paintWhiteData(runs, painted.data(), image.width, image.height);
+    for (unsigned char& pixel : image.pixels) pixel = pixel > 15 ? pixel : 0;
+    EXPECT_TRUE(sameBytes(painted, image.pixels));
+}
+
 TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
-    struct Case {
-        int width;
-        int height;
-        int padding;
-        unsigned changing;
-    };
-    const Case cases[] = {
-        {1, 1, 0, 1000},          {130, 9, 3, 0},     {127, 65, 1, 20},
-        {129, 300, 0, 300},       {200, 131, 7, 900},  // walked: tiles and what is left of them
-        {64, 2049, 0, 700},       {17000, 20, 5, 30},  // more columns than are compared at once
-        {4096, 2400, 0, 119},                          // more changes than are noted at once: parted
-        {1, (1 << 24) + 9, 1, 1},                      // more rows than a change can tell
-    };
-    for (const Case& c : cases) {
-        const Image image = makeImage(c.width, c.height, c.padding, c.changing);
+    std::vector<Image> images;
+    for (const int width : {0, 1, 7, 8, 9, 255, 256, 257, 511, 512, 513, 1023, 1024, 1025, 2049}) {
+        for (const int height : {0, 1, 2, 17}) {
+            for (const unsigned changing : {1000u, 120u}) images.push_back(makeImage(width, height, 0, changing));
+            for (const int grey : {15, 255}) {
+                images.push_back(makeImage(width, height, 0, 0));
+                for (unsigned char& pixel : images.back().pixels) pixel = static_cast<unsigned char>(grey);
+            }
+        }
+    }
+    for (const Image& image : images) {
+        expectRecordsOf(image, plainRuns(image));
+        ASSERT_FALSE(HasFailure()) << image.width << " x " << image.height;
+    }
+    images.push_back(makeImage(130, 9, 3, 0));
+    images.push_back(makeImage(127, 65, 1, 20));
+    images.push_back(makeImage(129, 300, 0, 300));
+    images.push_back(makeImage(200, 131, 7, 900));  // walked: tiles and what is left of them
+    images.push_back(makeImage(64, 2049, 0, 700));
+    images.push_back(makeImage(17000, 20, 5, 30));        // more columns than are compared at once
+    images.push_back(makeImage(4096, 2400, 0, 119));      // more changes than are noted at once: parted
+    images.push_back(makeImage(1, (1 << 24) + 9, 1, 1));  // more rows than a change can tell
+    for (const Image& image : images) {
         const Bytes expected = plainRuns(image);
-        withEachInstructionSet([&] {
-            ASSERT_TRUE(sameBytes(packedRuns(image), expected)) << c.width << " x " << c.height << ' ' << c.changing;
-        });
+        withEachInstructionSet(
+            [&] { ASSERT_TRUE(sameBytes(packedRuns(image), expected)) << image.width << " x " << image.height; });
     }
 }
 
