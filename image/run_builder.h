@@ -2,46 +2,24 @@
 
 #pragma once
 
+#include "image/column_runs.h"
 #include "image/row_changes.h"
 #include "io/platform.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <numeric>
 #include <vector>
 
 namespace vndlp {
 
-/// Turns eight rows of eight pixels into eight columns. Row r is at `rows + r * stride`, column c goes to
-/// `columns + c * columnStride`.
-inline void transposeEight(const unsigned char* rows, std::ptrdiff_t stride, unsigned char* columns,
-                           std::ptrdiff_t columnStride) {
-    // counted from the end of a word that keeps its first byte highest, the words go by from the last to the first
-    constexpr int mirror = std::endian::native == std::endian::big ? 7 : 0;
-    std::uint64_t line[8];
-    for (int r = 0; r < 8; ++r) std::memcpy(&line[r ^ mirror], rows + r * stride, 8);
-    const auto exchange = [&line](int upper, int distance, std::uint64_t lowHalves) {
-        std::uint64_t& a = line[upper];
-        std::uint64_t& b = line[upper + distance];
-        const std::uint64_t moved = (a >> 8 * distance ^ b) & lowHalves;
-        a ^= moved << 8 * distance;
-        b ^= moved;
-    };
-    for (const int r : {0, 1, 2, 3}) exchange(r, 4, 0x00000000FFFFFFFF);
-    for (const int r : {0, 1, 4, 5}) exchange(r, 2, 0x0000FFFF0000FFFF);
-    for (const int r : {0, 2, 4, 6}) exchange(r, 1, 0x00FF00FF00FF00FF);
-    for (int c = 0; c < 8; ++c) std::memcpy(columns + c * columnStride, &line[c ^ mirror], 8);
-}
-
 /// Collects the runs of one column after the other and appends them to a list.
 ///
-/// 	param Form a form of runs: `Item`, what the list holds; `kItems` of them make a run; `write(first, last, x,
-/// grey,
-///              out)` writes one to `out`, where there is room for `kRoom` items.
+/// \tparam Form a form of runs. `Item` is what the list holds; `kItems` of them make a run. `write(first, last, x,
+/// grey, out)` writes one to `out`, where there is room for `kRoom` items. `append(x, runs, list)` appends the ended
+/// runs of a column, whose rows are of type `Row`.
 template <class Form>
 class RunList {
 public:
@@ -78,6 +56,20 @@ public:
                     static_cast<std::uint32_t>(x), grey, m_next);
         m_next += Form::kItems;
     }
+    /// Lets the processor fetch the memory that runs will be written to while it looks for them.
+    void fetchAhead() const {
+#if defined(__GNUC__)
+        const std::size_t items = std::min(kItemsAhead, m_list.capacity() - m_list.size());
+        for (std::size_t i = 0; i < items; i += kItemsPerLine) {
+            __builtin_prefetch(m_list.data() + m_list.size() + i, 1);
+        }
+#endif
+    }
+    /// Appends the ended runs of column `x`.
+    void addColumn(int x, const ColumnRuns<typename Form::Row>& runs) {
+        flush();
+        Form::append(x, runs, m_list);
+    }
     /// Runs in the list, those of before included.
     [[nodiscard]] std::size_t count() const {
         return (m_list.size() + static_cast<std::size_t>(m_next - m_block)) / Form::kItems;
@@ -95,6 +87,9 @@ public:
     }
 
 private:
+    // a line of the cache is fetched at once, and a dozen is what arrives in time
+    static constexpr std::size_t kItemsPerLine = 64 / sizeof(Item);
+    static constexpr std::size_t kItemsAhead = 12 * kItemsPerLine;
     static constexpr std::size_t kRunsAtOnce = 64;
     static constexpr std::size_t kReserve = kRunsAtOnce * Form::kItems + Form::kRoom;
     static constexpr std::size_t kBlockItems = 8 * kReserve;
@@ -137,9 +132,6 @@ private:
     // as many pixels are walked in the time that a change takes
     static constexpr std::size_t kPixelsPerChange = 8;
     static constexpr int kWalkedColumns = 64;
-    static constexpr int kPixelsAtOnce = 128;
-    static constexpr int kTile = 8;
-    static constexpr int kRowsAhead = 4 * kTile;
 
     [[nodiscard]] PixelArea area(int x, int columns) const { return {m_pixels + x, m_stride, columns, m_height}; }
 
@@ -196,31 +188,24 @@ private:
     }
 
     void walk(int x, int columns) {
-        const auto columnStride = static_cast<std::ptrdiff_t>((m_height + kTile - 1) / kTile) * kTile;
-        m_columns.resize(static_cast<std::size_t>(columnStride * kWalkedColumns));
-        copyColumns(x, columns, columnStride);
-        for (int c = 0; c < columns; ++c) {
-            walkColumn(static_cast<std::uint32_t>(x + c), m_columns.data() + c * columnStride);
-        }
+        // behind each column there is background, as there is in front of the first one
+        const auto columnStride = static_cast<std::ptrdiff_t>(m_height / kColumnPiece + 2) * kColumnPiece;
+        m_columns.resize(static_cast<std::size_t>(kColumnPiece + columnStride * kWalkedColumns));
+        unsigned char* const first = m_columns.data() + kColumnPiece;
+        copyColumns(area(x, columns), first, columnStride);
+        for (int c = 0; c < columns; ++c) walkColumn(x + c, first + c * columnStride);
     }
 
-    void walkColumn(std::uint32_t x, const unsigned char* column) {
-        ColumnChange changes[kPixelsAtOnce + 2];  // the open run's, a chunk's, the end of the column
-        unsigned char greys[kPixelsAtOnce];
-        unsigned char above = 0;
-        changes[0] = changeAt(0, above);
-        for (int from = 0; from < m_height; from += kPixelsAtOnce) {
-            const int pixels = std::min(kPixelsAtOnce, m_height - from);
-            for (int i = 0; i < pixels; ++i) greys[i] = litGrey(column[from + i]);
-            std::size_t count = 1;
-            for (int i = 0; i < pixels; ++i) {
-                changes[count] = changeAt(static_cast<std::uint32_t>(from + i), greys[i]);  // kept if it is one
-                count += greys[i] != above ? 1 : 0;
-                above = greys[i];
-            }
-            if (from + pixels == m_height) changes[count++] = changeAt(static_cast<std::uint32_t>(m_height), 0);
-            m_runs.addRuns(x, changes, count);
-            changes[0] = changes[count - 1];
+    void walkColumn(int x, const unsigned char* column) {
+        using Runs = ColumnRuns<typename Form::Row>;
+        Runs runs;
+        for (int from = 0; from < m_height; from += Runs::kMostPixels) {
+            const int to =
+                (std::min(m_height, from + Runs::kMostPixels) + kColumnPiece - 1) / kColumnPiece * kColumnPiece;
+            m_runs.fetchAhead();
+            findColumnRuns(column, from, to, runs);
+            m_runs.addColumn(x, runs);
+            runs.dropEnded();
         }
     }
 
@@ -232,34 +217,6 @@ private:
             for (const unsigned char* pixel = first; y < m_height && *pixel == *first; pixel += m_stride) ++y;
             if (litGrey(*first) != 0) m_runs.addRun(firstRow, y - 1, x, *first);
         }
-    }
-
-    void copyColumns(int x, int columns, std::ptrdiff_t columnStride) {
-        const int wholeRows = m_height / kTile * kTile;
-        const int wholeColumns = columns / kTile * kTile;
-        const PixelArea from = area(x, columns);
-        for (int y = 0; y < wholeRows; y += kTile) {
-            prefetchRows(from, y + kRowsAhead);
-            for (int c = 0; c < wholeColumns; c += kTile) {
-                transposeEight(from.pixels + y * from.stride + c, from.stride, m_columns.data() + c * columnStride + y,
-                               columnStride);
-            }
-        }
-        for (int y = 0; y < m_height; ++y) {
-            for (int c = y < wholeRows ? wholeColumns : 0; c < columns; ++c) {
-                m_columns[static_cast<std::size_t>(c * columnStride + y)] = from.pixels[y * from.stride + c];
-            }
-        }
-    }
-
-    /// Rows lie too far apart for the processor to look ahead by itself.
-    static void prefetchRows([[maybe_unused]] const PixelArea& from, [[maybe_unused]] int y) {
-#if defined(__GNUC__)
-        for (int row = y; row < std::min(y + kTile, from.rows); ++row) {
-            __builtin_prefetch(from.pixels + row * from.stride);
-            __builtin_prefetch(from.pixels + row * from.stride + from.columns - 1);
-        }
-#endif
     }
 
     const unsigned char* m_pixels;

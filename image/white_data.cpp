@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 namespace vndlp {
 
@@ -35,6 +36,16 @@ struct PackedForm {
     static constexpr std::size_t kItems = kPackedRunBytes;
     static constexpr std::size_t kRoom = 8;
     static constexpr auto write = packRun;
+
+    using Row = std::uint32_t;
+    static void append(int x, const ColumnRuns<Row>& runs, std::vector<unsigned char>& list) {
+        unsigned char packed[ColumnRuns<Row>::kRoom * kItems + kRoom];
+        unsigned char* next = packed;
+        for (std::size_t i = 0; i < runs.ended; ++i, next += kItems) {
+            packRun(runs.firstRows[i], runs.lastRows[i], static_cast<std::uint32_t>(x), runs.greys[i], next);
+        }
+        list.insert(list.end(), packed, next);
+    }
 };
 
 /// Runs as callers handle them.
@@ -50,6 +61,52 @@ struct WhiteDataForm {
         out->end = Vec2(column, static_cast<float>(static_cast<std::int32_t>(lastRow)));
         out->grey = grey;
     }
+
+    using Row = float;
+    static void append(int x, const ColumnRuns<Row>& runs, std::vector<WhiteData>& list) {
+        const auto column = static_cast<float>(x);
+        list.insert(list.end(), Iterator{&runs, column, 0}, Iterator{&runs, column, runs.ended});
+    }
+
+private:
+    /// Makes runs where they are to stay: what they take in memory is most of the work.
+    struct Iterator {
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = WhiteData;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const WhiteData*;
+        using reference = WhiteData;
+
+        const ColumnRuns<Row>* runs;
+        float column;
+        std::size_t at;
+
+        WhiteData operator*() const {
+            WhiteData run;
+#if defined(__GNUC__)
+            // a vector a run: left to itself, the compiler takes vectors of many and spends more on sorting them
+            using Places = float __attribute__((vector_size(4 * sizeof(float))));
+            const Places places = {column, runs->firstRows[at], column, runs->lastRows[at]};
+            static_assert(offsetof(WhiteData, end) + sizeof run.end == sizeof places);
+            std::memcpy(static_cast<void*>(&run), &places, sizeof places);
+#else
+            run.start = Vec2(column, runs->firstRows[at]);
+            run.end = Vec2(column, runs->lastRows[at]);
+#endif
+            run.grey = runs->greys[at];
+            return run;
+        }
+        Iterator& operator++() {
+            ++at;
+            return *this;
+        }
+        Iterator operator++(int) {
+            Iterator before = *this;
+            ++at;
+            return before;
+        }
+        bool operator==(const Iterator& other) const { return at == other.at; }
+    };
 };
 
 }  // namespace

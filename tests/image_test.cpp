@@ -38,6 +38,12 @@ TEST(Runs, FollowGreyValuesAndGaps) {
     // behind what the vector held
     std::transform(runs.begin() + 1, runs.end(), std::back_inserter(tuples), tupleOf);
     EXPECT_EQ(tuples, expected);
+    std::vector<unsigned char> packed;
+    std::vector<unsigned char> packedRows;
+    grayDataPackedRuns(pixels.data(), 4, 5, packed);
+    grayDataPackedRuns(pixels.data(), 4, 5, 4, packedRows);
+    EXPECT_EQ(packed.size(), expected.size() * kPackedRunBytes);
+    EXPECT_EQ(packed, packedRows);
 }
 
 TEST(Runs, NothingOutsideTheImageIsPainted) {

@@ -62,29 +62,27 @@ Bytes plainRuns(const Image& image) {
     return packed;
 }
 
-Bytes packedRuns(const Image& image) {
-    std::vector<unsigned char> packed;
+/// Runs packed at once, behind what the vector held; and as structures, packed one by one and painted.
+void expectRuns(const Image& image, const Bytes& expected) {
+    std::vector<unsigned char> packed = {9};
     grayDataPackedRuns(image.pixels.data(), image.width, image.height, image.stride, packed);
-    return Bytes(packed.begin(), packed.end());
-}
+    ASSERT_TRUE(sameBytes(packed, Bytes{9}.raw(expected)));
 
-/// Runs as records, packed one by one: behind what the vectors held; and painted, the image again.
-void expectRecordsOf(Image image, const Bytes& expected) {
-    std::vector<WhiteData> runs;
-    EXPECT_EQ(grayDataVecWhiteData(image.pixels.data(), image.width, image.height, runs), 0);
-    std::vector<unsigned char> direct = {9};
-    grayDataPackedRuns(image.pixels.data(), image.width, image.height, direct);
-    Bytes packed = {9};
-    for (const WhiteData& run : runs) {
-        packed.resize(packed.size() + kPackedRunBytes);
-        whiteData2Bits(run, packed.data() + packed.size() - kPackedRunBytes);
+    Pixels pixels;
+    for (int y = 0; y < image.height; ++y) {
+        const auto row = image.pixels.begin() + y * image.stride;
+        pixels.insert(pixels.end(), row, row + image.width);
     }
-    EXPECT_TRUE(sameBytes(packed, Bytes{9}.raw(expected)));
-    EXPECT_TRUE(sameBytes(direct, packed));
-    Pixels painted(image.pixels.size());
+    std::vector<WhiteData> runs;
+    ASSERT_EQ(grayDataVecWhiteData(pixels.data(), image.width, image.height, runs), 0);
+    Bytes bits(runs.size() * kPackedRunBytes);
+    for (std::size_t i = 0; i < runs.size(); ++i) whiteData2Bits(runs[i], bits.data() + i * kPackedRunBytes);
+    ASSERT_TRUE(sameBytes(bits, expected));
+    if (image.height > 0x2000 || image.width > 0x4000) return;
+    Pixels painted(pixels.size());
     paintWhiteData(runs, painted.data(), image.width, image.height);
-    for (unsigned char& pixel : image.pixels) pixel = pixel > 15 ? pixel : 0;
-    EXPECT_TRUE(sameBytes(painted, image.pixels));
+    for (unsigned char& pixel : pixels) pixel = pixel > 15 ? pixel : 0;
+    ASSERT_TRUE(sameBytes(painted, pixels));
 }
 
 TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
@@ -98,22 +96,22 @@ TEST(VectorCode, FindsTheRunsOfTheColumnWalk) {
             }
         }
     }
-    for (const Image& image : images) {
-        expectRecordsOf(image, plainRuns(image));
-        ASSERT_FALSE(HasFailure()) << image.width << " x " << image.height;
-    }
     images.push_back(makeImage(130, 9, 3, 0));
     images.push_back(makeImage(127, 65, 1, 20));
     images.push_back(makeImage(129, 300, 0, 300));
     images.push_back(makeImage(200, 131, 7, 900));  // walked: tiles and what is left of them
     images.push_back(makeImage(64, 2049, 0, 700));
+    images.push_back(makeImage(33, 127, 2, 1000));
+    images.push_back(makeImage(80, 128, 0, 1000));
+    images.push_back(makeImage(15, 129, 1, 1000));
     images.push_back(makeImage(17000, 20, 5, 30));        // more columns than are compared at once
     images.push_back(makeImage(4096, 2400, 0, 119));      // more changes than are noted at once: parted
     images.push_back(makeImage(1, (1 << 24) + 9, 1, 1));  // more rows than a change can tell
     for (const Image& image : images) {
+        SCOPED_TRACE(std::to_string(image.width) + " x " + std::to_string(image.height));
         const Bytes expected = plainRuns(image);
-        withEachInstructionSet(
-            [&] { ASSERT_TRUE(sameBytes(packedRuns(image), expected)) << image.width << " x " << image.height; });
+        withEachInstructionSet([&] { expectRuns(image, expected); });
+        ASSERT_FALSE(HasFatalFailure());
     }
 }
 
