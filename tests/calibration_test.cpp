@@ -307,6 +307,7 @@ TEST(Runs, LightTheBeadsOfThePlainModel) {
     ASSERT_EQ(model.cells.size(), field.m_cellMap.size());
     std::mt19937 random(4);
     std::vector<Runs> layers;
+    layers.reserve(26);
     // short runs; runs across rows; sparse long ones; past the last row
     for (int i = 0; i < 8; ++i) layers.push_back(randomRuns(random, 300, 300, 30000));
     for (int i = 0; i < 8; ++i)
@@ -398,7 +399,7 @@ TEST(Runs, ListFormAgreesWithThePlainModelAndStopsAtSeenBoxes) {
 }
 
 TEST(Tables, ResetRestoresAChangedWorkingCopy) {
-    const LampBeadCal field = printerField();
+    const LampBeadCal& field = printerField();
     LampBeadCal changed = field;
     unsigned count = 0;
     const auto maskAtOrigin = [&] {
@@ -417,7 +418,7 @@ TEST(Tables, ResetRestoresAChangedWorkingCopy) {
     EXPECT_EQ(litIn(maskAtOrigin()), std::set<unsigned>{400});
     changed.reset();
     EXPECT_EQ(maskAtOrigin(), lit);
-    EXPECT_EQ(field.m_workCellMap, printerField().m_cellMap);
+    EXPECT_EQ(field.m_workCellMap, field.m_cellMap);
 }
 
 TEST(Bits, MostSignificantFirstAndBounded) {
@@ -460,7 +461,7 @@ TEST(Keys, OneStepPerValueWidth) {
     seed = 0;
     float one = 1.0F;
     field.hash_combine_float(seed, one);
-    EXPECT_EQ(seed, kStep + 2 * 0x3F800000);
+    EXPECT_EQ(seed, kStep + 2ull * 0x3F800000);
     EXPECT_EQ(field.m_hashedFloat, 0x3F800000u);
 }
 
