@@ -37,7 +37,6 @@ std::vector<ColourImage> choosePictures(const ConvertOptions& options, Input& in
     if (!pictures.empty()) return pictures;
     GreyImage middle;
     input.readLayer(input.layerCount / 2, middle);
-    removePadding(middle);
     pictures.push_back(renderLayerPreview(middle, kPreviewSide, kPreviewSide));
     return pictures;
 }

@@ -1,5 +1,6 @@
 #include "tools/png.h"
 
+#include "io/platform.h"
 #include "tools/deflate.h"
 #include "tools/failure.h"
 
@@ -187,6 +188,7 @@ void resizeForOverwrite(std::vector<unsigned char>& buffer, std::size_t size) {
     if (buffer.capacity() < size) {
         buffer = {};
         buffer.reserve(size);
+        platform::adviseLargePages(buffer.data(), buffer.capacity());
     }
     buffer.resize(size);
 }

@@ -80,45 +80,44 @@ std::vector<Span> spansOf(int sourceSize, int targetSize) {
     return spans;
 }
 
+struct Size {
+    int width;
+    int height;
+};
+
 /// Averages areas of an image of `kChannels` bytes a pixel into width x height pixels of as many floats.
-/// `load(pixel, floats)` turns a source pixel into floats.
-template <int kChannels, class Load>
-std::vector<float> areaAverage(const unsigned char* pixels, int sourceWidth, int sourceHeight, int width, int height,
-                               Load&& load) {
-    const std::vector<Span> columns = spansOf(sourceWidth, width);
-    const std::vector<Span> rows = spansOf(sourceHeight, height);
-    const auto rowFloats = static_cast<std::size_t>(width) * kChannels;
-    std::vector<float> out(rowFloats * static_cast<std::size_t>(height));
-    float* target = out.data();
+/// `row(y)` is a source row; `load(pixel, floats)` turns a source pixel into floats.
+template <int kChannels, class Row, class Load>
+std::vector<float> areaAverage(Row&& row, int sourceWidth, int sourceHeight, Size size, Load&& load) {
+    const std::vector<Span> columns = spansOf(sourceWidth, size.width);
+    const std::vector<Span> rows = spansOf(sourceHeight, size.height);
+    std::vector<float> out(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) * kChannels);
+    float* cell = out.data();
+    // rows first: all pixels of one weigh the same, which compilers make vectors of
+    std::vector<float> line(static_cast<std::size_t>(sourceWidth) * kChannels);
     for (const Span& rowSpan : rows) {
+        std::fill(line.begin(), line.end(), 0.0F);
         for (std::size_t r = 0; r < rowSpan.weights.size(); ++r) {
-            const unsigned char* const row = pixels + (static_cast<std::size_t>(rowSpan.first) + r) *
-                                                          static_cast<std::size_t>(sourceWidth) * kChannels;
-            float* cell = target;
-            for (const Span& span : columns) {
-                const unsigned char* pixel = row + static_cast<std::size_t>(span.first) * kChannels;
-                float sums[kChannels] = {};
-                for (const float weight : span.weights) {
-                    float values[kChannels];
-                    load(pixel, values);
-                    for (int c = 0; c < kChannels; ++c) sums[c] += values[c] * weight;
-                    pixel += kChannels;
-                }
-                for (int c = 0; c < kChannels; ++c) cell[c] += sums[c] * rowSpan.weights[r];
-                cell += kChannels;
+            const unsigned char* pixel = row(rowSpan.first + static_cast<int>(r));
+            const float weight = rowSpan.weights[r];
+            for (std::size_t x = 0; x < line.size(); x += kChannels, pixel += kChannels) {
+                float values[kChannels];
+                load(pixel, values);
+                for (int c = 0; c < kChannels; ++c) line[x + static_cast<std::size_t>(c)] += values[c] * weight;
             }
         }
-        target += rowFloats;
+        for (const Span& span : columns) {
+            const float* source = line.data() + static_cast<std::ptrdiff_t>(span.first) * kChannels;
+            for (const float weight : span.weights) {
+                for (int c = 0; c < kChannels; ++c) cell[c] += *source++ * weight;
+            }
+            cell += kChannels;
+        }
     }
     return out;
 }
 
 unsigned char toByte(float value) { return static_cast<unsigned char>(std::lround(std::clamp(value, 0.0F, 255.0F))); }
-
-struct Size {
-    int width;
-    int height;
-};
 
 /// The largest size of an image's proportions inside a frame.
 Size fitInto(int width, int height, Size frame) {
@@ -170,13 +169,14 @@ void transform(GreyImage& image, const Orientation& orientation) {
 ColourImage resizeColour(const ColourImage& image, int width, int height) {
     const Size frame{width, height};
     const Size size = fitInto(image.width, image.height, frame);
-    const std::vector<float> average = areaAverage<4>(image.pixels.data(), image.width, image.height, size.width,
-                                                      size.height, [](const unsigned char* pixel, float* values) {
-                                                          // weighted by alpha: black shows where nothing is
-                                                          const float alpha = static_cast<float>(pixel[3]) / 255;
-                                                          for (int c = 0; c < 3; ++c) values[c] = pixel[c] * alpha;
-                                                          values[3] = 0;
-                                                      });
+    const auto row = [&image](int y) { return image.pixels.data() + std::ptrdiff_t{4} * image.width * y; };
+    const std::vector<float> average =
+        areaAverage<4>(row, image.width, image.height, size, [](const unsigned char* pixel, float* values) {
+            // weighted by alpha: black shows where nothing is
+            const float alpha = static_cast<float>(pixel[3]) / 255;
+            for (int c = 0; c < 3; ++c) values[c] = pixel[c] * alpha;
+            values[3] = 0;
+        });
     return setIntoFrame<4>(average, size, frame, [](const float* cell, unsigned char* rgb) {
         for (int c = 0; c < 3; ++c) rgb[c] = toByte(cell[c]);
     });
@@ -188,7 +188,7 @@ ColourImage renderLayerPreview(const GreyImage& layer, int width, int height) {
     const Size frame{width, height};
     const Size size = fitInto(layer.width, layer.height, frame);
     const std::vector<float> average =
-        areaAverage<1>(layer.pixels.data(), layer.width, layer.height, size.width, size.height,
+        areaAverage<1>([&layer](int y) { return layer.row(y); }, layer.width, layer.height, size,
                        [](const unsigned char* pixel, float* values) { values[0] = *pixel; });
     return setIntoFrame<1>(average, size, frame, [&](const float* cell, unsigned char* rgb) {
         const float share = *cell / 255;
