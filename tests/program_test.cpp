@@ -111,7 +111,8 @@ TEST_F(ProgramTest, SettingsWinInTheirOrder) {
     std::ofstream("printer.json") << R"({"machine": "M05", "lift_mm": 7, "exposure_s": 4.5, "light_off_s": 3})";
     ASSERT_EQ(runProgram("convert layers a.vndlp --profile printer.json --set lift_mm=9 --set exposure_s=1.2").status,
               0);
-    const auto json = infoOf("a.vndlp");
+    const auto json = nlohmann::json::parse(runProgram("info a.vndlp --json").output);
+    EXPECT_FALSE(json.contains("layers"));
     EXPECT_EQ(json["header"]["machine_type"], "M05");
     EXPECT_EQ(json["parameters"]["lifting_distance"], 9);
     EXPECT_EQ(json["parameters"]["exposure_time"], 12);
