@@ -162,21 +162,6 @@ void addSealRows(const Folder& folder) {
                [path] { return CheckSum::instance().checkFileSumXor(path.c_str()) == 0 ? size : 0; });
 }
 
-/// A full plate of the sample job's models, 8 x 2 of them.
-Layer plateLayer(tools::LayerSource& job, int index) {
-    tools::GreyImage image;
-    job.readLayer(index, image);
-    Layer plate = bench::emptyLayer(kWidth, kHeight);
-    const auto width = static_cast<std::size_t>(image.width);
-    for (int y = 0; y < kHeight; ++y) {
-        const auto row = image.pixels.begin() + static_cast<std::ptrdiff_t>(width) * (y % image.height);
-        for (int x = 0; x < kWidth; x += image.width) {
-            std::copy(row, row + image.width, plate.pixels.begin() + static_cast<std::ptrdiff_t>(y) * kWidth + x);
-        }
-    }
-    return plate;
-}
-
 void addConvertRows(const Folder& folder) {
     const std::string name = "plate/11520x5120";
     const std::string jobPath = folder.file("job");
@@ -185,7 +170,7 @@ void addConvertRows(const Folder& folder) {
     {
         const std::unique_ptr<tools::LayerSource> sample = tools::openJob(VNDLP_EXAMPLES_DIR "/lattice_tower.sl1");
         for (; layers < sample->layerCount(); ++layers) {
-            const Bytes png = bench::encodePng(plateLayer(*sample, layers));
+            const Bytes png = bench::encodePng(bench::plateLayer(*sample, layers, kWidth, kHeight));
             std::ofstream out(jobPath + "/layer" + std::to_string(layers) + ".png", std::ios::binary);
             out.write(reinterpret_cast<const char*>(png.data()), static_cast<std::streamsize>(png.size()));
         }

@@ -211,7 +211,7 @@ int main(int argc, char** argv) {
         addRows(bench::emptyLayer(screen.width, screen.height), "empty" + size, screen.isMain);
         addRows(bench::sparseLayer(screen.width, screen.height), "sparse" + size, screen.isMain);
         addRows(bench::solidLayer(screen.width, screen.height), "solid" + size, screen.isMain);
-        if (screen.isMain) addRows(bench::noiseLayer(screen.width, screen.height), "noise" + size, true);
+        addRows(bench::noiseLayer(screen.width, screen.height), "noise" + size, screen.isMain);
     }
     addRows(bench::towerLayer(), "tower/1440x2560", true);
     benchmark::RunSpecifiedBenchmarks();

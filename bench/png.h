@@ -7,6 +7,7 @@
 
 #include <spng.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace vndlp::bench {
@@ -31,6 +32,21 @@ inline std::vector<unsigned char> encodePng(const Layer& layer) {
     std::free(data);
     spng_ctx_free(context);
     return png;
+}
+
+/// A full plate of a job's models, side by side.
+inline Layer plateLayer(tools::LayerSource& job, int index, int width, int height) {
+    tools::GreyImage image;
+    job.readLayer(index, image);
+    Layer plate = emptyLayer(width, height);
+    for (int y = 0; y < height; ++y) {
+        const unsigned char* const row = image.row(y % image.height);
+        for (int x = 0; x < width; x += image.width) {
+            std::copy_n(row, std::min(image.width, width - x),
+                        plate.pixels.begin() + static_cast<std::ptrdiff_t>(y) * width + x);
+        }
+    }
+    return plate;
 }
 
 /// A layer from the middle of the sample job.
