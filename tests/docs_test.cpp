@@ -6,14 +6,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 using namespace vndlp;
+using namespace vndlp::test;
 
 namespace {
+
+using DocsTest = FileTest;
 
 std::vector<std::string> linesOf(const std::string& path) {
     std::ifstream file(std::string(VNDLP_SOURCE_DIR) + "/" + path);
@@ -23,39 +24,32 @@ std::vector<std::string> linesOf(const std::string& path) {
     return lines;
 }
 
-std::vector<unsigned char> bytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 std::string withoutIndent(const std::string& line) {
     const std::size_t first = line.find_first_not_of(' ');
     return first == std::string::npos ? std::string() : line.substr(first);
 }
 
 /// The bytes a page's hex lines give: "OFFSET  XX XX ...  meaning" or "OFFSET  00 x COUNT  meaning".
-std::vector<unsigned char> workedFile(const std::string& page) {
-    std::vector<unsigned char> bytes;
+Bytes workedFile(const std::string& page) {
+    Bytes bytes;
     for (const std::string& line : linesOf(page)) {
         if (line.size() < 10 || line.find_first_not_of("0123456789ABCDEF") != 6) continue;
         EXPECT_EQ(std::stoul(line.substr(0, 6), nullptr, 16), bytes.size()) << line;
         std::istringstream words(line.substr(8, 48));
-        std::string word;
-        while (words >> word) {
-            if (word == "x") {
-                std::size_t count = 0;
-                words >> count;
-                bytes.pop_back();
-                bytes.insert(bytes.end(), count, 0);
-                break;
+        for (std::string word; words >> word;) {
+            if (word != "x") {
+                bytes.u8(static_cast<unsigned>(std::stoul(word, nullptr, 16)));
+                continue;
             }
-            bytes.push_back(static_cast<unsigned char>(std::stoul(word, nullptr, 16)));
+            std::size_t count = 0;
+            words >> count;
+            bytes.fill(count - 1, 0);
         }
     }
     return bytes;
 }
 
-TEST(DocsTest, ReadmeCodeStandsInTheExample) {
+TEST_F(DocsTest, ReadmeCodeStandsInTheExample) {
     const std::vector<std::string> example = linesOf("examples/write_vndlp.cpp");
     auto next = example.begin();
     int compared = 0;
@@ -74,8 +68,7 @@ TEST(DocsTest, ReadmeCodeStandsInTheExample) {
     EXPECT_GT(compared, 15);
 }
 
-TEST(DocsTest, WorkedVndlpFileIsWhatTheWriterWrites) {
-    const std::string path = (std::filesystem::temp_directory_path() / "vndlp_docs_test.vndlp").string();
+TEST_F(DocsTest, WorkedVndlpFileIsWhatTheWriterWrites) {
     DlpFileStructure s;
     s.headerType = 2;
     s.headerVersion = 3;
@@ -105,15 +98,14 @@ TEST(DocsTest, WorkedVndlpFileIsWhatTheWriterWrites) {
     grayDataVecWhiteData(image.data(), 5, 4, runs);
     std::vector<unsigned int> areas{2000};
     VndlpWrite writer;
-    ASSERT_EQ(writer.openDlpFile(path), 0);
+    ASSERT_EQ(writer.openDlpFile(path("f")), 0);
     ASSERT_EQ(writer.writeDlpStructure(s, &areas), 0);
     ASSERT_EQ(writer.writeLayerWhiteData(runs, areas.data()), 0);
     ASSERT_EQ(writer.writeTail(2), 0);
-    EXPECT_EQ(bytesOf(path), workedFile("docs/format-vndlp.md"));
-    std::filesystem::remove(path);
+    EXPECT_TRUE(sameBytes(readFile(path("f")), workedFile("docs/format-vndlp.md")));
 }
 
-TEST(DocsTest, WorkedCtbFileIsWhatTheWriterWrites) {
+TEST_F(DocsTest, WorkedCtbFileIsWhatTheWriterWrites) {
     CTB::CTBWrite writer;
     CTB::HeaderSettings& header = *writer.headerSettings();
     header.magic = CTB::kMagic;
@@ -179,33 +171,27 @@ TEST(DocsTest, WorkedCtbFileIsWhatTheWriterWrites) {
     addLayer(30, std::vector<unsigned char>(12, 255));
     addLayer(2.5F, {0, 0, 0, 0, 0, 128, 255, 255, 255, 255, 255, 255});
 
-    const std::string path = (std::filesystem::temp_directory_path() / "vndlp_docs_test.ctb").string();
-    ASSERT_EQ(writer.openDlpFile(path, false), 0);
+    ASSERT_EQ(writer.openDlpFile(path("f"), false), 0);
     ASSERT_EQ(writer.encode(), 0);
     ASSERT_EQ(writer.close(), 0);
-    EXPECT_EQ(bytesOf(path), workedFile("docs/format-ctb.md"));
-    std::filesystem::remove(path);
+    EXPECT_TRUE(sameBytes(readFile(path("f")), workedFile("docs/format-ctb.md")));
 }
 
-SliceImage imageOf(unsigned int width, unsigned int height, const std::vector<unsigned char>& bytes) {
-    SliceImage image;
-    image.width = width;
-    image.height = height;
-    image.size = static_cast<unsigned int>(bytes.size());
-    image.pixels.reset(new unsigned char[bytes.size()]);
+SliceImage imageOf(unsigned int width, unsigned int height, const Bytes& bytes) {
+    const auto size = static_cast<unsigned int>(bytes.size());
+    SliceImage image{size, width, height, std::shared_ptr<unsigned char[]>(new unsigned char[size])};
     std::copy(bytes.begin(), bytes.end(), image.pixels.get());
     return image;
 }
 
-TEST(DocsTest, WorkedV4FileIsWhatTheFrontEndWrites) {
-    const std::string path = (std::filesystem::temp_directory_path() / "vndlp_docs_test.vndlpv4").string();
-    const std::unique_ptr<DLPWriter> writer(createDLPWriter(path));
-    writer->filePath = path;
+TEST_F(DocsTest, WorkedV4FileIsWhatTheFrontEndWrites) {
+    const std::unique_ptr<DLPWriter> writer(createDLPWriter("f.vndlpv4"));
+    writer->filePath = path("f.vndlpv4");
     writer->layerCount = 2;
     writer->machineName = "M4";
     writer->resolutionX = 4;
     writer->resolutionY = 3;
-    vndlp::test::fillSettings(*writer, 1);
+    fillSettings(*writer, 1);
     std::vector<SliceImage> previews = {imageOf(3, 2, std::vector<unsigned char>(18, 255)),
                                         imageOf(2, 1, std::vector<unsigned char>(6)), SliceImage()};
     ASSERT_EQ(writer->openFile(), 0);
@@ -214,8 +200,7 @@ TEST(DocsTest, WorkedV4FileIsWhatTheFrontEndWrites) {
     writer->addLayerImage(0, imageOf(4, 3, std::vector<unsigned char>(12, 255)), 1500, 0);
     writer->addLayerImage(1, imageOf(4, 3, {0, 0, 0, 0, 0, 128, 255, 255, 255, 255, 255, 255}), 700, 0);
     ASSERT_EQ(writer->finish(), 0);
-    EXPECT_EQ(bytesOf(path), workedFile("docs/format-v4.md"));
-    std::filesystem::remove(path);
+    EXPECT_TRUE(sameBytes(readFile(path("f.vndlpv4")), workedFile("docs/format-v4.md")));
 }
 
 }  // namespace

@@ -21,34 +21,28 @@ namespace {
 using faults::Kind;
 using faults::Plan;
 
-/// Lines that begin with "error" or "Error".
-int errorLines(const std::string& printed) {
-    const std::string text = "\n" + printed;
-    return countOf(text, "\nerror") + countOf(text, "\nError");
-}
-
 class Faults : public FileTest, public ::testing::WithParamInterface<FileKind> {};
 
 TEST_P(Faults, OfAnyCallAreReturnedAndTold) {
     const std::string file = path("job" + GetParam().ending);
     for (const Kind kind : {Kind::diskFull, Kind::ioError, Kind::shortWrite}) {
         for (const bool forEver : {false, true}) {
-            int call = 1;
-            for (;; ++call) {
-                const Plan plan{call, forEver, kind};
+            Plan plan{1, forEver, kind};
+            for (;; ++plan.call) {
                 SCOPED_TRACE("call " + plan.describe());
                 Printed printed;
                 faults::arm(plan);
                 const int result = GetParam().write(file);
-                const bool hasFailed = faults::disarm() >= call;
+                const bool hasFailed = faults::disarm() >= plan.call;
                 const std::string told = printed.take();
                 ASSERT_EQ(result < 0, hasFailed) << told;
                 if (!hasFailed) break;
                 // the stream's own line once, and the documented one of the step it stopped
-                EXPECT_TRUE(errorLines(told) >= 1 && errorLines(told) <= 2) << told;
+                const int lines = countOf("\n" + told, "\nerror") + countOf("\n" + told, "\nError");
+                EXPECT_TRUE(lines >= 1 && lines <= 2) << told;
                 EXPECT_LE(countOf(told, "could not be written completely"), 1) << told;
             }
-            EXPECT_GT(call, 4) << "calls were made";
+            EXPECT_GT(plan.call, 4) << "calls were made";
             const Printed printed;
             EXPECT_TRUE(tools::verifySliceFile(file).empty());
         }
@@ -61,15 +55,9 @@ INSTANTIATE_TEST_SUITE_P(EveryKind, Faults, ::testing::ValuesIn(everyKind()),
 class ProgramFaults : public ::testing::TestWithParam<std::string> {
 protected:
     ProgramFaults() {
-        const FileKind* input = nullptr;
-        for (const FileKind& kind : everyKind()) {
-            if (kind.name == (isLine() ? "line" : "v2_front_end")) input = &kind;
-        }
         const Printed printed;
-        EXPECT_EQ(input->write(m_input), 0);
+        EXPECT_EQ(writeKind(m_input), 0);
     }
-
-    bool isLine() const { return GetParam() == "new.vnline"; }
 
     /// Converts over a file that is there, on a disk that fails.
     Outcome convert(const faults::Plan& plan) {
@@ -97,23 +85,22 @@ protected:
     }
 
     Workspace m_workspace;
-    const std::string m_input = isLine() ? "input.vnline" : "input.vndlp";
+    const std::string m_input = GetParam() == "new.vnline" ? "input.vnline" : "input.vndlp";
     const Bytes m_before = Bytes().raw("what was there before");
 };
 
 TEST_P(ProgramFaults, LeaveWhatWasThereAndSayWhyInOneLine) {
     const int calls = callsOfSoundDisk();
     ASSERT_GT(calls, 4);
-    std::vector<Plan> plans = {{0, false, Kind::diskFull}, {0, true, Kind::ioError}};
-    if (std::getenv("VNDLP_FULL_SWEEP") != nullptr) plans.push_back({0, false, Kind::shortWrite});
-    for (const Plan& plan : plans) {
-        for (int call = 1; call <= calls; ++call) {
-            const Plan now{call, plan.forEver, plan.kind};
-            SCOPED_TRACE("call " + now.describe());
-            const Outcome outcome = convert(now);
+    std::vector<Plan> plans = {{1, false, Kind::diskFull}, {1, true, Kind::ioError}};
+    if (std::getenv("VNDLP_FULL_SWEEP") != nullptr) plans.push_back({1, false, Kind::shortWrite});
+    for (Plan& plan : plans) {
+        for (; plan.call <= calls; ++plan.call) {
+            SCOPED_TRACE("call " + plan.describe());
+            const Outcome outcome = convert(plan);
             EXPECT_EQ(outcome.status, 1);
             EXPECT_EQ(countOf("\n" + outcome.error, "\nvndlp: "), 1) << outcome.error;
-            EXPECT_NE(outcome.error.find(GetParam() + ": "), std::string::npos) << outcome.error;
+            EXPECT_TRUE(contains(outcome.error, GetParam() + ": "));
             EXPECT_EQ(outcome.output, "");
             EXPECT_TRUE(sameBytes(readFile(GetParam()), m_before));
             ASSERT_EQ(unfinishedFiles(), 0);

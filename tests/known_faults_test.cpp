@@ -1,5 +1,6 @@
 // The faults that image-file libraries have had most often, each tried on a file of a kind where it could be. Data
-// behind the end of a file are in damage_test.cpp (AddedBytesAreReported).
+// behind the end of a file are in damage_test.cpp (EveryCutAndAddedByteIsReported), tables larger than the file in
+// container_read_test.cpp (EveryDamageHasItsCodeBehindASoundTrailer), short reads of numbers in streams_test.cpp.
 
 #include "support/ctb.h"
 #include "support/every_kind.h"
@@ -125,20 +126,6 @@ TEST_F(KnownFaults, DecompressionThatOutrunsItsBuffer) {
     EXPECT_EQ(preView.decodeImg(runs.data(), static_cast<unsigned int>(runs.size())).size(), 9u);
 }
 
-TEST_F(KnownFaults, TableLargerThanTheFile) {
-    Bytes bytes = sound("v2_version3");
-    // behind magic, version and machine name: the number of layers
-    const std::size_t layers = 13 + 2 + 7;
-    ASSERT_EQ(bytes[layers + 1], kKindLayers);
-    bytes[layers] = bytes[layers + 1] = 0xFF;
-    bytes.resize(bytes.size() / 2);
-    m_file.set(bytes);
-    VndlpRead reader;
-    EXPECT_EQ(reader.openDlpFile(m_file.path(), false), 0);
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(reader.readDlpStructure(false), -3); }),
-              "error: layerCount error: 65535\nerror: read DlpV2Header fail\n");
-}
-
 TEST_F(KnownFaults, RecursiveOffsets) {
     // records that say they are where they themselves were read from: no offset is followed from where it led
     Bytes bytes = sound("v4");
@@ -171,12 +158,6 @@ TEST_F(KnownFaults, StaleBufferAfterAShortRead) {
             -1);
     })));
     EXPECT_EQ(std::count(pixels.begin(), pixels.end(), 0xAA), 0);
-
-    m_file.set({0x12, 0x34, 0x56});
-    FileRead in(m_file.path(), 0);
-    EXPECT_EQ(in.readBigEndianUint16(), 0x1234);
-    EXPECT_EQ(in.readBigEndianUint32(), 0x56000000u);
-    EXPECT_EQ(in.readBigEndianUint32(), 0u);
 }
 
 TEST_F(KnownFaults, UninitialisedRows) {

@@ -7,35 +7,28 @@
 
 #include <vndlp/vndlp.h>
 
-#include <nlohmann/json.hpp>
-
 #include <cmath>
 
 namespace vndlp::test {
 namespace {
 
 namespace fs = std::filesystem;
+using Points = std::vector<std::pair<int, int>>;
 
 class LineProgramTest : public testing::Test {
 protected:
     /// One layer of 40 x 30 pixels: a plate with a hole; and one that is empty.
     static void makeImages() {
+        tools::GreyImage image{40, 30, Bytes(40 * 30)};
         fs::create_directories("layers");
-        for (int layer = 0; layer < 2; ++layer) {
-            tools::GreyImage image{40, 30, std::vector<unsigned char>(40 * 30)};
-            for (std::size_t y = 5; layer == 0 && y < 25; ++y) {
-                for (std::size_t x = 10; x < 30; ++x) {
-                    const bool inHole = x >= 15 && x < 20 && y >= 10 && y < 20;
-                    if (!inHole) image.pixels[y * 40 + x] = 255;
-                }
+        writeFile("layers/1.png", tools::encodePng(image));
+        for (std::size_t y = 5; y < 25; ++y) {
+            for (std::size_t x = 10; x < 30; ++x) {
+                const bool inHole = x >= 15 && x < 20 && y >= 10 && y < 20;
+                if (!inHole) image.pixels[y * 40 + x] = 255;
             }
-            const std::vector<unsigned char> png = tools::encodePng(image);
-            writeFile("layers/" + std::to_string(layer) + ".png", png);
         }
-    }
-
-    static nlohmann::json infoOf(const std::string& file) {
-        return nlohmann::json::parse(runProgram("info " + file + " --json --layers").output);
+        writeFile("layers/0.png", tools::encodePng(image));
     }
 
     /// Layers of a file as polylines.
@@ -51,8 +44,8 @@ protected:
         return layers;
     }
 
-    static std::vector<std::pair<int, int>> pointsOf(const std::vector<Vec3i>& path) {
-        std::vector<std::pair<int, int>> points;
+    static Points pointsOf(const std::vector<Vec3i>& path) {
+        Points points;
         for (const Vec3i& p : path) points.emplace_back(p.x, p.y);
         return points;
     }
@@ -73,10 +66,8 @@ TEST_F(LineProgramTest, ImagesBecomeOutlinesInMicrometres) {
     ASSERT_EQ(layers.size(), 2U);
     ASSERT_EQ(layers[0].size(), 2U);
     // pixels of 100 micrometres; the plate's upper row is the image's sixth, so its upper edge lies at 3000 - 500
-    EXPECT_EQ(pointsOf(layers[0][0]),
-              (std::vector<std::pair<int, int>>{{1000, 2500}, {1000, 500}, {3000, 500}, {3000, 2500}, {1000, 2500}}));
-    EXPECT_EQ(pointsOf(layers[0][1]),
-              (std::vector<std::pair<int, int>>{{1500, 1000}, {1500, 2000}, {2000, 2000}, {2000, 1000}, {1500, 1000}}))
+    EXPECT_EQ(pointsOf(layers[0][0]), (Points{{1000, 2500}, {1000, 500}, {3000, 500}, {3000, 2500}, {1000, 2500}}));
+    EXPECT_EQ(pointsOf(layers[0][1]), (Points{{1500, 1000}, {1500, 2000}, {2000, 2000}, {2000, 1000}, {1500, 1000}}))
         << "clockwise";
     EXPECT_TRUE(layers[1].empty());
 
@@ -99,13 +90,8 @@ TEST_F(LineProgramTest, ImagesBecomeOutlinesInMicrometres) {
                                                  {"closed", 2}}));
     EXPECT_EQ(json["layers"][1]["kind"], "empty");
     EXPECT_NEAR(json["volumeMl"].get<double>(), 3500 * 0.05 / 1e6, 1e-12);
-    long long end = 0;
-    for (const auto& section : json["sections"]) {
-        EXPECT_EQ(section["offset"], end) << section;
-        end += section["size"].get<long long>();
-    }
-    EXPECT_EQ(end, static_cast<long long>(fs::file_size("job.vnline")));
-    EXPECT_NE(runProgram("info job.vnline --layers").output.find("polylines"), std::string::npos);
+    expectSectionsFill(json, "job.vnline");
+    EXPECT_TRUE(contains(runProgram("info job.vnline --layers").output, "polylines"));
     EXPECT_EQ(runProgram("estimate job.vnline --machine M01").status, 0);
 }
 
@@ -115,12 +101,9 @@ TEST_F(LineProgramTest, DrawingsGoInAndComeOutUnchanged) {
     EXPECT_EQ(runProgram("extract job.vnline -o out").output, "out: 2 layers\n");
     ASSERT_TRUE(fs::exists("out/layer_00001.svg"));
     const std::string drawing = textOf("out/layer_00000.svg");
-    EXPECT_NE(drawing.find("width=\"2mm\" height=\"1.5mm\" viewBox=\"0 -1500 2000 1500\""), std::string::npos)
-        << drawing;
-    EXPECT_NE(
-        drawing.find("d=\"M500 1250 L500 250 L1500 250 L1500 1250 Z\nM750 500 L750 1000 L1000 1000 L1000 500 Z\n\""),
-        std::string::npos)
-        << drawing;
+    EXPECT_TRUE(contains(drawing, "width=\"2mm\" height=\"1.5mm\" viewBox=\"0 -1500 2000 1500\""));
+    EXPECT_TRUE(contains(
+        drawing, "d=\"M500 1250 L500 250 L1500 250 L1500 1250 Z\nM750 500 L750 1000 L1000 1000 L1000 500 Z\n\""));
 
     // drawings are an input: all but the resolution, which they do not tell, is the same
     const Outcome again = runProgram("convert out again.vnline --set resolution_x=40 --set resolution_y=30");
@@ -131,8 +114,8 @@ TEST_F(LineProgramTest, DrawingsGoInAndComeOutUnchanged) {
     // and so are line files
     EXPECT_EQ(runProgram("convert job.vnline copy.vnline").status, 0);
     EXPECT_EQ(textOf("copy.vnline"), textOf("job.vnline"));
-    EXPECT_NE(runProgram("convert out small.vnline").error.find("note: resolution_x = 40, taking pixels of 0.05 mm\n"),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(runProgram("convert out small.vnline").error, "note: resolution_x = 40, taking pixels of 0.05 mm\n"));
 }
 
 TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
@@ -143,11 +126,11 @@ TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
     std::ofstream("svg/readme.txt") << "not a layer";
     const Outcome outcome = runProgram("convert svg job.vnline");
     ASSERT_EQ(outcome.status, 0) << outcome.error;
-    EXPECT_NE(outcome.error.find("note: the drawings do not give their size"), std::string::npos) << outcome.error;
+    EXPECT_TRUE(contains(outcome.error, "note: the drawings do not give their size"));
     const std::vector<Paths> layers = layersOf("job.vnline");
     ASSERT_EQ(layers.size(), 2U);
     EXPECT_EQ(layers[0][0].size(), 5U);
-    EXPECT_EQ(pointsOf(layers[1][0]), (std::vector<std::pair<int, int>>{{0, 0}, {30, 10}}));
+    EXPECT_EQ(pointsOf(layers[1][0]), (Points{{0, 0}, {30, 10}}));
     EXPECT_EQ(infoOf("job.vnline")["layers"][0]["area"], 10);
     EXPECT_EQ(infoOf("job.vnline")["parameters"]["platformX"], "3");
 
@@ -159,14 +142,20 @@ TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
               std::string::npos)
         << sizes.error;
     std::ofstream("svg/s11.svg") << head << "<g transform=\"rotate(5)\"/></svg>";
-    EXPECT_NE(runProgram("convert svg bad.vnline").error.find("it is moved or turned by transform=\"rotate(5)\""),
-              std::string::npos);
+    EXPECT_TRUE(
+        contains(runProgram("convert svg bad.vnline").error, "it is moved or turned by transform=\"rotate(5)\""));
     EXPECT_FALSE(fs::exists("bad.vnline"));
 }
 
-TEST_F(LineProgramTest, WhatCannotGoTogetherIsWrongUsage) {
+TEST_F(LineProgramTest, OutlinesAreTurnedAndThinnedGeometryIsNot) {
     makeImages();
-    ASSERT_EQ(runProgram("convert layers job.vnline").status, 0);
+    ASSERT_EQ(runProgram("convert layers turned.vnline --rotate 90").status, 0);
+    EXPECT_EQ(infoOf("turned.vnline")["resolution"], nlohmann::json({{"x", 30}, {"y", 40}}));
+    EXPECT_EQ(pointsOf(layersOf("turned.vnline")[0][0])[0], (std::pair{250, 1500}));
+    ASSERT_EQ(runProgram("convert layers job.vnline --tolerance 5000").status, 0);
+    EXPECT_EQ(layersOf("job.vnline")[0][0].size(), 4U);
+    EXPECT_EQ(infoOf("job.vnline")["layers"][0]["area"], 875) << "the area is the lit pixels'";
+
     const std::pair<const char*, const char*> cases[] = {
         {"convert job.vnline a.vndlp", "vndlp: job.vnline: its layers are geometry, which only .vnline files hold\n"},
         {"convert job.vnline a.vnline --rotate 90", "vndlp: --mirror and --rotate turn images, not geometry\n"},
@@ -180,16 +169,6 @@ TEST_F(LineProgramTest, WhatCannotGoTogetherIsWrongUsage) {
     }
     EXPECT_EQ(runProgram("convert layers a.vnline --tolerance -1").status, 2);
     EXPECT_FALSE(fs::exists("a.vnline"));
-}
-
-TEST_F(LineProgramTest, TurnedAndThinnedOutlines) {
-    makeImages();
-    ASSERT_EQ(runProgram("convert layers turned.vnline --rotate 90").status, 0);
-    EXPECT_EQ(infoOf("turned.vnline")["resolution"], nlohmann::json({{"x", 30}, {"y", 40}}));
-    EXPECT_EQ(pointsOf(layersOf("turned.vnline")[0][0])[0], (std::pair{250, 1500}));
-    ASSERT_EQ(runProgram("convert layers thin.vnline --tolerance 5000").status, 0);
-    EXPECT_EQ(layersOf("thin.vnline")[0][0].size(), 4U);
-    EXPECT_EQ(infoOf("thin.vnline")["layers"][0]["area"], 875) << "the area is the lit pixels'";
 }
 
 TEST_F(LineProgramTest, MeshesAreToldAndDrawn) {
@@ -219,47 +198,45 @@ TEST_F(LineProgramTest, MeshesAreToldAndDrawn) {
     EXPECT_EQ(json["layers"][0]["points"], 2);
     EXPECT_EQ(json["layers"][1]["kind"], "polylines");
     EXPECT_EQ(runProgram("extract mesh.vnline -o out").status, 0);
-    EXPECT_NE(textOf("out/layer_00000.svg").find("M1.5 2h0\nM900 2.5h0\n"), std::string::npos);
-    EXPECT_NE(textOf("out/layer_00000.svg").find("width=\"1mm\""), std::string::npos);
+    EXPECT_TRUE(contains(textOf("out/layer_00000.svg"), "M1.5 2h0\nM900 2.5h0\n"));
+    EXPECT_TRUE(contains(textOf("out/layer_00000.svg"), "width=\"1mm\""));
     const Outcome verified = runProgram("verify mesh.vnline");
     EXPECT_EQ(verified.status, 1);
-    EXPECT_NE(verified.output.find("layer 2: vertex 1 is not a number\n"), std::string::npos) << verified.output;
-    EXPECT_NE(runProgram("convert mesh.vnline a.vnline").error.find("mesh.vnline: layer 0 is a mesh, not polylines"),
-              std::string::npos);
+    EXPECT_TRUE(contains(verified.output, "layer 2: vertex 1 is not a number\n"));
+    EXPECT_TRUE(
+        contains(runProgram("convert mesh.vnline a.vnline").error, "mesh.vnline: layer 0 is a mesh, not polylines"));
 }
 
 TEST_F(LineProgramTest, VerifyTellsWhatIsDamagedAndWhere) {
     const LineSample sample = lineSample();
-    const auto findingsOf = [&](std::size_t offset, unsigned char value) {
-        writeFile("bad.vnline", sample.bytes);
-        corruptByte("bad.vnline", offset, value);
-        EXPECT_NE(runProgram("verify bad.vnline").output.find("the crc32 trailer does not match"), std::string::npos);
-        fixTrailer("bad.vnline");
-        const Outcome outcome = runProgram("verify bad.vnline");
+    struct {
+        std::size_t offset;
+        unsigned char value;
+        std::size_t place;
+        const char* finding;
+    } const cases[] = {
+        {sample.layers + 3, 7, sample.layers, "layer 0: its area is 2823, the area table says 3000"},
+        {sample.layers + 7, 3, sample.layers,
+         "layer 0: ends where its counts say neither as polylines nor as a mesh; nothing behind it can be checked"},
+        {sample.imageParam + 8, 0, sample.imageParam, "the image parameters do not end where they should"},
+        {sample.previews + 26912, 0, 13, "the preview pictures do not end where they should"},
+        {sample.tail + 5, 'X', sample.tail, "the tail magic \"VNLINEV2\" is missing"},
+    };
+    writeFile("job.vnline", sample.bytes);
+    EXPECT_EQ(runProgram("verify job.vnline").output, "job.vnline: ok\n");
+    for (const auto& [offset, value, place, finding] : cases) {
+        writeFile("job.vnline", sample.bytes);
+        corruptByte("job.vnline", offset, value);
+        EXPECT_TRUE(contains(runProgram("verify job.vnline").output, "the crc32 trailer does not match"));
+        fixTrailer("job.vnline");
+        const Outcome outcome = runProgram("verify job.vnline");
         EXPECT_EQ(outcome.status, 1) << offset;
-        return outcome.output;
-    };
-    const auto at = [](std::size_t offset) {
-        char text[64];
-        std::snprintf(text, sizeof text, "bad.vnline: offset %zu (0x%zX): ", offset, offset);
-        return std::string(text);
-    };
-    writeFile("sound.vnline", sample.bytes);
-    EXPECT_EQ(runProgram("verify sound.vnline").output, "sound.vnline: ok\n");
-    EXPECT_EQ(findingsOf(sample.layers + 3, 7),
-              at(sample.layers) + "layer 0: its area is 2823, the area table says 3000\n");
-    EXPECT_EQ(findingsOf(sample.layers + 7, 3),
-              at(sample.layers) +
-                  "layer 0: ends where its counts say neither as polylines nor as a mesh; nothing behind "
-                  "it can be checked\n");
-    EXPECT_EQ(findingsOf(sample.imageParam + 8, 0),
-              at(sample.imageParam) + "the image parameters do not end where they should\n");
-    EXPECT_EQ(findingsOf(sample.previews + 26912, 0), at(13) + "the preview pictures do not end where they should\n");
-    EXPECT_EQ(findingsOf(sample.tail + 5, 'X'), at(sample.tail) + "the tail magic \"VNLINEV2\" is missing\n");
+        EXPECT_EQ(outcome.output, placeOf("job.vnline", place) + finding + "\n");
+    }
     // what cannot be told apart from a sound file by its structure, the trailer tells
-    writeFile("bad.vnline", sample.bytes);
-    corruptByte("bad.vnline", sample.layers + 15, 1);
-    EXPECT_EQ(runProgram("verify bad.vnline").status, 1);
+    writeFile("job.vnline", sample.bytes);
+    corruptByte("job.vnline", sample.layers + 15, 1);
+    EXPECT_EQ(runProgram("verify job.vnline").status, 1);
 }
 
 TEST_F(LineProgramTest, CutAndDamagedFilesEndWithAMessage) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numeric>
 #include <random>
 #include <string>
 #include <utility>
@@ -47,74 +48,51 @@ double signedArea(const Polyline& p) {
     return doubled / 2;
 }
 
-TEST(Outline, NothingLitGivesNoOutline) {
-    EXPECT_TRUE(trace({"...", "..."}).empty());
-    EXPECT_TRUE(trace({"444", "444"}).empty()) << "below half grey";
-}
-
-TEST(Outline, ASquareHasItsFourCornersCounterClockwise) {
-    const Polylines outlines = trace({".....", ".###.", ".###.", ".....", "....."});
-    ASSERT_EQ(outlines.size(), 1U);
-    // from the lower left corner of the image: left column at 100, upper row ends at 400
-    EXPECT_EQ(pointsOf(outlines[0]), (Points{{100, 400}, {100, 200}, {400, 200}, {400, 400}, {100, 400}}));
-    EXPECT_EQ(signedArea(outlines[0]), 300 * 200);
-}
-
-TEST(Outline, ASinglePixelIsASquare) {
-    const Polylines outlines = trace({"...", ".#.", "..."});
-    ASSERT_EQ(outlines.size(), 1U);
-    EXPECT_EQ(pointsOf(outlines[0]), (Points{{100, 200}, {100, 100}, {200, 100}, {200, 200}, {100, 200}}));
-}
-
-TEST(Outline, PixelsNeedNotBeSquare) {
-    const Polylines outlines = traceOutlines(imageOf({"#"}), {40, 70, 0});
-    EXPECT_EQ(pointsOf(outlines.at(0)), (Points{{0, 70}, {0, 0}, {40, 0}, {40, 70}, {0, 70}}));
-}
-
-TEST(Outline, ARingHasAHoleThatRunsClockwise) {
-    const Polylines outlines = trace({"#####", "#...#", "#.#.#", "#...#", "#####"});
-    ASSERT_EQ(outlines.size(), 3U);
-    EXPECT_EQ(signedArea(outlines[0]), 500 * 500);
-    EXPECT_EQ(signedArea(outlines[1]), 100 * 100);
-    EXPECT_EQ(signedArea(outlines[2]), -300 * 300) << "found at its lower side";
-    EXPECT_EQ(areaBetween(outlines), 17 * 100 * 100);
-}
-
-TEST(Outline, OutlinesAtTheBorderAreClosed) {
-    const Polylines outlines = trace({"##", "##"});
-    ASSERT_EQ(outlines.size(), 1U);
-    EXPECT_EQ(pointsOf(outlines[0]), (Points{{0, 200}, {0, 0}, {200, 0}, {200, 200}, {0, 200}}));
-}
-
-TEST(Outline, PixelsThatTouchByACornerAreApart) {
-    for (const auto& rows : {std::vector<std::string>{"#.", ".#"}, {".#", "#."}}) {
+TEST(Outline, HasTheCornersOfWhatIsLit) {
+    // from the lower left corner of the image, counter-clockwise
+    const std::pair<std::vector<std::string>, Points> cases[] = {
+        {{".....", ".###.", ".###.", ".....", "....."}, {{100, 400}, {100, 200}, {400, 200}, {400, 400}, {100, 400}}},
+        {{"...", ".#.", "..."}, {{100, 200}, {100, 100}, {200, 100}, {200, 200}, {100, 200}}},
+        {{"##", "##"}, {{0, 200}, {0, 0}, {200, 0}, {200, 200}, {0, 200}}},
+        // anti-aliased: a plate from 1.7 to 3.4 pixels, over the whole height
+        {{".3#4.", ".3#4.", ".3#4."}, {{170, 300}, {170, 0}, {340, 0}, {340, 300}, {170, 300}}},
+    };
+    for (const auto& [rows, points] : cases) {
         const Polylines outlines = trace(rows);
-        ASSERT_EQ(outlines.size(), 2U);
-        EXPECT_EQ(signedArea(outlines[0]), 100 * 100);
-        EXPECT_EQ(signedArea(outlines[1]), 100 * 100);
+        ASSERT_EQ(outlines.size(), 1U);
+        EXPECT_EQ(pointsOf(outlines[0]), points);
     }
+    // a left column that is beyond half grey
+    EXPECT_EQ(pointsOf(trace({".8#.", ".8#."}).at(0))[0].first, 120);
+    // pixels need not be square
+    EXPECT_EQ(pointsOf(traceOutlines(imageOf({"#"}), {40, 70, 0}).at(0)),
+              (Points{{0, 70}, {0, 0}, {40, 0}, {40, 70}, {0, 70}}));
 }
 
-TEST(Outline, HolesThatTouchByACornerAreJoinedThroughIt) {
-    const Polylines outlines = trace({"####", "#.##", "##.#", "####"});
-    ASSERT_EQ(outlines.size(), 2U);
-    EXPECT_EQ(signedArea(outlines[0]), 16 * 100 * 100);
-    EXPECT_EQ(signedArea(outlines[1]), -2 * 100 * 100);
+TEST(Outline, HolesRunClockwiseAndCornersPart) {
+    // signed areas in pixels
+    const std::pair<std::vector<std::string>, std::vector<double>> cases[] = {
+        {{"...", "..."}, {}},
+        {{"444", "444"}, {}},  // below half grey
+        {{".....", ".###.", ".###.", ".....", "....."}, {6}},
+        {{"#####", "#...#", "#.#.#", "#...#", "#####"}, {25, 1, -9}},  // the hole is found at its lower side
+        {{"#.", ".#"}, {1, 1}},
+        {{".#", "#."}, {1, 1}},
+        {{"####", "#.##", "##.#", "####"}, {16, -2}},  // holes are joined through their corners
+    };
+    for (const auto& [rows, expected] : cases) {
+        const Polylines outlines = trace(rows);
+        std::vector<double> areas;
+        for (const Polyline& outline : outlines) areas.push_back(signedArea(outline) / (100 * 100));
+        EXPECT_EQ(areas, expected);
+        EXPECT_EQ(areaBetween(outlines), 100 * 100 * std::accumulate(areas.begin(), areas.end(), 0.0));
+    }
 }
 
 TEST(Outline, ABrightCornerJoinsPixels) {
     const Polylines outlines = trace({"#4", "4#"});
     ASSERT_EQ(outlines.size(), 1U);
     EXPECT_GT(signedArea(outlines[0]), 2 * 100 * 100);
-}
-
-TEST(Outline, AnAntiAliasedEdgeLiesWhereItWasDrawn) {
-    // a plate from 1.7 to 3.4 pixels, over the whole height
-    const Polylines outlines = trace({".3#4.", ".3#4.", ".3#4."});
-    ASSERT_EQ(outlines.size(), 1U);
-    EXPECT_EQ(pointsOf(outlines[0]), (Points{{170, 300}, {170, 0}, {340, 0}, {340, 300}, {170, 300}}));
-    // and one whose left column is beyond half grey
-    EXPECT_EQ(pointsOf(trace({".8#.", ".8#."}).at(0))[0].first, 120);
 }
 
 TEST(Outline, AnAntiAliasedSlantIsStraight) {

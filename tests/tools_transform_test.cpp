@@ -25,18 +25,14 @@ GreyImage turned(GreyImage image, const Orientation& orientation) {
 }  // namespace
 
 TEST(Transform, TurnsAndMirrorsALiteralImage) {
-    const GreyImage image{3,
-                          2,
-                          {1, 2, 3,  //
-                           4, 5, 6}};
+    const GreyImage image{3, 2, {1, 2, 3, 4, 5, 6}};
     EXPECT_EQ(turned(image, {false, false, 0}).pixels, image.pixels);
     EXPECT_EQ(turned(image, {true, false, 0}).pixels, (Bytes{3, 2, 1, 6, 5, 4}));
     EXPECT_EQ(turned(image, {false, true, 0}).pixels, (Bytes{4, 5, 6, 1, 2, 3}));
     EXPECT_EQ(turned(image, {false, false, 2}).pixels, (Bytes{6, 5, 4, 3, 2, 1}));
     EXPECT_EQ(turned(image, {true, true, 2}).pixels, image.pixels);
     const GreyImage clockwise = turned(image, {false, false, 1});
-    EXPECT_EQ(clockwise.width, 2);
-    EXPECT_EQ(clockwise.height, 3);
+    EXPECT_EQ(std::pair(clockwise.width, clockwise.height), std::pair(2, 3));
     EXPECT_EQ(clockwise.pixels, (Bytes{4, 1, 5, 2, 6, 3}));
     EXPECT_EQ(turned(image, {false, false, 3}).pixels, (Bytes{3, 6, 2, 5, 1, 4}));
     EXPECT_EQ(turned(image, {true, false, 1}).pixels, (Bytes{6, 3, 5, 2, 4, 1}));
@@ -67,29 +63,19 @@ TEST(Transform, AgreesWithOneStepAfterTheOtherAtAnySize) {
     }
 }
 
-TEST(ResizeColour, AveragesTheCoveredArea) {
-    const ColourImage image{3, 1, {0, 0, 0, 255, 90, 60, 30, 255, 255, 255, 255, 255}};
+TEST(ResizeColour, AveragesCentresAndRepeatsBeforeBlack) {
+    const Bytes black = {0, 0, 0, 255, 0, 0, 0, 255};
+    const ColourImage wide{3, 1, {0, 0, 0, 255, 90, 60, 30, 255, 255, 255, 255, 255}};
     // each of the two covers one and a half
-    EXPECT_EQ(resizeColour(image, 2, 1).pixels, (Bytes{30, 20, 10, 255, 200, 190, 180, 255}));
-}
-
-TEST(ResizeColour, CentresWhatDoesNotFillTheFrame) {
+    EXPECT_EQ(resizeColour(wide, 2, 1).pixels, (Bytes{30, 20, 10, 255, 200, 190, 180, 255}));
     const ColourImage image{2, 1, {200, 100, 50, 255, 100, 100, 150, 255}};
     const ColourImage framed = resizeColour(image, 2, 3);
-    EXPECT_EQ(framed.width, 2);
-    EXPECT_EQ(framed.height, 3);
-    const Bytes black = {0, 0, 0, 255, 0, 0, 0, 255};
+    EXPECT_EQ(std::pair(framed.width, framed.height), std::pair(2, 3));
     EXPECT_EQ(framed.pixels, Bytes(black).raw(image.pixels).raw(black));
-}
-
-TEST(ResizeColour, EnlargesByRepeating) {
-    const ColourImage image{1, 1, {9, 8, 7, 255}};
-    EXPECT_EQ(resizeColour(image, 2, 2).pixels, (Bytes{9, 8, 7, 255, 9, 8, 7, 255, 9, 8, 7, 255, 9, 8, 7, 255}));
-}
-
-TEST(ResizeColour, ShowsBlackThroughTransparency) {
-    const ColourImage image{2, 1, {200, 200, 200, 0, 200, 100, 50, 255}};
-    EXPECT_EQ(resizeColour(image, 1, 1).pixels, (Bytes{100, 50, 25, 255}));
+    const ColourImage pixel{1, 1, {9, 8, 7, 255}};
+    EXPECT_EQ(resizeColour(pixel, 2, 2).pixels, (Bytes{9, 8, 7, 255, 9, 8, 7, 255, 9, 8, 7, 255, 9, 8, 7, 255}));
+    const ColourImage transparent{2, 1, {200, 200, 200, 0, 200, 100, 50, 255}};
+    EXPECT_EQ(resizeColour(transparent, 1, 1).pixels, (Bytes{100, 50, 25, 255}));
 }
 
 TEST(RenderLayerPreview, TellsScreenCuredPartAndFrameApart) {

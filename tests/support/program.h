@@ -2,6 +2,11 @@
 
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -53,6 +58,33 @@ inline Outcome runProgram(const std::string& arguments, const std::string& befor
     outcome.output = textOf(".stdout");
     outcome.error = textOf(".stderr");
     return outcome;
+}
+
+/// What `info` tells of a file and its layers.
+inline nlohmann::json infoOf(const std::string& file) {
+    return nlohmann::json::parse(runProgram("info " + file + " --json --layers").output);
+}
+
+/// The sections of a file lie one behind the other and fill it.
+inline void expectSectionsFill(const nlohmann::json& info, const std::string& file) {
+    std::uintmax_t end = 0;
+    for (const auto& section : info["sections"]) {
+        EXPECT_EQ(section["offset"], end) << section;
+        end += section["size"].get<std::uintmax_t>();
+    }
+    EXPECT_EQ(end, std::filesystem::file_size(file));
+}
+
+/// As `verify` tells where it found something.
+inline std::string placeOf(const std::string& file, std::size_t offset) {
+    char text[64];
+    std::snprintf(text, sizeof text, ": offset %zu (0x%zX): ", offset, offset);
+    return file + text;
+}
+
+inline ::testing::AssertionResult contains(const std::string& text, const std::string& part) {
+    if (text.find(part) != std::string::npos) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << '"' << part << "\" is not in \"" << text << '"';
 }
 
 }  // namespace vndlp::test
