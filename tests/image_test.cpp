@@ -77,6 +77,12 @@ TEST(PackedRun, HasItsFieldsInPlace) {
         bits2WhiteData(row.bits.data(), back);
         EXPECT_EQ(tupleOf(back), row.back);
     }
+    std::vector<unsigned char> all;
+    for (const Row& row : rows) all.insert(all.end(), row.bits.begin(), row.bits.end());
+    EXPECT_EQ(countPackedPixels(all), 8191U + 3 + 1 + 2 + 2);
+    // half a run, and one that ends above its first row
+    EXPECT_EQ(countPackedPixels({0x00, 0x0F, 0xFF}), 0U);
+    EXPECT_EQ(countPackedPixels({0xFF, 0xF8, 0x00, 0x00, 0x05, 0xFF}), 0U);
 }
 
 TEST(Image, OwnsItsPixels) {

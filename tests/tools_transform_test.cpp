@@ -85,4 +85,11 @@ TEST(RenderLayerPreview, TellsScreenCuredPartAndFrameApart) {
     const Bytes frame = {0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255};
     const Bytes row = {235, 240, 255, 255, 235, 240, 255, 255, 40, 40, 44, 255, 40, 40, 44, 255};
     EXPECT_EQ(preview.pixels, Bytes(frame).raw(row).raw(row).raw(frame));
+
+    GreyImage padded{40, 20, {}, 3};
+    for (int y = 0; y < 20; ++y) {
+        padded.pixels.insert(padded.pixels.end(), 3, 99);
+        padded.pixels.insert(padded.pixels.end(), layer.row(y), layer.row(y) + 40);
+    }
+    EXPECT_EQ(renderLayerPreview(padded, 4, 4).pixels, preview.pixels);
 }
