@@ -122,8 +122,7 @@ void makeBlack(std::vector<unsigned char>& pixels, std::size_t count) {
     pixels.resize(count);
 }
 
-std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount) {
-    RunReader runs(code, codeSize);
+std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixelCount) {
     Run run{};
     std::size_t position = 0;
     while (position < pixelCount) {
@@ -139,14 +138,9 @@ std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned
     return position;
 }
 
-long long codedPixels(const unsigned char* code, std::size_t codeSize) {
-    RunReader runs(code, codeSize);
-    Run run{};
+long long countPixels(RunReader& runs) {
     long long pixels = 0;
-    while (!runs.atEnd()) {
-        if (!runs.take(run)) return -1;
-        pixels += static_cast<long long>(run.count);
-    }
+    for (Run run{}; runs.take(run);) pixels += static_cast<long long>(run.count);
     return pixels;
 }
 

@@ -43,15 +43,19 @@ class RunReader {
 public:
     RunReader(const unsigned char* code, std::size_t size) : m_next(code), m_end(code + size) {}
 
-    /// \return false at the end of the code, also when it cuts a run off.
+    /// \return false at the end of the code, also when it cuts a run off, which is not taken then.
     bool take(Run& run) {
         if (m_next == m_end) return false;
+        const unsigned char* const first = m_next;
         const unsigned int value = *m_next++;
         run = {value & ~kRunFlag, 1};
-        return (value & kRunFlag) == 0 || takeLength(run.count);
+        if ((value & kRunFlag) == 0 || takeLength(run.count)) return true;
+        m_next = first;
+        return false;
     }
 
-    bool atEnd() const { return m_next == m_end; }
+    /// Bytes that have not been taken.
+    [[nodiscard]] std::size_t left() const { return static_cast<std::size_t>(m_end - m_next); }
 
     /// Takes the next kSingles runs if all are of one pixel, and writes those pixels as `decodeRuns` has them.
     bool takeSingles(unsigned char* pixels) {
@@ -116,9 +120,9 @@ void makeBlack(std::vector<unsigned char>& pixels, std::size_t count);
 /// Decodes a code into pixels that are all 0 before: black runs are passed over. Ends with the code or the pixels,
 /// whichever comes first; a run that the code cuts off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.
 /// \return the number of pixels the code covers, up to `pixelCount`.
-std::size_t decodeRuns(const unsigned char* code, std::size_t codeSize, unsigned char* pixels, std::size_t pixelCount);
+std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixelCount);
 
-/// Adds up the runs of a code without decoding it. \return pixels; -1 when the code ends within a run.
-long long codedPixels(const unsigned char* code, std::size_t codeSize);
+/// Adds up the runs of a code without decoding it.
+long long countPixels(RunReader& runs);
 
 }  // namespace CTB

@@ -4,6 +4,7 @@
 #include "ctb/layer_codec.h"
 #include "ctb/record_io.h"
 #include "ctb/scramble.h"
+#include "ctb/stored_code.h"
 #include "io/report.h"
 
 #include <algorithm>
@@ -14,29 +15,28 @@ namespace CTB {
 
 namespace {
 
-/// Reads a layer's code and unscrambles it. \return false, with an error line, when the file does not hold the whole
-/// code; what is there is returned.
-bool readCode(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key,
-              std::vector<unsigned char>& code) {
+/// Hands a layer's code to `take`, see `readPieces`. \return false, with an error line, when the file does not hold the
+/// whole code; what is there is taken.
+template <class Take>
+bool readCode(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, Take&& take) {
     if (layer.dataSize == 0) return true;
     const std::string what = "the image of layer " + std::to_string(layerIndex);
     if (file == nullptr) {
         vndlp::report("error: %s cannot be read, no file is open\n", what.c_str());
         return false;
     }
-    if (file->seek(layer.dataOffset, 0) >= 0) code = readDeclared(*file, layer.dataSize);
-    if (code.size() < layer.dataSize) reportShort(file->fileName(), what, layer.dataSize, code.size());
-    scramble(key, layerIndex, code.data(), code.size());
-    return code.size() == layer.dataSize;
+    const bool isThere = file->seek(layer.dataOffset, 0) >= 0;
+    const std::size_t held = isThere ? readPieces(*file, layer.dataSize, key, layerIndex, take) : 0;
+    if (held < layer.dataSize) reportShort(file->fileName(), what, layer.dataSize, held);
+    return held == layer.dataSize;
 }
 
 /// Reads and decodes a layer's code into pixels that are all 0. \return as `readCode`.
 bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, unsigned char* pixels,
                 std::size_t size) {
-    std::vector<unsigned char> code;
-    const bool whole = readCode(file, layer, layerIndex, key, code);
-    decodeRuns(code.data(), code.size(), pixels, size);
-    return whole;
+    PixelDecoder decoder(pixels, size);
+    return readCode(file, layer, layerIndex, key,
+                    [&decoder](const unsigned char* code, std::size_t bytes) { return decoder.take(code, bytes); });
 }
 
 }  // namespace
@@ -80,8 +80,16 @@ int LayerDef::decodeCtbImageInto(unsigned char* pixels, std::size_t size, unsign
 }
 
 long long LayerDef::codedPixelCount(unsigned int layerIndex, unsigned int key) {
-    std::vector<unsigned char> code;
-    return readCode(openFileRead(), *this, layerIndex, key, code) ? codedPixels(code.data(), code.size()) : -1;
+    long long pixels = 0;
+    std::size_t left = 0;
+    const bool whole =
+        readCode(openFileRead(), *this, layerIndex, key, [&](const unsigned char* code, std::size_t bytes) {
+            RunReader runs(code, bytes);
+            pixels += countPixels(runs);
+            left = runs.left();
+            return bytes - left;
+        });
+    return whole && left == 0 ? pixels : -1;
 }
 
 void LayerDef::addRep(unsigned int& count, unsigned char& value, std::vector<unsigned char>& out) {

@@ -14,8 +14,6 @@ using vndlp::wrappingDifference;
 using vndlp::wrappingProduct;
 using vndlp::wrappingSum;
 
-constexpr std::size_t kWord = sizeof(std::uint32_t);
-
 /// The word whose bytes in memory are those of `value`, least significant first.
 constexpr std::uint32_t littleEndian(std::uint32_t value) {
     if constexpr (std::endian::native == std::endian::little) return value;
@@ -24,11 +22,13 @@ constexpr std::uint32_t littleEndian(std::uint32_t value) {
 
 }  // namespace
 
-void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size) {
+void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size, std::size_t offset) {
+    constexpr std::size_t kWord = kScrambledWord;
     if (key == 0) return;
     const std::uint32_t step = wrappingDifference(wrappingProduct(key, kKeyFactor), kKeySubtrahend);
     std::uint32_t state = wrappingDifference(wrappingProduct(layerIndex, kLayerFactor), kLayerSubtrahend);
     state = wrappingProduct(state, step);
+    state = wrappingSum(state, wrappingProduct(static_cast<std::uint32_t>(offset / kWord), step));
     const std::size_t words = size / kWord;
     for (std::size_t i = 0; i < words; ++i) {
         std::uint32_t word = 0;

@@ -14,6 +14,11 @@ namespace CTB {
 ///     step  = key * KM - KS
 ///     state = (layerIndex * LM - LS) * step
 ///     for each four bytes: XOR them with state, least significant byte first; state += step
-void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size);
+///
+/// \param offset of `data` in the code, where that comes in pieces: whole words.
+void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size,
+              std::size_t offset = 0);
+
+constexpr std::size_t kScrambledWord = sizeof(std::uint32_t);
 
 }  // namespace CTB

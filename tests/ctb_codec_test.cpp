@@ -197,6 +197,26 @@ TEST_F(LayerCodeTest, IsScrambledLikeThePlainLoopAtEverySizeWhichUndoesItself) {
     EXPECT_EQ(decoded(code, 8, 5, 1, 300), pixels);
 }
 
+TEST_F(LayerCodeTest, IsReadInPiecesWhoseEndsMayCutARun) {
+    constexpr std::size_t piece = 65536;
+    for (std::size_t before = 0; before < 6; ++before) {
+        Bytes pixels;
+        while (pixels.size() < 2 * piece - before) pixels.u8(pixels.size() % 2 == 0 ? 101 : 201);
+        pixels.fill(0x4000, 255).raw({3, 5, 7});  // four bytes of code, and three
+        const auto size = static_cast<unsigned int>(pixels.size());
+        const Bytes code = CTB::LayerDef::encodeCtbImage(pixels.data(), size, 777, 3);
+        ASSERT_EQ(code.size(), 2 * piece - before + 7);
+        pixels.fill(160000 - size, 0);
+        EXPECT_EQ(decoded(code, 400, 400, 3, 777), pixels) << before;
+
+        CTB::LayerDef layer(input(code));
+        layer.dataSize = static_cast<unsigned int>(code.size());
+        EXPECT_EQ(layer.codedPixelCount(3, 777), size);
+        layer.dataSize -= 5;  // within the long run
+        EXPECT_EQ(layer.codedPixelCount(3, 777), -1);
+    }
+}
+
 // previews
 
 Bytes pixelsOf(std::size_t count, const Bytes& pixel) {

@@ -56,7 +56,9 @@ std::vector<unsigned char> LayerDef::encodeImageSubZone(const unsigned char* pix
 }
 
 long long LayerDef::codedPixels(const std::vector<unsigned char>& code) {
-    return CTB::codedPixels(code.data(), code.size());
+    CTB::RunReader runs(code.data(), code.size());
+    const long long pixels = CTB::countPixels(runs);
+    return runs.left() == 0 ? pixels : -1;
 }
 
 std::vector<unsigned char> LayerDef::beadMaskOfCode(const std::vector<unsigned char>& code, unsigned int width,

@@ -2,7 +2,7 @@
 #include "ctb/layer_codec.h"
 #include "ctb/open_file.h"
 #include "ctb/record_io.h"
-#include "ctb/scramble.h"
+#include "ctb/stored_code.h"
 #include "io/report.h"
 #include "v4/record_fields.h"
 #include "vndlp/ctb.h"
@@ -234,10 +234,9 @@ FileRead& VNDLPV4Read::getFileRead() { return m_file; }
 
 int VNDLPV4Read::closeDlpFile() { return m_file.isOpenFile() ? m_file.close() : kDone; }
 
-/// Reads and unscrambles the code behind a layer's extended record. \return false, with an error line, when the file
-/// does not hold all of it.
-bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex,
-                           std::vector<unsigned char>& code) {
+/// Hands the code behind a layer's extended record to `take`, see `CTB::readPieces`. \return false, with an error line,
+/// when the file does not hold all of it.
+bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex, const TakePiece& take) {
     if (header == nullptr || layer == nullptr || !m_file.isOpenFile()) {
         vndlp::report("error: %s cannot be read without an open file, its header and the layer's record\n",
                       layerText(layerIndex).c_str());
@@ -245,12 +244,12 @@ bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, 
     }
     const unsigned int declared = layer->dataSize > kLayerDefExBytes ? layer->dataSize - kLayerDefExBytes : 0;
     if (declared == 0) return true;
+    std::size_t held = 0;
     if (m_file.seek(static_cast<long long>(layer->dataOffset) + kLayerDefExBytes, 0) >= 0) {
-        code = CTB::readDeclared(m_file, declared);
+        held = CTB::readPieces(m_file, declared, header->encryptionKey, static_cast<unsigned int>(layerIndex), take);
     }
-    CTB::scramble(header->encryptionKey, static_cast<unsigned int>(layerIndex), code.data(), code.size());
-    if (code.size() == declared) return true;
-    CTB::reportShort(m_file.fileName(), layerText(layerIndex), declared, code.size());
+    if (held == declared) return true;
+    CTB::reportShort(m_file.fileName(), layerText(layerIndex), declared, held);
     return false;
 }
 
@@ -260,7 +259,8 @@ std::vector<unsigned char> VNDLPV4Read::readLayerImage(const HeaderSettings* hea
         !CTB::countPixels("a layer", header->resolutionX, header->resolutionY, CTB::kMostLayerPixels, count)) {
         return {};
     }
-    std::vector<unsigned char> pixels(count);
+    std::vector<unsigned char> pixels;
+    CTB::makeBlack(pixels, count);
     decodeOver(header, layer, layerIndex, pixels.data(), pixels.size());
     return layer != nullptr ? pixels : std::vector<unsigned char>();
 }
@@ -285,16 +285,21 @@ int VNDLPV4Read::readLayerImage(const HeaderSettings* header, LayerDef* layer, i
 /// Decodes a layer into pixels that are all 0.
 int VNDLPV4Read::decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
                             std::size_t size) {
-    std::vector<unsigned char> code;
-    const bool whole = readCode(header, layer, layerIndex, code);
-    CTB::decodeRuns(code.data(), code.size(), pixels, size);
+    CTB::PixelDecoder decoder(pixels, size);
+    const bool whole = readCode(header, layer, layerIndex, [&decoder](const unsigned char* code, std::size_t bytes) {
+        return decoder.take(code, bytes);
+    });
     return whole ? kDone : kFailed;
 }
 
 int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex,
                                     const RowSink& rows) {
+    // whole, for whoever takes the rows may read from this file meanwhile
     std::vector<unsigned char> code;
-    const bool whole = readCode(header, layer, layerIndex, code);
+    const bool whole = readCode(header, layer, layerIndex, [&code](const unsigned char* piece, std::size_t bytes) {
+        code.insert(code.end(), piece, piece + bytes);
+        return bytes;
+    });
     if (header == nullptr || layer == nullptr || header->resolutionX == 0) return whole ? kDone : kFailed;
     RowFiller filler(header->resolutionX, header->resolutionY, rows);
     CTB::RunReader runs(code.data(), code.size());

@@ -488,8 +488,9 @@ private:
     bool seekTo(long long offset, unsigned int bytes, const std::string& what);
     void noteShort(const std::string& what, unsigned long long declared, unsigned long long held,
                    const char* unit = "bytes");
-    bool readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex,
-                  std::vector<unsigned char>& code);
+    /// Takes a piece of a code, tells how many of its bytes it has used.
+    using TakePiece = std::function<std::size_t(const unsigned char* code, std::size_t size)>;
+    bool readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex, const TakePiece& take);
     int decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
                    std::size_t size);
 
