@@ -1,6 +1,8 @@
 #include "support/allocations.h"
 #include "support/v4.h"
 
+#include <vndlp/checksum.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -150,6 +152,29 @@ TEST(V4Write, AppendsATrailerThatIsVerifiedUnlessTheFirstStringIsNoMagic) {
     EXPECT_EQ(printedBy([&] { EXPECT_EQ(encode(writer, file.path()), Codes(3)); }),
               "getFileVersionInfo failed, ret:-4\nerror: write dlp file checksum, ret:-1\n");
     EXPECT_EQ(file.bytes().size(), bytes.size() - 3 - 4);
+}
+
+TEST(V4Write, SealsAgainWhatIsWrittenOnBehindTheTrailer) {
+    using Step = int (*)(VNDLPV4Write&);
+    // everything once more, records over the trailer, and nothing: the trailer is covered then
+    const std::pair<Step, std::size_t> steps[] = {
+        {[](VNDLPV4Write& w) { return w.encode(""); }, 906 + 906},
+        {[](VNDLPV4Write& w) { return w.writeLayerDefExs() + w.writeTail(); }, 906 + 3 * 44},
+        {[](VNDLPV4Write& w) { return w.writeTail(); }, 906 + 4},
+    };
+    for (const auto& [step, covered] : steps) {
+        const TemporaryFile file;
+        VNDLPV4Write writer;
+        fill(writer);
+        printedBy([&, step = step] {
+            EXPECT_EQ((Codes{writer.openDlpFile(file.path(), false), writer.encode(""), step(writer), writer.close(),
+                             vndlp::CheckSum::instance().checkFileSum(file.path().c_str())}),
+                      Codes(5));
+        });
+        Bytes sealed = slice(file.bytes(), 0, covered);
+        sealWithCrc(sealed);
+        EXPECT_EQ(file.bytes(), sealed);
+    }
 }
 
 TEST(V4Write, WithoutPreviewsTheirOffsetsCountNoImages) {
