@@ -33,12 +33,10 @@ TEST(LineParam, EverySettingReachesItsFieldAndIsZeroWithoutIt) {
                          {"machine_name", "X1"},
                          {"resolutionX", "not a name"},
                          {"versionCode", "5"}};
-    int next = 1;
-    for (const auto& [name, field] : numbers) settings[name] = std::to_string(next++);
+    for (int next = 0; const auto& [name, field] : numbers) settings[name] = std::to_string(++next);
     P p = sampleLineParam();
     p.setVal(settings);
-    next = 1;
-    for (const auto& [name, field] : numbers) EXPECT_EQ(p.*field, next++) << name;
+    for (int next = 0; const auto& [name, field] : numbers) EXPECT_EQ(p.*field, ++next) << name;
     EXPECT_EQ(std::tie(p.thickness, p.enableAliasing, p.machineName), std::make_tuple(0.025F, 1, "X1"));
     p.setVal({});
     for (const auto& [name, field] : numbers) EXPECT_EQ(p.*field, 0) << name;
@@ -82,13 +80,12 @@ TEST(LineParam, TextsAreReadAsTheyAlwaysWere) {
 
 class LineWrapperTest : public FileTest {
 protected:
-    /// Opens the file and gives the writer all four parts of the head, black pictures, but one by its number.
-    void open(VnLineV2WriteWrapper& writer, int leaveOut = -1) {
-        ASSERT_EQ(writer.open(file), 0);
+    /// Gives the writer all four parts of the head but one by its number; black pictures without pixels.
+    static void giveHead(VnLineV2WriteWrapper& writer, int leaveOut = -1, unsigned char* pixels = nullptr) {
         if (leaveOut != 0) writer.setDlpLineV2Param(sampleLineParam());
-        if (leaveOut != 1) writer.setGrayPreview116X116(nullptr);
-        if (leaveOut != 2) writer.setGrayPreview290X290(nullptr, 0);
-        if (leaveOut != 3) writer.setGrayPreview290X290(nullptr, 1);
+        if (leaveOut != 1) writer.setGrayPreview116X116(pixels);
+        if (leaveOut != 2) writer.setGrayPreview290X290(pixels, 0);
+        if (leaveOut != 3) writer.setGrayPreview290X290(pixels, 1);
     }
 
     /// A file of the sample in which one number was replaced.
@@ -107,7 +104,8 @@ TEST_F(LineWrapperTest, WritesTheSampleByteForByteAndAnotherFileAfterClear) {
     VnLineV2WriteWrapper writer;
     std::vector<std::vector<unsigned char>> pixels;
     for (int round = 0; round < 2; ++round) {
-        open(writer);
+        ASSERT_EQ(writer.open(file), 0);
+        giveHead(writer);
         if (round == 1) {
             for (const std::size_t size : {26912U, 168200U, 168200U}) {
                 std::vector<unsigned char>& picture = pixels.emplace_back(size);
@@ -135,13 +133,15 @@ TEST_F(LineWrapperTest, WritesTheSampleByteForByteAndAnotherFileAfterClear) {
 TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     for (int missing = 0; missing < 4; ++missing) {
         VnLineV2WriteWrapper writer;
-        open(writer, missing);
+        ASSERT_EQ(writer.open(file), 0);
+        giveHead(writer, missing);
         EXPECT_FALSE(writer.writeDlpStructure()) << missing;
         writer.close();
         EXPECT_TRUE(readFile(file).empty());
     }
     VnLineV2WriteWrapper oneLayer;
-    open(oneLayer);
+    ASSERT_EQ(oneLayer.open(file), 0);
+    giveHead(oneLayer);
     ASSERT_TRUE(oneLayer.writeDlpStructure());
     oneLayer.setLayerPath(0, samplePaths(), kSampleAreas[0]);
     EXPECT_EQ(oneLayer.writeTail(), -7);
@@ -152,9 +152,7 @@ TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     EXPECT_EQ(closed.open(nowhere), -1);
     EXPECT_EQ(printed.take(), "error: " + nowhere + " can't open\n");
     std::vector<unsigned char> pixels(168200);
-    closed.setDlpLineV2Param(sampleLineParam());
-    closed.setGrayPreview116X116(pixels.data());
-    for (const int which : {0, 1}) closed.setGrayPreview290X290(pixels.data(), which);
+    giveHead(closed, -1, pixels.data());
     EXPECT_FALSE(closed.writeDlpStructure());
     closed.setLayerPath(0, samplePaths(), 1000);
     EXPECT_LT(closed.writeTail(), 0);
@@ -214,26 +212,24 @@ TEST_F(LineWrapperTest, EveryRecordComesBack) {
     Head head;
     ASSERT_EQ(head.read(reader, file, true, true), 0);
     const DlpV2LineHeader& header = head.header;
+    EXPECT_EQ(std::tuple(header.machine_type, header.backUse.getMachineHeight(), head.parameters.thickness),
+              std::tuple("M1", 175.5F, "0.050000"));
     EXPECT_EQ((Codes{header.versionCode, header.resolution_x, header.resolution_y, header.backUse.getBlurPixel(),
-                     header.backUse.flags}),
-              (Codes{2, 1440, 2560, 2, 0x101}));
-    EXPECT_EQ(std::tuple(header.machine_type, header.backUse.getMachineHeight()), std::tuple("M1", 175.5F));
-    EXPECT_TRUE(header.largePreview.haveDatas());
+                     header.backUse.flags, header.largePreview.haveDatas(), head.parameters.brightnessPVM,
+                     head.imageParam.zThrough, head.imageParam.maxGray}),
+              (Codes{2, 1440, 2560, 2, 0x101, true, 200, -1, 255}));
     EXPECT_EQ(head.areas, (std::vector<unsigned int>{3000, 0}));
-    EXPECT_EQ(head.parameters.thickness, "0.050000");
-    EXPECT_EQ((Codes{head.parameters.brightnessPVM, head.imageParam.zThrough, head.imageParam.maxGray}),
-              (Codes{200, -1, 255}));
     Paths paths = {{Vec3i(9, 9, 9)}};
     unsigned int area = 0;
-    ASSERT_EQ(reader.readLayerPath(paths, area), 2);
-    EXPECT_EQ(area, 3000U);
-    ASSERT_EQ((Codes{std::ssize(paths), std::ssize(paths[0]), std::ssize(paths[1])}), (Codes{2, 4, 2}));
+    ASSERT_EQ((Codes{reader.readLayerPath(paths, area), area, std::ssize(paths)}), (Codes{2, 3000, 2}));
+    ASSERT_EQ((Codes{std::ssize(paths[0]), std::ssize(paths[1])}), (Codes{4, 2}));
     const Vec3i& point = paths[0][2];
     EXPECT_EQ((Codes{point.x, point.y, point.z, paths[1][1].y}), (Codes{11000, 23000, 23000, -2147483647}))
         << "z equals y";
     EXPECT_EQ(reader.readLayerPath(paths, area), 0);
     EXPECT_TRUE(paths.empty());
     reader.close();
+    EXPECT_EQ(reader.readLayerPath(paths, area), -1);
 }
 
 TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
@@ -242,7 +238,6 @@ TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     s.bytes.u32(8).u32(0).tag();
     addLineTail(s);
     writeFile(file, s.bytes);
-
     VnLineV2ReadWrapper reader;
     Head head;
     ASSERT_EQ(head.read(reader, file, true, false), 0);
@@ -251,50 +246,42 @@ TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     mesh.vertices.emplace_back(1.0F, 2.0F, 3.0F);
     unsigned int area = 0;
     // the flag asks for z, and is not heard
-    ASSERT_EQ(reader.readLayerMesh(mesh, &area, true), 2);
-    EXPECT_EQ(area, 7U);
-    ASSERT_EQ(mesh.vertices.size(), 3U);
-    const std::vector<float> coordinates = {mesh.vertices[0][2], mesh.vertices[1][0], mesh.vertices[1][1],
-                                            mesh.vertices[1][2], mesh.vertices[2][1]};
-    EXPECT_EQ(coordinates, (std::vector{3.0F, 1.5F, -2.0F, 0.0F, 1e6F}));
+    ASSERT_EQ((Codes{reader.readLayerMesh(mesh, &area, true), area, std::ssize(mesh.vertices)}), (Codes{2, 7, 3}));
+    const auto& v = mesh.vertices;
+    EXPECT_EQ((std::vector{v[0][2], v[1][0], v[1][1], v[1][2], v[2][1]}), (std::vector{3.0F, 1.5F, -2.0F, 0.0F, 1e6F}));
     EXPECT_EQ(reader.readLayerMesh(mesh, &area, false), 0);
 }
 
 TEST_F(LineWrapperTest, ReadingWithoutAFileTellsItsMessages) {
     VnLineV2ReadWrapper reader;
-    DlpV2LineHeader header;
-    EXPECT_EQ(reader.readHeader(header, false), -1);
-    EXPECT_EQ(printed.take(), "error: file not open\nerror: read tag error\n");
-    DlpParameters parameters;
-    std::vector<unsigned int> areas;
-    EXPECT_EQ(reader.readDlpParam(parameters, areas), -1);
-    EXPECT_EQ(printed.take(), "error: readDlpParam error:-1\n");
+    Head head;
     DlpSliceBasicParameters settings;
-    EXPECT_EQ(reader.readDlpSliceBasicParam(settings), -1);
-    EXPECT_EQ(printed.take(), "error: readDlpSliceBasicParam error:-1\n");
-    DlpImageParam imageParam;
     trimesh::TriMesh mesh;
     Paths paths;
     unsigned int area = 0;
-    EXPECT_EQ((Codes{reader.readDlpImageParam(imageParam), reader.readLayerMesh(mesh, nullptr, false),
-                     reader.readLayerPath(paths, area)}),
-              Codes(3, -1));
+    EXPECT_EQ((Codes{reader.readHeader(head.header, false), reader.readDlpParam(head.parameters, head.areas),
+                     reader.readDlpSliceBasicParam(settings), reader.readDlpImageParam(head.imageParam),
+                     reader.readLayerMesh(mesh, nullptr, false), reader.readLayerPath(paths, area)}),
+              Codes(6, -1));
     const std::string shared = "error: no dlp file open\nerror: readDlpImageParam error\n";
-    EXPECT_EQ(printed.take(), shared + shared + shared);
+    EXPECT_EQ(printed.take(),
+              "error: file not open\nerror: read tag error\nerror: readDlpParam error:-1\n"
+              "error: readDlpSliceBasicParam error:-1\n" +
+                  shared + shared + shared);
     EXPECT_EQ(reader.open(path("missing"), false), -3);
 }
 
 TEST_F(LineWrapperTest, BadRecordsTellTheirMessages) {
     writeFile(file, lineSample().bytes);
     VnLineV2ReadWrapper reader;
-    DlpV2LineHeader header;
-    DlpParameters parameters;
-    std::vector<unsigned int> areas(1);
-    ASSERT_EQ((Codes{reader.open(file, false), reader.readHeader(header, false)}), Codes(2));
-    EXPECT_EQ(reader.readDlpParam(parameters, areas), -1) << "the table has two areas";
+    Head head;
+    head.areas.resize(1);  // the table has two
+    EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(head.header, false),
+                     reader.readDlpParam(head.parameters, head.areas)}),
+              (Codes{0, 0, -1}));
     EXPECT_EQ(printed.take(), "error: split tag error\nerror: readDlpParam error:-2\n");
     spoil(22, 0xFFFF0000);  // layer count
-    EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(header, false)}), (Codes{0, -3}));
+    EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(head.header, false)}), (Codes{0, -3}));
     EXPECT_EQ(printed.take(), "error: layerCount error: 65535\nerror: readHeader error\n");
     EXPECT_EQ(reader.open(file, true), -1) << "the trailer tells of the damage";
 }
@@ -318,8 +305,7 @@ TEST_F(LineWrapperTest, NoCutFilePasses) {
 TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {
     const LineSample s = lineSample();
     const std::size_t polylines = s.layers + 4;
-    const std::size_t points = s.layers + 8;
-    for (const std::size_t at : {polylines, points}) {
+    for (const std::size_t at : {polylines, s.layers + 8}) {  // and the first one's points
         // among them counts that times eight, or times twelve, overflow 32 bits
         for (const unsigned count :
              {3U, 200U, 0x20000000U, 0x20000001U, 0x15555556U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
@@ -354,12 +340,12 @@ TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {
     unsigned int area = 0;
     unsigned int polylines = 0;
     unsigned long long points = 0;
-    EXPECT_EQ(
-        (Codes{reader.openDlpFile(file, false), reader.seek(layers), reader.skipLayerPath(area, polylines, points)}),
-        Codes(3));
-    EXPECT_EQ(std::tie(area, polylines, points), std::make_tuple(3000U, 2U, 6ULL));
-    EXPECT_EQ(reader.skipLayerMesh(area, polylines), 0) << "an empty layer is both";
-    EXPECT_EQ(reader.currentPosition(), static_cast<long long>(s.tail));
+    EXPECT_EQ((Codes{reader.openDlpFile(file, false), reader.seek(layers),
+                     reader.skipLayerPath(area, polylines, points), area, polylines, static_cast<long long>(points)}),
+              (Codes{0, 0, 0, 3000, 2, 6}));
+    // an empty layer is both
+    EXPECT_EQ((Codes{reader.skipLayerMesh(area, polylines), reader.currentPosition()}),
+              (Codes{0, static_cast<long long>(s.tail)}));
     EXPECT_EQ((Codes{reader.seek(layers), reader.skipLayerMesh(area, polylines)}), (Codes{0, -2}));
     EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -1) << "the failure closed the file";
 }

@@ -1,6 +1,8 @@
 #include "support/allocations.h"
 #include "support/v4.h"
 
+#include <vndlp/checksum.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -152,6 +154,29 @@ TEST(V4Write, AppendsATrailerThatIsVerifiedUnlessTheFirstStringIsNoMagic) {
     EXPECT_EQ(file.bytes().size(), bytes.size() - 3 - 4);
 }
 
+TEST(V4Write, SealsAgainWhatIsWrittenOnBehindTheTrailer) {
+    using Step = int (*)(VNDLPV4Write&);
+    // everything once more, records over the trailer, and nothing: the trailer is covered then
+    const std::pair<Step, std::size_t> steps[] = {
+        {[](VNDLPV4Write& w) { return w.encode(""); }, 906 + 906},
+        {[](VNDLPV4Write& w) { return w.writeLayerDefExs() + w.writeTail(); }, 906 + 3 * 44},
+        {[](VNDLPV4Write& w) { return w.writeTail(); }, 906 + 4},
+    };
+    for (const auto& [step, covered] : steps) {
+        const TemporaryFile file;
+        VNDLPV4Write writer;
+        fill(writer);
+        printedBy([&, step = step] {
+            EXPECT_EQ((Codes{writer.openDlpFile(file.path(), false), writer.encode(""), step(writer), writer.close(),
+                             vndlp::CheckSum::instance().checkFileSum(file.path().c_str())}),
+                      Codes(5));
+        });
+        Bytes sealed = slice(file.bytes(), 0, covered);
+        sealWithCrc(sealed);
+        EXPECT_EQ(file.bytes(), sealed);
+    }
+}
+
 TEST(V4Write, WithoutPreviewsTheirOffsetsCountNoImages) {
     const TemporaryFile file;
     VNDLPV4Write bare;
@@ -251,19 +276,17 @@ TEST(V4Read, ReturnsEveryRecordOfAWrittenFile) {
     ReadFile file(writtenFile(true));
     EXPECT_EQ(file.printed, "");
     VNDLPV4Read& reader = file.reader;
-    EXPECT_TRUE(reader.isWhole());
-    EXPECT_EQ(reader.headerSettings()->headerText2, "M1");
-    ASSERT_EQ((Codes{std::ssize(reader.preViews()), std::ssize(reader.layerDef()), std::ssize(reader.layerDefEx())}),
-              (Codes{2, 3, 3}));
-    EXPECT_EQ(reader.preViews()[1]->imageData, Bytes(40, 40));
-    EXPECT_EQ(reader.printParameters()->endPosition, 386u);
-    EXPECT_EQ(reader.slicerInfo()->word48, 0x77u);
+    ASSERT_EQ((Codes{reader.isWhole(), std::ssize(reader.preViews()), std::ssize(reader.layerDef()),
+                     std::ssize(reader.layerDefEx())}),
+              (Codes{true, 2, 3, 3}));
     const LayerDef& layer = *reader.layerDef()[2];
-    EXPECT_EQ(layer.positionZ, 3.0F);
-    EXPECT_EQ(layer.beadMask(), Bytes(68, 2));
-    EXPECT_EQ(layer.tableSize, 44u);
-    EXPECT_EQ(reader.layerDefEx()[2]->lightPwm, 2.0F);
-    EXPECT_EQ(reader.layerDefEx()[2]->beginPosition, layer.dataOffset);
+    const LayerDefEx& extended = *reader.layerDefEx()[2];
+    EXPECT_EQ(reader.headerSettings()->headerText2, "M1");
+    EXPECT_EQ((Codes{reader.printParameters()->endPosition, reader.slicerInfo()->word48, layer.tableSize}),
+              (Codes{386, 0x77, 44}));
+    EXPECT_EQ((std::vector{layer.positionZ, extended.lightPwm}), (std::vector{3.0F, 2.0F}));
+    EXPECT_EQ(extended.beginPosition, layer.dataOffset);
+    EXPECT_EQ(Bytes().raw(reader.preViews()[1]->imageData).raw(layer.beadMask()), Bytes(40, 40).fill(68, 2));
     EXPECT_EQ((Codes{reader.closeDlpFile(), reader.closeDlpFile()}), Codes(2));
     EXPECT_EQ(reader.layerDef().size(), 3u) << "the records stay";
 }
@@ -278,13 +301,13 @@ TEST(V4Read, DecodesImagesInEveryForm) {
             const Bytes expected = layerPixels(static_cast<unsigned>(i));
             EXPECT_EQ(file.image(i), expected);
             EXPECT_EQ(reader.readLayerImage_16k(header, layer, i), expected);
-            Bytes buffer(120, 9);
-            EXPECT_EQ(reader.readLayerImage(header, layer, i, buffer.data(), 120), 0);
+            Bytes buffer(120, 9), larger(125, 9);
+            EXPECT_EQ((Codes{reader.readLayerImage(header, layer, i, buffer.data(), 120),
+                             reader.readLayerImage_16k(header, layer, i, larger.data(), 125),
+                             reader.readLayerImage(layer, i)}),
+                      Codes(3));
             EXPECT_EQ(buffer, expected);
-            Bytes larger(125, 9);
-            EXPECT_EQ(reader.readLayerImage_16k(header, layer, i, larger.data(), 125), 0);
             EXPECT_EQ(larger, Bytes().raw(expected).fill(5, 0));
-            EXPECT_EQ(reader.readLayerImage(layer, i), 0);
             EXPECT_EQ(layer->data, expected);
         }
     }
