@@ -1,5 +1,5 @@
 // How time and memory grow with a job: layer after layer through the front end, and large jobs to convert.
-//   growth curve FOLDER                       prints format, layers, milliseconds a layer, resident megabytes
+//   growth curve FILE                         prints format, layers, milliseconds a layer, resident megabytes
 //   growth job FOLDER WIDTH HEIGHT LAYERS     makes a job of PNGs
 
 #include "bench/png.h"
@@ -102,19 +102,12 @@ int run(const std::vector<std::string>& arguments) {
         return 0;
     }
     if (arguments.size() != 2 || arguments[0] != "curve") {
-        std::fputs("usage: growth curve FOLDER | growth job FOLDER WIDTH HEIGHT LAYERS\n", stderr);
+        std::fputs("usage: growth curve FILE | growth job FOLDER WIDTH HEIGHT LAYERS\n", stderr);
         return 2;
     }
-    const bench::Layer layer = bench::sparseLayer(kWidth, kHeight);
-    for (const char* ending : {".vndlp", ".ctb", ".vndlpv4"}) {
-        const fs::path path = fs::path(arguments[1]) / (std::string("growth") + ending);
-        if (!printCurve(path.string(), layer)) {
-            std::fprintf(stderr, "%s: cannot be written\n", path.c_str());
-            return 1;
-        }
-        fs::remove(path);
-    }
-    return 0;
+    if (printCurve(arguments[1], bench::sparseLayer(kWidth, kHeight))) return 0;
+    std::fprintf(stderr, "%s: cannot be written\n", arguments[1].c_str());
+    return 1;
 }
 
 }  // namespace

@@ -117,11 +117,12 @@ HWY_INLINE void turnTile(const unsigned char* rows, std::ptrdiff_t stride, unsig
     // each round moves the highest bit of a pixel's row to the lowest place: after four, rows are columns
     for (int round = 0; round < 4; ++round) {
         hn::Vec<decltype(tag)> mixed[kTile];
-        for (int i = 0; i < kTile / 2; ++i) {
-            mixed[2 * i] = hn::InterleaveLower(tag, lines[i], lines[i + kTile / 2]);
-            mixed[2 * i + 1] = hn::InterleaveUpper(tag, lines[i], lines[i + kTile / 2]);
+        constexpr std::size_t half = kTile / 2;
+        for (std::size_t i = 0; i < half; ++i) {
+            mixed[2 * i] = hn::InterleaveLower(tag, lines[i], lines[i + half]);
+            mixed[2 * i + 1] = hn::InterleaveUpper(tag, lines[i], lines[i + half]);
         }
-        for (int i = 0; i < kTile; ++i) lines[i] = mixed[i];
+        std::copy(mixed, mixed + kTile, lines);
     }
     for (int c = 0; c < kTile; ++c) hn::StoreU(lines[c], tag, columns + c * columnStride);
 }
