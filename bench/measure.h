@@ -30,9 +30,8 @@ private:
 
 /// Registers "operation/layer". A row is timed over and over; its speed is told in bytes of image per second.
 /// \param run  returns the bytes it made.
-/// \param once times the first call, of work that takes seconds; else an untimed call comes first and fetches the
-/// memory
-///             that is used again and again.
+/// \param once times the first call, of work that takes seconds. Else an untimed call comes first, which fetches the
+///             memory that is used again and again.
 inline void add(const std::string& operation, const std::string& layer, std::size_t imageBytes,
                 std::function<std::size_t()> run, bool once = false) {
     auto* row = benchmark::RegisterBenchmark(

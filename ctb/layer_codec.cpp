@@ -138,7 +138,7 @@ std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixel
     return position;
 }
 
-long long countPixels(RunReader& runs) {
+long long codedPixels(RunReader& runs) {
     long long pixels = 0;
     for (Run run{}; runs.take(run);) pixels += static_cast<long long>(run.count);
     return pixels;

@@ -123,6 +123,6 @@ void makeBlack(std::vector<unsigned char>& pixels, std::size_t count);
 std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixelCount);
 
 /// Adds up the runs of a code without decoding it.
-long long countPixels(RunReader& runs);
+long long codedPixels(RunReader& runs);
 
 }  // namespace CTB

@@ -85,7 +85,7 @@ long long LayerDef::codedPixelCount(unsigned int layerIndex, unsigned int key) {
     const bool whole =
         readCode(openFileRead(), *this, layerIndex, key, [&](const unsigned char* code, std::size_t bytes) {
             RunReader runs(code, bytes);
-            pixels += countPixels(runs);
+            pixels += codedPixels(runs);
             left = runs.left();
             return bytes - left;
         });

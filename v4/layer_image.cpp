@@ -57,7 +57,7 @@ std::vector<unsigned char> LayerDef::encodeImageSubZone(const unsigned char* pix
 
 long long LayerDef::codedPixels(const std::vector<unsigned char>& code) {
     CTB::RunReader runs(code.data(), code.size());
-    const long long pixels = CTB::countPixels(runs);
+    const long long pixels = CTB::codedPixels(runs);
     return runs.left() == 0 ? pixels : -1;
 }
 
