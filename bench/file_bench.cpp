@@ -4,8 +4,8 @@
 #include "bench/measure.h"
 #include "bench/plain.h"
 #include "bench/png.h"
-#include "tools/commands.h"
-#include "tools/pipeline.h"
+#include "tools/base/pipeline.h"
+#include "tools/commands/commands.h"
 
 #include <vndlp/checksum.h>
 #include <vndlp/writer.h>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "bench/layers.h"
-#include "tools/job.h"
+#include "tools/jobs/job.h"
 
 #include <spng.h>
 

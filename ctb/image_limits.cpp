@@ -1,6 +1,6 @@
 #include "ctb/image_limits.h"
 
-#include "vndlp/ctb.h"
+#include <vndlp/ctb.h>
 
 #include "io/report.h"
 

@@ -1,4 +1,4 @@
-#include "vndlp/ctb.h"
+#include <vndlp/ctb.h>
 
 #include "ctb/image_limits.h"
 #include "ctb/layer_codec.h"

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "vndlp/checksum.h"
+#include <vndlp/checksum.h>
 
 #include "io/report.h"
 

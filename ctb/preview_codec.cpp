@@ -1,6 +1,6 @@
 #include "ctb/preview_codec.h"
 
-#include "vndlp/ctb.h"
+#include <vndlp/ctb.h>
 
 #include "ctb/image_limits.h"
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "vndlp/streams.h"
+#include <vndlp/streams.h>
 
 #include <cstddef>
 #include <string>

@@ -3,9 +3,9 @@
 
 #pragma once
 
+#include <vndlp/streams.h>
 #include "ctb/layer_codec.h"
 #include "ctb/scramble.h"
-#include "vndlp/streams.h"
 
 #include <algorithm>
 #include <cstddef>

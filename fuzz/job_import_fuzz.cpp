@@ -2,8 +2,8 @@
 
 #include "fuzz/harness.h"
 #include "tests/support/memory_file.h"
-#include "tools/failure.h"
-#include "tools/job.h"
+#include "tools/base/failure.h"
+#include "tools/jobs/job.h"
 
 #include <algorithm>
 

@@ -12,7 +12,7 @@
 #include <utility>
 
 #if defined(VNDLP_FUZZ_TOOLS)
-#include "tools/png.h"
+#include "tools/images/png.h"
 
 #include <zip.h>
 #endif

@@ -1,8 +1,8 @@
 // PNG pictures: any bytes, the same with the CRCs of their chunks made right, and what is encoded comes back.
 
 #include "fuzz/harness.h"
-#include "tools/failure.h"
-#include "tools/png.h"
+#include "tools/base/failure.h"
+#include "tools/images/png.h"
 
 namespace vndlp::fuzz {
 

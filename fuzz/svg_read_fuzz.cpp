@@ -1,8 +1,8 @@
 // SVG drawings as layers.
 
 #include "fuzz/harness.h"
-#include "tools/failure.h"
-#include "tools/svg.h"
+#include "tools/base/failure.h"
+#include "tools/drawings/svg.h"
 
 namespace vndlp::fuzz {
 

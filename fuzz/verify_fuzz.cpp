@@ -4,8 +4,8 @@
 #include "fuzz/harness.h"
 #include "fuzz/pictures.h"
 #include "tests/support/memory_file.h"
-#include "tools/failure.h"
-#include "tools/slice_file.h"
+#include "tools/base/failure.h"
+#include "tools/formats/slice_file.h"
 
 #include <vndlp/checksum.h>
 

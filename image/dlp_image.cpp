@@ -1,4 +1,4 @@
-#include "vndlp/image.h"
+#include <vndlp/image.h>
 
 #include <climits>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "vndlp/image.h"
+#include <vndlp/image.h>
 
 #include "image/run_builder.h"
 #include "io/byte_order.h"

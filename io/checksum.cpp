@@ -1,4 +1,4 @@
-#include "vndlp/checksum.h"
+#include <vndlp/checksum.h>
 
 #include "io/byte_order.h"
 #include "io/format_table.h"

@@ -1,7 +1,7 @@
 #include "io/running_sum.h"
 
+#include <vndlp/checksum.h>
 #include "io/xor_sum.h"
-#include "vndlp/checksum.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "vndlp/streams.h"
+#include <vndlp/streams.h>
 
 #include "io/platform.h"
 #include "io/running_sum.h"

@@ -1,6 +1,6 @@
+#include <vndlp/print_time.h>
 #include "io/report.h"
 #include "printtime/truncate.h"
-#include "vndlp/print_time.h"
 
 #include <algorithm>
 #include <climits>

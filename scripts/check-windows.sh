@@ -24,7 +24,7 @@ mkdir -p "$headers"
 for header in spng.h zip.h zipconf.h pugixml.hpp pugiconfig.hpp libdeflate.h CLI nlohmann; do
   [ -e "/usr/include/$header" ] && ln -sfn "/usr/include/$header" "$headers/$header"
 done
-for source in tools/*.cpp; do
+for source in tools/*/*.cpp; do
   x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-restrict \
     -Werror -I. -Iinclude -isystem "$headers" "$source"
 done

@@ -8,7 +8,7 @@
 #include "support/files.h"
 #include "support/memory_file.h"
 #include "support/png.h"
-#include "tools/slice_file.h"
+#include "tools/formats/slice_file.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 #include "support/faults.h"
 #include "support/files.h"
 #include "support/program.h"
-#include "tools/slice_file.h"
+#include "tools/formats/slice_file.h"
 
 #include <vndlp/v4.h>
 

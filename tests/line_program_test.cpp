@@ -3,7 +3,7 @@
 #include "support/files.h"
 #include "support/line_sample.h"
 #include "support/program.h"
-#include "tools/png.h"
+#include "tools/images/png.h"
 
 #include <vndlp/vndlp.h>
 

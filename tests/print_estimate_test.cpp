@@ -1,4 +1,4 @@
-#include "tools/print_estimate.h"
+#include "tools/commands/print_estimate.h"
 
 #include <vndlp/print_time.h>
 

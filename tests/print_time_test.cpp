@@ -1,4 +1,4 @@
-#include "vndlp/print_time.h"
+#include <vndlp/print_time.h>
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "support/program.h"
 #include "support/files.h"
-#include "tools/png.h"
+#include "tools/images/png.h"
 
 #include <vndlp/vndlp.h>
 

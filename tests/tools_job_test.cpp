@@ -1,8 +1,8 @@
-#include "tools/job.h"
+#include "tools/jobs/job.h"
 
 #include "support/files.h"
 #include "support/png.h"
-#include "tools/archive.h"
+#include "tools/jobs/archive.h"
 
 #include <gtest/gtest.h>
 #include <zip.h>

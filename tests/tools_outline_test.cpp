@@ -1,6 +1,6 @@
 // Tracing grey layers: contours worked out by hand, and what must hold for every image.
 
-#include "tools/outline.h"
+#include "tools/drawings/outline.h"
 
 #include <gtest/gtest.h>
 

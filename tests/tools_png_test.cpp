@@ -1,7 +1,7 @@
-#include "tools/png.h"
+#include "tools/images/png.h"
 
 #include "support/png.h"
-#include "tools/archive.h"
+#include "tools/jobs/archive.h"
 
 #include <gtest/gtest.h>
 #include <spng.h>

@@ -1,7 +1,7 @@
 // Drawings: what is written, what is read, what is refused.
 
 #include "support/png.h"
-#include "tools/svg.h"
+#include "tools/drawings/svg.h"
 
 #include <gtest/gtest.h>
 

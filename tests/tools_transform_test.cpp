@@ -1,4 +1,4 @@
-#include "tools/transform.h"
+#include "tools/images/transform.h"
 
 #include "support/bytes.h"
 

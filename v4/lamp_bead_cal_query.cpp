@@ -1,4 +1,4 @@
-#include "vndlp/calibration.h"
+#include <vndlp/calibration.h>
 
 #include "v4/cell_index.h"
 #include "v4/geometry_math.h"

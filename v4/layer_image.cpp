@@ -1,4 +1,4 @@
-#include "vndlp/v4.h"
+#include <vndlp/v4.h>
 
 #include "ctb/scramble.h"
 #include "v4/layer_runs.h"

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "vndlp/calibration.h"
+#include <vndlp/calibration.h>
 
 #include "ctb/layer_codec.h"
 

@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "vndlp/v4.h"
+#include <vndlp/v4.h>
 
 namespace VNDLPV4 {
 

@@ -1,8 +1,8 @@
+#include <vndlp/ctb.h>
 #include "ctb/image_limits.h"
 #include "ctb/preview_codec.h"
 #include "ctb/record_io.h"
 #include "v4/record_fields.h"
-#include "vndlp/ctb.h"
 
 #include <bit>
 #include <cstdint>

@@ -1,3 +1,4 @@
+#include <vndlp/ctb.h>
 #include "ctb/image_limits.h"
 #include "ctb/layer_codec.h"
 #include "ctb/open_file.h"
@@ -5,7 +6,6 @@
 #include "ctb/stored_code.h"
 #include "io/report.h"
 #include "v4/record_fields.h"
-#include "vndlp/ctb.h"
 
 #include <algorithm>
 #include <cstring>

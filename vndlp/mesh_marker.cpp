@@ -1,3 +1,3 @@
-#include "vndlp/mesh.h"
+#include <vndlp/mesh.h>
 
 extern "C" const int VNDLP_MESH_MARKER = 1;

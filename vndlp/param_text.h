@@ -2,8 +2,8 @@
 
 #pragma once
 
+#include <vndlp/container.h>
 #include "io/decimal.h"
-#include "vndlp/container.h"
 
 #include <string>
 

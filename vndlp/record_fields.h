@@ -4,8 +4,8 @@
 
 #pragma once
 
+#include <vndlp/container.h>
 #include "io/report.h"
-#include "vndlp/container.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
+#include <vndlp/container.h>
 #include "io/decimal.h"
 #include "io/format_table.h"
 #include "io/report.h"
-#include "vndlp/container.h"
 #include "vndlp/record_fields.h"
 
 #include <cmath>

@@ -1,7 +1,7 @@
+#include <vndlp/wrappers.h>
 #include "io/format_table.h"
 #include "io/report.h"
 #include "vndlp/param_text.h"
-#include "vndlp/wrappers.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,8 +1,8 @@
+#include <vndlp/checksum.h>
+#include <vndlp/container.h>
 #include "io/byte_order.h"
 #include "io/format_table.h"
 #include "io/report.h"
-#include "vndlp/checksum.h"
-#include "vndlp/container.h"
 #include "vndlp/record_fields.h"
 
 #include <algorithm>

@@ -2,9 +2,9 @@
 
 #pragma once
 
+#include <vndlp/writer.h>
 #include "io/platform.h"
 #include "io/report.h"
-#include "vndlp/writer.h"
 
 #include <atomic>
 #include <cstddef>

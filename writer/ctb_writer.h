@@ -2,7 +2,7 @@
 
 #pragma once
 
-#include "vndlp/ctb.h"
+#include <vndlp/ctb.h>
 #include "writer/common.h"
 
 #include <utility>

@@ -1,4 +1,4 @@
-#include "vndlp/writer.h"
+#include <vndlp/writer.h>
 
 #include "writer/ctb_writer.h"
 #include "writer/line_writer.h"

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "support/bytes.h"
-#include "tools/failure.h"
+#include "tools/base/failure.h"
 
 #include <initializer_list>
 
