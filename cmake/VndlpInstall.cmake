@@ -21,7 +21,7 @@ install(DIRECTORY include/vndlp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONEN
 # What the package needs of others. A shared library's private dependencies are its own affair.
 set(vndlp_static_libraries "")
 set(vndlp_static_modules "")
-if(NOT BUILD_SHARED_LIBS)
+if(VNDLP_IS_STATIC)
   get_property(vndlp_static_libraries GLOBAL PROPERTY VNDLP_PRIVATE_LIBRARIES)
   get_property(vndlp_static_modules GLOBAL PROPERTY VNDLP_PRIVATE_MODULES)
 endif()
@@ -40,8 +40,8 @@ get_filename_component(vndlp_trimesh2_library_dir "${VNDLP_TRIMESH2_LIBRARY}" DI
 install(EXPORT vndlp-targets NAMESPACE vndlp:: DESTINATION ${package_dir} COMPONENT dev)
 configure_package_config_file(cmake/vndlp-config.cmake.in ${PROJECT_BINARY_DIR}/vndlp-config.cmake
   INSTALL_DESTINATION ${package_dir})
-# before 1.0 every minor version may change the interface
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/vndlp-config-version.cmake COMPATIBILITY SameMinorVersion)
+math(EXPR vndlp_pointer_bits "8 * ${CMAKE_SIZEOF_VOID_P}")
+configure_file(cmake/vndlp-config-version.cmake.in ${PROJECT_BINARY_DIR}/vndlp-config-version.cmake @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vndlp-config.cmake ${PROJECT_BINARY_DIR}/vndlp-config-version.cmake
   DESTINATION ${package_dir} COMPONENT dev)
 
@@ -71,7 +71,7 @@ set(pc_variables "")
 set(pc_cflags "-I\${includedir}")
 set(pc_libs "-L\${libdir} -lvndlp")
 set(pc_private "")
-if(NOT BUILD_SHARED_LIBS)
+if(VNDLP_IS_STATIC)
   string(APPEND pc_cflags " -DVNDLP_STATIC")
   if(vndlp_static_modules)
     string(APPEND pc_private "Requires.private: ${vndlp_static_modules}\n")

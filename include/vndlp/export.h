@@ -6,6 +6,10 @@
 #ifndef VNDLP_EXPORT_H
 #define VNDLP_EXPORT_H
 
+#if defined(__cplusplus) && __cplusplus < 201703L && !(defined(_MSVC_LANG) && _MSVC_LANG >= 201703L)
+#error "The headers of vndlp need C++17 or newer: set CXX_STANDARD 17, or compile with -std=c++17."
+#endif
+
 /// Version of the library these headers belong to. The build reads it from here; it stands nowhere else.
 #define VNDLP_VERSION_MAJOR 0
 #define VNDLP_VERSION_MINOR 1

@@ -81,6 +81,22 @@ run(${WORK_DIR}/find_package/consumer ${WORK_DIR}/a.vnline OUTPUT output)
 expect_text("${output}" "${expected}")
 run(${WORK_DIR}/find_package/c_consumer)
 
+# versions and components that there are, and those there are not
+file(WRITE ${WORK_DIR}/wish/CMakeLists.txt "cmake_minimum_required(VERSION 3.21)
+project(wish LANGUAGES CXX)
+separate_arguments(wish UNIX_COMMAND \"\${WISH}\")
+find_package(vndlp \${wish} REQUIRED)
+")
+set(wish ${CMAKE_COMMAND} -S ${WORK_DIR}/wish -B ${WORK_DIR}/wish/build -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+         ${where})
+foreach(version 0.1 0.1.0 "0.1.0 EXACT" 0.1...0.3 0.0.1...<0.2)
+  run(${wish} "-DWISH=${version}")
+endforeach()
+foreach(version 0.1.99 0.2 1.0 0.2...0.3 0.0.1...<0.1)
+  run_failing("version" ${wish} -DWISH=${version})
+endforeach()
+run_failing("vndlp has no components" ${wish} "-DWISH=COMPONENTS viewer")
+
 # pkg-config
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
 set(query --cflags --libs vndlp)

@@ -1,0 +1,28 @@
+# What the options may be, held at configure time: a misspelt one must not pass for another.
+
+# Brings an option that may also be AUTO into one of ON, OFF, AUTO; CMake's other words for true and false count.
+function(vndlp_normalize_choice option)
+  string(TOUPPER "${${option}}" value)
+  if(value MATCHES "^(ON|YES|Y|TRUE|1)$")
+    set(value ON)
+  elseif(value MATCHES "^(OFF|NO|N|FALSE|0)$")
+    set(value OFF)
+  elseif(NOT value STREQUAL "AUTO")
+    message(FATAL_ERROR "${option} is \"${${option}}\"; it may be ON, OFF or AUTO")
+  endif()
+  set(${option} ${value} PARENT_SCOPE)
+endfunction()
+
+macro(vndlp_check_options)
+  foreach(option VNDLP_WITH_LIBDEFLATE VNDLP_WITH_HIGHWAY VNDLP_WITH_TRIMESH2)
+    vndlp_normalize_choice(${option})
+  endforeach()
+  string(REPLACE "," ";" sanitizers "${VNDLP_SANITIZE}")
+  set(known address undefined thread leak memory integer unsigned-integer-overflow implicit-conversion)
+  foreach(sanitizer IN LISTS sanitizers)
+    if(NOT sanitizer IN_LIST known)
+      list(JOIN known ", " known)
+      message(FATAL_ERROR "VNDLP_SANITIZE names \"${sanitizer}\"; known are ${known}")
+    endif()
+  endforeach()
+endmacro()
