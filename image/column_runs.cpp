@@ -141,7 +141,7 @@ struct PieceBits {
 
 HWY_INLINE PieceBits compareNeighbours(const unsigned char* piece) {
     const hn::CappedTag<std::uint8_t, kColumnPiece> tag;
-    const auto darkest = hn::Set(tag, kDarkestBackground);
+    const auto darkest = hn::Set(tag, kLitThreshold);
     PieceBits bits;
     for (std::size_t i = 0; i < kColumnPiece; i += hn::Lanes(tag)) {
         const auto above = hn::Max(hn::LoadU(tag, piece + i - 1), darkest);

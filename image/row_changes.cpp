@@ -64,7 +64,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 /// A bit for each of the 64 columns in which two rows differ, the first column's lowest.
 HWY_INLINE std::uint64_t changedColumns(const unsigned char* above, const unsigned char* pixels) {
     const hn::CappedTag<std::uint8_t, 64> tag;
-    const auto darkest = hn::Set(tag, kDarkestBackground);
+    const auto darkest = hn::Set(tag, kLitThreshold);
     std::uint64_t changed = 0;
     for (std::size_t i = 0; i < 64; i += hn::Lanes(tag)) {
         const auto upper = hn::Max(hn::LoadU(tag, above + i), darkest);

@@ -2,16 +2,15 @@
 
 #pragma once
 
+#include <vndlp/formats.h>
+
 #include <cstddef>
 #include <cstdint>
 
 namespace vndlp {
 
-/// Greys up to this value are background.
-constexpr unsigned char kDarkestBackground = 15;
-
 /// The grey of a pixel, 0 for background.
-constexpr unsigned char litGrey(unsigned char pixel) { return pixel > kDarkestBackground ? pixel : 0; }
+constexpr unsigned char litGrey(unsigned char pixel) { return pixel > kLitThreshold ? pixel : 0; }
 
 /// "From here on the pixels of this column are of this grey" (0 is background), as noted row by row: the column in the
 /// upper 24 bits, 8 of grey. Half the memory of a structure, which is what noting and sorting wait for.

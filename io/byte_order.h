@@ -16,6 +16,11 @@ constexpr std::uint32_t bigEndian32(const unsigned char* bytes) {
     return bigEndian16(bytes) << 16 | bigEndian16(bytes + 2);
 }
 
+constexpr std::uint32_t littleEndian32(const unsigned char* bytes) {
+    return static_cast<std::uint32_t>(bytes[3]) << 24 | static_cast<std::uint32_t>(bytes[2]) << 16 |
+           static_cast<std::uint32_t>(bytes[1]) << 8 | bytes[0];
+}
+
 inline std::int32_t bigEndianInt32(const unsigned char* bytes) { return static_cast<std::int32_t>(bigEndian32(bytes)); }
 
 inline float bigEndianFloat(const unsigned char* bytes) { return std::bit_cast<float>(bigEndian32(bytes)); }

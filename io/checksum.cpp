@@ -1,7 +1,8 @@
 #include <vndlp/checksum.h>
+#include <vndlp/formats.h>
 
 #include "io/byte_order.h"
-#include "io/format_table.h"
+#include "io/checksum_code.h"
 #include "io/platform.h"
 #include "io/report.h"
 #include "io/seal.h"
@@ -23,28 +24,10 @@ namespace vndlp {
 namespace {
 
 constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;
-constexpr long long kTrailerBytes = 4;
 constexpr std::size_t kBlockBytes = 1u << 16;  // stays in a processor's nearer caches between reading and summing
 constexpr std::size_t kPageBytes = 4096;
-constexpr std::size_t kSniffBytes = 15;
-constexpr std::size_t kMagicOffset = 4;     // behind the length of the magic string
-constexpr std::size_t kLongestMagic = 11;   // what the sniffed bytes hold behind that offset
-constexpr std::size_t kVersionOffset = 13;  // behind an 8-character magic and its terminator
 
-enum Code : int {
-    kOk = 0,
-    kNullPath = -1,
-    kCannotOpen = -2,
-    kCannotRead = -3,
-    kTrailerIo = -4,
-    kUnknownMagic = -4,
-    kMismatch = -5,
-};
-
-struct CloseFile {
-    void operator()(std::FILE* stream) const { std::fclose(stream); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
+using File = platform::File;
 
 /// Length of an open file, its position moved to the start; -1 on failure.
 long long lengthOf(std::FILE* stream) {
@@ -55,7 +38,7 @@ long long lengthOf(std::FILE* stream) {
 
 /// Sums `length` bytes from the start of a file with `step(sum, data, size)`.
 template <class Step>
-[[nodiscard]] Code sumFile(std::FILE* stream, long long length, Step&& step, std::uint32_t& sum) {
+[[nodiscard]] ChecksumCode sumFile(std::FILE* stream, long long length, Step&& step, std::uint32_t& sum) {
     sum = 0;
     if (length <= 0) return kOk;
     std::vector<unsigned char> memory(kBlockBytes + kPageBytes);
@@ -73,8 +56,8 @@ template <class Step>
 
 /// The steps the three operations share: open, measure, sum all but the last `uncovered` bytes. `file` stays open.
 template <class Step>
-[[nodiscard]] Code openAndSum(const char* path, const char* mode, long long uncovered, Step&& step, File& file,
-                              std::uint32_t& sum) {
+[[nodiscard]] ChecksumCode openAndSum(const char* path, const char* mode, long long uncovered, Step&& step, File& file,
+                                      std::uint32_t& sum) {
     file.reset(platform::openFile(path, mode));
     if (file == nullptr) return kCannotOpen;
     const long long length = lengthOf(file.get());
@@ -84,7 +67,7 @@ template <class Step>
 
 /// Writes the trailer at the position, which is the end. The bytes sit in the stream's buffer until the file is closed,
 /// so only the result of closing tells whether they reached the file.
-[[nodiscard]] Code writeTrailerHere(File file, std::uint32_t sum) {
+[[nodiscard]] ChecksumCode writeTrailerHere(File file, std::uint32_t sum) {
     unsigned char trailer[kTrailerBytes];
     putBigEndian32(sum, trailer);
     const bool written = std::fwrite(trailer, 1, sizeof trailer, file.get()) == sizeof trailer;
@@ -92,11 +75,11 @@ template <class Step>
     return written && closed ? kOk : kTrailerIo;
 }
 
-[[nodiscard]] Code writeTrailer(File file, std::uint32_t sum) {
+[[nodiscard]] ChecksumCode writeTrailer(File file, std::uint32_t sum) {
     return platform::seek(file.get(), 0, SEEK_END) == 0 ? writeTrailerHere(std::move(file), sum) : kTrailerIo;
 }
 
-[[nodiscard]] Code readTrailer(std::FILE* stream, std::uint32_t& stored) {
+[[nodiscard]] ChecksumCode readTrailer(std::FILE* stream, std::uint32_t& stored) {
     unsigned char trailer[kTrailerBytes];
     if (platform::seek(stream, -kTrailerBytes, SEEK_END) != 0) return kTrailerIo;
     if (std::fread(trailer, 1, sizeof trailer, stream) != sizeof trailer) return kTrailerIo;
@@ -117,7 +100,7 @@ template <class Step>
 int appendSum(const char* path, Step&& step) {
     File file;
     std::uint32_t sum = 0;
-    const Code code = openAndSum(path, "rb+", 0, step, file, sum);
+    const ChecksumCode code = openAndSum(path, "rb+", 0, step, file, sum);
     return code != kOk ? code : writeTrailer(std::move(file), sum);
 }
 
@@ -126,7 +109,7 @@ int checkSum(const char* path, Step&& step, Agree&& agree) {
     File file;
     std::uint32_t computed = 0;
     std::uint32_t stored = 0;
-    Code code = openAndSum(path, "rb", kTrailerBytes, step, file, computed);
+    ChecksumCode code = openAndSum(path, "rb", kTrailerBytes, step, file, computed);
     if (code == kOk) code = readTrailer(file.get(), stored);
     if (code != kOk) return code;
     return agree(computed, stored) ? kOk : kMismatch;
@@ -136,7 +119,7 @@ template <class Step>
 int getSum(const char* path, Step&& step) {
     File file;
     std::uint32_t sum = 0;
-    const Code code = openAndSum(path, "rb", kTrailerBytes, step, file, sum);
+    const ChecksumCode code = openAndSum(path, "rb", kTrailerBytes, step, file, sum);
     return code != kOk ? code : static_cast<int>(sum);
 }
 
@@ -166,29 +149,6 @@ unsigned int CheckSum::makeCrc(unsigned int crc, unsigned char* data, unsigned i
     for (unsigned int i = 0; i < len; ++i) crc = crc >> 8 ^ m_table[(crc ^ data[i]) & 0xFF];
     return crc;
 #endif
-}
-
-int CheckSum::getFileVersionInfo(const char* path, std::string& versionName, int& subVersionNum,
-                                 EnumCheckSumType& type) {
-    if (path == nullptr) return kNullPath;
-    const File file(platform::openFile(path, "rb"));
-    if (file == nullptr) return kCannotOpen;
-    subVersionNum = 0;
-    type = CHECKSUM_NONE;
-    unsigned char head[kSniffBytes + 2];
-    if (std::fread(head, 1, kSniffBytes, file.get()) != kSniffBytes) return kCannotRead;
-
-    const unsigned char* magic = head + kMagicOffset;
-    versionName.assign(magic, std::find(magic, magic + kLongestMagic, 0));
-    const FormatRow* row = findFormat(versionName);
-    if (row == nullptr) return kUnknownMagic;
-    if (row->hasVersionBehindMagic) subVersionNum = static_cast<int>(bigEndian16(head + kVersionOffset));
-    if (row->versionMayBe32Bit && subVersionNum == 0) {
-        if (std::fread(head + kSniffBytes, 1, 2, file.get()) != 2) return kCannotRead;
-        subVersionNum = static_cast<int>(bigEndian16(head + kSniffBytes));
-    }
-    type = checkSumTypeOf(*row, subVersionNum);
-    return kOk;
 }
 
 namespace {

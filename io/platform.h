@@ -4,12 +4,19 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 
 namespace vndlp::platform {
 
 /// Opens a file by its UTF-8 name. Null on failure, and for a directory opened for reading (which some C libraries
 /// open, with a length that means nothing).
 [[nodiscard]] std::FILE* openFile(const char* path, const char* mode);
+
+struct CloseFile {
+    void operator()(std::FILE* stream) const { std::fclose(stream); }
+};
+/// An open stream that closes itself.
+using File = std::unique_ptr<std::FILE, CloseFile>;
 
 /// 64-bit fseek; 0 on success.
 [[nodiscard]] int seek(std::FILE* stream, long long offset, int origin);

@@ -3,11 +3,13 @@
 #include "support/files.h"
 
 #include <vndlp/checksum.h>
+#include <vndlp/formats.h>
 
 #include <algorithm>
 #include <array>
 #include <random>
 #include <thread>
+#include <tuple>
 
 namespace vndlp::test {
 namespace {
@@ -96,6 +98,36 @@ TEST_F(ChecksumTest, EveryMagicTellsItsVersionAndTrailer) {
     }
     EXPECT_EQ(sums().getFileVersionInfo(nullptr, name, version, type), -1);
     EXPECT_EQ(sums().getFileVersionInfo(path("missing").c_str(), name, version, type), -2);
+}
+
+TEST(SniffHead, TellsTheFormatOfAnyFileByItsFirstBytes) {
+    struct Row {
+        Bytes bytes;
+        SliceFormat format;
+        int version;
+        EnumCheckSumType type;
+    };
+    const Row rows[] = {
+        {head("VNKT3D3", {1, 2, 3, 4}), SliceFormat::vndlp, 0, CHECKSUM_XOR},
+        {head("VNKT3DV2", {0, 3, 1, 1}), SliceFormat::vndlp, 3, CHECKSUM_CRC32},
+        {head("VNKT3DV2", {0, 0, 0, 5}), SliceFormat::vndlp, 5, CHECKSUM_CRC32},
+        {head("VNKT3DV2", {0, 0, 0}), SliceFormat::vndlp, 0, CHECKSUM_XOR},
+        {head("VNKT3DV2", {0, 4, 0, 0}), SliceFormat::vndlpv4, 4, CHECKSUM_CRC32},
+        {head("VNLINEV2", {0, 4}), SliceFormat::vnline, 4, CHECKSUM_CRC32},
+        {hex("8600FD12"), SliceFormat::ctb, 0, CHECKSUM_NONE},
+        {hex("8600FD"), SliceFormat::none, 0, CHECKSUM_NONE},
+        {head("VNLINEV2", {0}), SliceFormat::none, 0, CHECKSUM_NONE},
+        {head("vnlinev2"), SliceFormat::none, 0, CHECKSUM_NONE},
+        {{}, SliceFormat::none, 0, CHECKSUM_NONE},
+    };
+    for (const Row& row : rows) {
+        // exactly as many bytes as are promised
+        const std::vector<unsigned char> exact(row.bytes);
+        const SniffedHead sniffed = sniffHead(exact.data(), exact.size());
+        EXPECT_EQ(std::tuple(sniffed.format, sniffed.version, sniffed.checkSum),
+                  std::tuple(row.format, row.version, row.type))
+            << &row - rows;
+    }
 }
 
 TEST_F(ChecksumTest, FilesAreSealedAndVerifiedByTheirVersion) {

@@ -1,7 +1,7 @@
+#include <vndlp/formats.h>
 #include "ctb/open_file.h"
 #include "ctb/record_io.h"
 #include "ctb/scramble.h"
-#include "io/format_table.h"
 #include "io/report.h"
 #include "io/running_sum.h"
 #include "io/seal.h"
@@ -153,7 +153,7 @@ int VNDLPV4Write::encode(std::string /*unused*/) {
     const bool sealed = writeTail() == 0;
     m_file.seek(end, 0, false);
     // a file of a text that is no magic has no trailer to miss
-    const vndlp::FormatRow* format = vndlp::findFormat(m_header->headerText1);
+    const vndlp::MagicRow* format = vndlp::findMagic(m_header->headerText1);
     return sealed || (format == nullptr && !m_file.failed()) ? result : kFailed;
 }
 

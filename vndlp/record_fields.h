@@ -5,16 +5,12 @@
 #pragma once
 
 #include <vndlp/container.h>
+#include <vndlp/formats.h>
 #include "io/report.h"
 
 #include <cstdint>
 
 namespace vndlp {
-
-/// What stands between the parts of a file: carriage return, line feed.
-constexpr unsigned short kSplitTag = 0x0D0A;
-constexpr int kSplitTagBytes = 2;
-constexpr int kAreaBytes = 4;
 
 template <class Visitor, class Record>
 constexpr void backUseFields(Visitor&& v, Record& r) {

@@ -1,6 +1,6 @@
 #include <vndlp/container.h>
+#include <vndlp/formats.h>
 #include "io/decimal.h"
-#include "io/format_table.h"
 #include "io/report.h"
 #include "vndlp/record_fields.h"
 
@@ -188,7 +188,7 @@ void DlpImageParam::show() const {
     report("maxGray = %d\n", maxGray);
 }
 
-bool DlpFileStructure::isAvailable() const { return findFormat(static_cast<HeaderKind>(headerType)) != nullptr; }
+bool DlpFileStructure::isAvailable() const { return findMagic(headerType) != nullptr; }
 
 int DlpFileStructure::layerCount() const {
     int count = 0;

@@ -1,5 +1,5 @@
+#include <vndlp/formats.h>
 #include <vndlp/wrappers.h>
-#include "io/format_table.h"
 #include "io/report.h"
 #include "vndlp/param_text.h"
 

@@ -1,7 +1,7 @@
 #include <vndlp/checksum.h>
 #include <vndlp/container.h>
+#include <vndlp/formats.h>
 #include "io/byte_order.h"
-#include "io/format_table.h"
 #include "io/report.h"
 #include "vndlp/record_fields.h"
 
@@ -28,8 +28,6 @@ enum ReadCode : int {
 
 /// Two coordinates of four bytes: a point of a polyline or a vertex, without z.
 constexpr long long kPointBytes = 8;
-
-constexpr unsigned short kV4FileVersion = 4;
 
 int codeOf(ReadStatus status) { return static_cast<int>(status); }
 
@@ -135,7 +133,7 @@ int VndlpRead::readDlpStructure(bool withPreview) {
         return kNoFile;
     }
     readTag(m_magic);
-    const FormatRow* format = findFormat(m_magic);
+    const MagicRow* format = findMagic(m_magic);
     if (format == nullptr || format->header == kNoHeader) {
         report("error: file is not vndlp file. please check file\n");
         close();
@@ -172,7 +170,7 @@ int VndlpRead::readDlpStructure(bool withPreview) {
     m_resolutionY = s.getResulutionY();
 
     m_layerAreas.resize(static_cast<std::size_t>(m_layerCount));
-    const bool hasTable = s.headerType == kV2Header || s.headerType == kLineHeader;
+    const bool hasTable = hasAreaTable(s.headerType);
     code = readDlpParameters(s.parameters, hasTable ? &m_layerAreas : nullptr);
     if (code != kOk) {
         report("error: parse dlp parameter error:%d\n", code);
@@ -408,7 +406,7 @@ int VndlpRead::getFileVersion(const char* path, std::string& versionName, int& s
 }
 
 std::string VndlpRead::tailMagic() const {
-    const FormatRow* format = findFormat(m_magic);
+    const MagicRow* format = findMagic(m_magic);
     return format == nullptr ? std::string() : std::string(format->tailMagic);
 }
 
@@ -435,7 +433,7 @@ bool VndlpRead::getHeaderParaV2(std::string& magic, unsigned short& versionCode,
     sendResolution(resolutionX, resolutionY);
     versionCode = 0;
     machineType.clear();
-    const FormatRow* format = findFormat(m_magic);
+    const MagicRow* format = findMagic(m_magic);
     if (format == nullptr || format->header == kNoHeader) return true;
     if (format->header == kV1Header || format->header == kV3Header) return false;
     const auto copy = [&](const auto& header) {

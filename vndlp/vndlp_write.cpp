@@ -1,7 +1,7 @@
 #include <vndlp/checksum.h>
 #include <vndlp/container.h>
+#include <vndlp/formats.h>
 #include "io/byte_order.h"
-#include "io/format_table.h"
 #include "io/report.h"
 #include "io/running_sum.h"
 #include "io/seal.h"
@@ -119,7 +119,7 @@ int VndlpWrite::internel_judgeDlpFileStructure() {
     }
     const int judged = judgeDlpFileStructure(*m_structure);
     if (judged != kOk) return judged;
-    const bool hasAreas = m_structure->headerType == kV2Header || m_structure->headerType == kLineHeader;
+    const bool hasAreas = hasAreaTable(m_structure->headerType);
     if (hasAreas && m_layerAreas.size() != m_layerRuns.size()) {
         report("error: layer count not equal\n");
         return kCountsDiffer;
@@ -150,7 +150,7 @@ int VndlpWrite::writeDlpFile(std::string path) {
         report("error: write dlp file structure fail\n");
         return code;
     }
-    const bool hasAreas = m_structure->headerType == kV2Header || m_structure->headerType == kLineHeader;
+    const bool hasAreas = hasAreaTable(m_structure->headerType);
     const auto count = static_cast<std::size_t>(m_structure->layerCount());
     if (m_layerRuns.size() < count) {
         report("error: %zu run lists given for %zu layers\n", m_layerRuns.size(), count);
@@ -171,7 +171,7 @@ int VndlpWrite::writeDlpStructure(DlpFileStructure& s, std::vector<unsigned int>
         report("error: dlp file judge fail\n");
         return kNotAvailable;
     }
-    writeMagic(*m_output, findFormat(static_cast<HeaderKind>(s.headerType))->magic);
+    writeMagic(*m_output, findMagic(s.headerType)->magic);
     int code = kOk;
     switch (s.headerType) {
         case kV1Header: code = writeDlpV1Header(s.v1Header); break;
@@ -187,7 +187,7 @@ int VndlpWrite::writeDlpStructure(DlpFileStructure& s, std::vector<unsigned int>
         report("error: write DlpV1Header fail\n");
         return code;
     }
-    const bool hasTable = s.headerType == kV2Header || s.headerType == kLineHeader;
+    const bool hasTable = hasAreaTable(s.headerType);
     if (!hasTable) areas = nullptr;
     if (areas != nullptr && static_cast<std::size_t>(s.layerCount()) != areas->size()) {
         report("Error: dlp layer count not equal");
@@ -346,7 +346,7 @@ int VndlpWrite::writeTail(int headerType) {
         return kNoFile;
     }
     m_output->seek(0, 2, false);
-    const FormatRow* format = findFormat(static_cast<HeaderKind>(headerType));
+    const MagicRow* format = findMagic(headerType);
     writeMagic(*m_output, format != nullptr ? format->tailMagic : kCommonTailMagic);
     m_output->flush();
     m_output->close();

@@ -1,6 +1,6 @@
 #include "writer/v2_writer.h"
 
-#include "io/format_table.h"
+#include <vndlp/formats.h>
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,7 @@
 #include "writer/v4_writer.h"
 
+#include <vndlp/formats.h>
 #include "ctb/scramble.h"
-#include "io/format_table.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,3 +1,4 @@
+#include <vndlp/formats.h>
 #include <vndlp/writer.h>
 
 #include "writer/ctb_writer.h"
@@ -6,7 +7,6 @@
 #include "writer/v4_writer.h"
 
 #include <new>
-#include <string_view>
 
 namespace vndlp {
 
@@ -16,19 +16,6 @@ template <class Writer>
 DLPWriter* makeWriter() {
     return new (std::nothrow) Writer;
 }
-
-struct Ending {
-    std::string_view text;
-    DLPWriter* (*make)();
-};
-
-/// Tested in this order.
-constexpr Ending kEndings[] = {
-    {".vndlpv4", makeWriter<DLPVNV4>},
-    {".vndlp", makeWriter<DLPVNV2>},
-    {".vnline", makeWriter<DLPLine>},
-    {".ctb", makeWriter<DLPCTB>},
-};
 
 }  // namespace
 
@@ -50,8 +37,12 @@ void DLPWriter::setLightData(const std::vector<unsigned int>& /*data*/, long lon
 void DLPWriter::prepareLampBeadCal(int /*count*/) {}
 
 DLPWriter* createDLPWriter(const std::string& path) {
-    for (const Ending& ending : kEndings) {
-        if (std::string_view(path).ends_with(ending.text)) return ending.make();
+    switch (formatOfPath(path)) {
+        case SliceFormat::vndlp: return makeWriter<DLPVNV2>();
+        case SliceFormat::vnline: return makeWriter<DLPLine>();
+        case SliceFormat::ctb: return makeWriter<DLPCTB>();
+        case SliceFormat::vndlpv4: return makeWriter<DLPVNV4>();
+        case SliceFormat::none: break;
     }
     return nullptr;
 }

@@ -27,6 +27,7 @@
 #define VNDLP_CTB_H
 
 #include <vndlp/export.h>
+#include <vndlp/formats.h>
 #include <vndlp/streams.h>
 
 #include <cstddef>
@@ -40,7 +41,7 @@ using vndlp::FileRead;
 using vndlp::FileWrite;
 
 /// What `HeaderSettings::magic` holds in a CTB file.
-constexpr unsigned int kMagic = 0x12FD0086;
+constexpr unsigned int kMagic = vndlp::kCtbMagic;
 /// From this `HeaderSettings::version` on every layer has a `LayerDefEx` in front of its image code.
 constexpr unsigned int kFirstExtendedVersion = 3;
 /// An image with more pixels than this, or with a side longer than `kLongestImageSide`, is taken for damage and not

@@ -28,6 +28,7 @@
 
 #include <vndlp/calibration.h>
 #include <vndlp/export.h>
+#include <vndlp/formats.h>
 #include <vndlp/streams.h>
 
 #include <cstddef>
@@ -44,7 +45,7 @@ using vndlp::FileWrite;
 /// The first header string of the files that the front end writes: the magic that gives a file its checksum trailer.
 constexpr const char* kV4HeaderText = "VNKT3DV2";
 /// The version of every V4 file. In a file that begins with `kV4HeaderText` it tells a V4 file from a vendor container.
-constexpr unsigned short kV4Version = 4;
+constexpr unsigned short kV4Version = vndlp::kV4FileVersion;
 /// Bytes of the extension of a `LayerDef`.
 constexpr std::size_t kLayerExtensionBytes = 80;
 

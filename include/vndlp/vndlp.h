@@ -9,6 +9,7 @@
 #include <vndlp/container.h>
 #include <vndlp/ctb.h>
 #include <vndlp/export.h>
+#include <vndlp/formats.h>
 #include <vndlp/image.h>
 #include <vndlp/mesh.h>
 #include <vndlp/print_time.h>
