@@ -34,4 +34,8 @@
 #define VNDLP_API __attribute__((visibility("default")))
 #endif
 
+#if defined(__cplusplus)
+#include <vndlp/abi_marker.h>
+#endif
+
 #endif

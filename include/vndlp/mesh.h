@@ -18,22 +18,6 @@
 #define VNDLP_MESH_MARKER vndlp_built_without_trimesh2
 #endif
 
-/// Exists in the library under one of the two names only.
-extern "C" VNDLP_API const int VNDLP_MESH_MARKER;
-
-namespace vndlp {
-namespace detail {
-/// Refers to the marker from everything that includes this header.
-#if defined(__has_attribute)
-#if defined(__ELF__) && __has_attribute(retain)
-__attribute__((retain))  // linkers that drop what nothing refers to keep it
-#endif
-#if __has_attribute(used)
-__attribute__((used))
-#endif
-#endif
-static const int* const meshMarker = &VNDLP_MESH_MARKER;
-}  // namespace detail
-}  // namespace vndlp
+VNDLP_REFER_TO_MARKER_(VNDLP_MESH_MARKER, meshMarker)
 
 #endif

@@ -109,6 +109,12 @@ separate_arguments(own_flags UNIX_COMMAND "${CXX_FLAGS}")
 run(${CXX_COMPILER} ${own_flags} -std=c++17 ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/consumer ${flags})
 run(${WORK_DIR}/consumer ${WORK_DIR}/a.vnline OUTPUT output)
 expect_text("${output}" "${expected}")
+# another mode of the standard library, another standard
+if(NOT CXX_FLAGS MATCHES "-D_GLIBCXX_DEBUG")
+  run_failing(vndlp_built_with_debug_standard_library ${CXX_COMPILER} ${own_flags} -std=c++17 -D_GLIBCXX_DEBUG
+              ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp -o ${WORK_DIR}/debug_consumer ${flags})
+endif()
+run_failing("need C++17 or newer" ${CXX_COMPILER} -std=c++14 -fsyntax-only ${CMAKE_CURRENT_LIST_DIR}/consumer.cpp ${flags})
 if(NOT CXX_FLAGS MATCHES "-fsanitize")
   run(${C_COMPILER} -std=c99 ${CMAKE_CURRENT_LIST_DIR}/consumer.c -o ${WORK_DIR}/c_consumer ${flags})
   run(${WORK_DIR}/c_consumer)
