@@ -3,196 +3,197 @@
 #pragma once
 
 #include <vndlp/ctb.h>
-
-#include <bit>
+#include "io/record_layout.h"
 
 namespace CTB {
 
-/// Second argument of a field that is not simply written and read as its own type.
+using vndlp::Field;
+using vndlp::Forced;
 
-/// Writing stores this value in the record and in the file, whatever the record held.
-template <class Value>
-struct Forced {
-    constexpr explicit Forced(Value v) : value(v) {}
-    Value value;
-};
 /// Written as an integer, but read as a float whose fraction is dropped: kept, since files are read so everywhere.
-struct ReadAsFloat {};
+struct ReadAsFloat {
+    using Read = float;
+    /// 0 for what no count can hold.
+    static unsigned int fromRead(float value) {
+        return value >= 0 && value < 4294967296.0F ? static_cast<unsigned>(value) : 0;
+    }
+};
 /// Written as a float, but its bits are read as an integer whose value is converted to float: kept likewise.
-struct ReadAsInteger {};
+struct ReadAsInteger {
+    using Read = unsigned int;
+    static float fromRead(unsigned int bits) { return static_cast<float>(bits); }
+};
 
 static_assert(std::bit_cast<unsigned int>(9.131F) == 0x41121893 && std::bit_cast<unsigned int>(0.548F) == 0x3F0C49BA);
 
-/// `Layout<Record>::list(field)` calls `field(&Record::member)` or `field(&Record::member, quirk)` per field. The type
-/// of the member is the type in the file: unsigned int = u32, unsigned short = u16, float = f32.
-template <class Record>
-struct Layout;
+// V4 files share the next two lists
 
-template <>
-struct Layout<HeaderSettings> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = HeaderSettings;
-        field(&R::magic);
-        field(&R::version);
-        field(&R::bedSizeX);
-        field(&R::bedSizeY);
-        field(&R::bedSizeZ);
-        field(&R::reserved20);
-        field(&R::reserved24);
-        field(&R::totalHeight);
-        field(&R::layerHeight);
-        field(&R::exposureTime);
-        field(&R::bottomExposureTime);
-        field(&R::lightOffDelay);
-        field(&R::bottomLayerCount);
-        field(&R::resolutionX);
-        field(&R::resolutionY);
-        field(&R::previewLargeOffset);
-        field(&R::layerDefOffset);
-        field(&R::layerCount);
-        field(&R::previewSmallOffset);
-        field(&R::printTime, Forced(330300u));
-        field(&R::projectorType);
-        field(&R::printParametersOffset);
-        field(&R::printParametersSize);
-        field(&R::antiAliasLevel);
-        field(&R::lightPwm);
-        field(&R::bottomLightPwm, Forced<unsigned short>(255));
-        field(&R::encryptionKey);
-        field(&R::slicerInfoOffset);
-        field(&R::slicerInfoSize);
-    }
-};
-
-template <>
-struct Layout<PreView> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = PreView;
-        field(&R::resolutionX);
-        field(&R::resolutionY);
-        field(&R::imageOffset);
-        field(&R::imageSize);
-        field(&R::reserved16);
-        field(&R::reserved20);
-        field(&R::reserved24);
-        field(&R::reserved28);
-    }
-};
-
-template <>
-struct Layout<PrintParameters> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = PrintParameters;
-        field(&R::bottomLiftHeight);
-        field(&R::bottomLiftSpeed);
-        field(&R::liftHeight);
-        field(&R::liftSpeed);
-        field(&R::retractSpeed);
-        field(&R::volume, Forced(9.131F));
-        field(&R::weight);
-        field(&R::price, Forced(0.548F));
-        field(&R::bottomLightOffDelay);
-        field(&R::lightOffDelay);
-        field(&R::bottomLayerCount, ReadAsFloat{});
-        field(&R::reserved44);
-        field(&R::reserved48);
-        field(&R::reserved52);
-        field(&R::reserved56);
-    }
-};
-
-template <>
-struct Layout<SlicerInfo> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = SlicerInfo;
-        field(&R::bottomLiftHeight2);
-        field(&R::bottomLiftSpeed2);
-        field(&R::liftHeight2);
-        field(&R::liftSpeed2);
-        field(&R::retractHeight2);
-        field(&R::retractSpeed2);
-        field(&R::restTimeAfterLift);
-        field(&R::machineNameOffset);
-        field(&R::machineNameSize);
-        field(&R::settingsFlags, Forced(0x2000000Fu));
-        field(&R::word40, Forced(0x01A4FA00u));
-        field(&R::word44);
-        field(&R::slicerVersion);
-        field(&R::restTimeAfterRetract, ReadAsInteger{});
-        field(&R::restTimeAfterLift2, ReadAsInteger{});
-        field(&R::transitionLayerCount);
-        field(&R::word64);
-        field(&R::word68);
-        field(&R::word72);
-    }
-};
-
-template <>
-struct Layout<LayerDef> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = LayerDef;
-        field(&R::positionZ);
-        field(&R::exposureTime);
-        field(&R::lightOffDelay);
-        field(&R::dataOffset);
-        field(&R::dataSize);
-        field(&R::pageNumber);
-        field(&R::tableSize);
-        field(&R::reserved28);
-        field(&R::reserved32);
-    }
-};
-
-/// What follows the embedded `LayerDef`.
-template <>
-struct Layout<LayerDefEx> {
-    template <class Field>
-    static constexpr void list(Field&& field) {
-        using R = LayerDefEx;
-        field(&R::totalSize);
-        field(&R::liftHeight);
-        field(&R::liftSpeed);
-        field(&R::liftHeight2);
-        field(&R::liftSpeed2);
-        field(&R::retractSpeed);
-        field(&R::retractHeight2);
-        field(&R::retractSpeed2);
-        field(&R::restTimeBeforeLift);
-        field(&R::restTimeAfterLift);
-        field(&R::restTimeAfterRetract);
-        field(&R::lightPwm);
-    }
-};
-
-/// Adds up the bytes of the listed fields.
-struct FieldMeasure {
-    unsigned int bytes = 0;
-
-    template <class Record, class Value, class... Quirk>
-    constexpr void operator()(Value Record::* /*member*/, Quirk... /*any*/) {
-        static_assert(sizeof(Value) == 4 || sizeof(Value) == 2);
-        bytes += static_cast<unsigned int>(sizeof(Value));
-    }
-};
-
-template <class Record>
-constexpr unsigned int listedBytes() {
-    FieldMeasure measure;
-    Layout<Record>::list(measure);
-    return measure.bytes;
+template <class R>
+constexpr auto previewFields() {
+    return std::tuple{
+        Field{"resolutionX", &R::resolutionX, "px"}, Field{"resolutionY", &R::resolutionY, "px"},
+        Field{"imageOffset", &R::imageOffset},       Field{"imageSize", &R::imageSize},
+        Field{"reserved16", &R::reserved16},         Field{"reserved20", &R::reserved20},
+        Field{"reserved24", &R::reserved24},         Field{"reserved28", &R::reserved28},
+    };
 }
 
-constexpr unsigned int kHeaderBytes = listedBytes<HeaderSettings>();
-constexpr unsigned int kPreViewBytes = listedBytes<PreView>();
-constexpr unsigned int kPrintParametersBytes = listedBytes<PrintParameters>();
-constexpr unsigned int kSlicerInfoBytes = listedBytes<SlicerInfo>();
-constexpr unsigned int kLayerDefBytes = listedBytes<LayerDef>();
-constexpr unsigned int kLayerDefExBytes = kLayerDefBytes + listedBytes<LayerDefEx>();
+/// The moves around a layer and its light.
+template <class R>
+constexpr auto moveFields() {
+    return std::tuple{
+        Field{"liftHeight", &R::liftHeight, "mm"},
+        Field{"liftSpeed", &R::liftSpeed, "mm/min"},
+        Field{"liftHeight2", &R::liftHeight2, "mm"},
+        Field{"liftSpeed2", &R::liftSpeed2, "mm/min"},
+        Field{"retractSpeed", &R::retractSpeed, "mm/min"},
+        Field{"retractHeight2", &R::retractHeight2, "mm"},
+        Field{"retractSpeed2", &R::retractSpeed2, "mm/min"},
+        Field{"restTimeBeforeLift", &R::restTimeBeforeLift, "s"},
+        Field{"restTimeAfterLift", &R::restTimeAfterLift, "s"},
+        Field{"restTimeAfterRetract", &R::restTimeAfterRetract, "s"},
+        Field{"lightPwm", &R::lightPwm},
+    };
+}
+
+}  // namespace CTB
+
+namespace vndlp {
+
+template <>
+struct Layout<CTB::HeaderSettings> {
+    using R = CTB::HeaderSettings;
+    static constexpr const char* name = "HeaderSettings";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr std::tuple fields{
+        Field{"magic", &R::magic},
+        Field{"version", &R::version},
+        Field{"bedSizeX", &R::bedSizeX, "mm"},
+        Field{"bedSizeY", &R::bedSizeY, "mm"},
+        Field{"bedSizeZ", &R::bedSizeZ, "mm"},
+        Field{"reserved20", &R::reserved20},
+        Field{"reserved24", &R::reserved24},
+        Field{"totalHeight", &R::totalHeight, "mm"},
+        Field{"layerHeight", &R::layerHeight, "mm"},
+        Field{"exposureTime", &R::exposureTime, "s"},
+        Field{"bottomExposureTime", &R::bottomExposureTime, "s"},
+        Field{"lightOffDelay", &R::lightOffDelay, "s"},
+        Field{"bottomLayerCount", &R::bottomLayerCount},
+        Field{"resolutionX", &R::resolutionX, "px"},
+        Field{"resolutionY", &R::resolutionY, "px"},
+        Field{"previewLargeOffset", &R::previewLargeOffset},
+        Field{"layerDefOffset", &R::layerDefOffset},
+        Field{"layerCount", &R::layerCount},
+        Field{"previewSmallOffset", &R::previewSmallOffset},
+        Field{"printTime", &R::printTime, "s", Forced{330300u}},
+        Field{"projectorType", &R::projectorType},
+        Field{"printParametersOffset", &R::printParametersOffset},
+        Field{"printParametersSize", &R::printParametersSize},
+        Field{"antiAliasLevel", &R::antiAliasLevel},
+        Field{"lightPwm", &R::lightPwm},
+        Field{"bottomLightPwm", &R::bottomLightPwm, "", Forced<unsigned short>{255}},
+        Field{"encryptionKey", &R::encryptionKey},
+        Field{"slicerInfoOffset", &R::slicerInfoOffset},
+        Field{"slicerInfoSize", &R::slicerInfoSize},
+    };
+};
+
+template <>
+struct Layout<CTB::PreView> {
+    static constexpr const char* name = "PreView";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr auto fields = CTB::previewFields<CTB::PreView>();
+};
+
+template <>
+struct Layout<CTB::PrintParameters> {
+    using R = CTB::PrintParameters;
+    static constexpr const char* name = "PrintParameters";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr std::tuple fields{
+        Field{"bottomLiftHeight", &R::bottomLiftHeight, "mm"},
+        Field{"bottomLiftSpeed", &R::bottomLiftSpeed, "mm/min"},
+        Field{"liftHeight", &R::liftHeight, "mm"},
+        Field{"liftSpeed", &R::liftSpeed, "mm/min"},
+        Field{"retractSpeed", &R::retractSpeed, "mm/min"},
+        Field{"volume", &R::volume, "ml", Forced{9.131F}},
+        Field{"weight", &R::weight, "g"},
+        Field{"price", &R::price, "", Forced{0.548F}},
+        Field{"bottomLightOffDelay", &R::bottomLightOffDelay, "s"},
+        Field{"lightOffDelay", &R::lightOffDelay, "s"},
+        Field{"bottomLayerCount", &R::bottomLayerCount, "", CTB::ReadAsFloat{}},
+        Field{"reserved44", &R::reserved44},
+        Field{"reserved48", &R::reserved48},
+        Field{"reserved52", &R::reserved52},
+        Field{"reserved56", &R::reserved56},
+    };
+};
+
+template <>
+struct Layout<CTB::SlicerInfo> {
+    using R = CTB::SlicerInfo;
+    static constexpr const char* name = "SlicerInfo";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr std::tuple fields{
+        Field{"bottomLiftHeight2", &R::bottomLiftHeight2, "mm"},
+        Field{"bottomLiftSpeed2", &R::bottomLiftSpeed2, "mm/min"},
+        Field{"liftHeight2", &R::liftHeight2, "mm"},
+        Field{"liftSpeed2", &R::liftSpeed2, "mm/min"},
+        Field{"retractHeight2", &R::retractHeight2, "mm"},
+        Field{"retractSpeed2", &R::retractSpeed2, "mm/min"},
+        Field{"restTimeAfterLift", &R::restTimeAfterLift, "s"},
+        Field{"machineNameOffset", &R::machineNameOffset},
+        Field{"machineNameSize", &R::machineNameSize},
+        Field{"settingsFlags", &R::settingsFlags, "", Forced{0x2000000Fu}},
+        Field{"word40", &R::word40, "", Forced{0x01A4FA00u}},
+        Field{"word44", &R::word44},
+        Field{"slicerVersion", &R::slicerVersion},
+        Field{"restTimeAfterRetract", &R::restTimeAfterRetract, "s", CTB::ReadAsInteger{}},
+        Field{"restTimeAfterLift2", &R::restTimeAfterLift2, "s", CTB::ReadAsInteger{}},
+        Field{"transitionLayerCount", &R::transitionLayerCount},
+        Field{"word64", &R::word64},
+        Field{"word68", &R::word68},
+        Field{"word72", &R::word72},
+    };
+};
+
+template <>
+struct Layout<CTB::LayerDef> {
+    using R = CTB::LayerDef;
+    static constexpr const char* name = "LayerDef";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr std::tuple fields{
+        Field{"positionZ", &R::positionZ, "mm"},
+        Field{"exposureTime", &R::exposureTime, "s"},
+        Field{"lightOffDelay", &R::lightOffDelay, "s"},
+        Field{"dataOffset", &R::dataOffset},
+        Field{"dataSize", &R::dataSize},
+        Field{"pageNumber", &R::pageNumber},
+        Field{"tableSize", &R::tableSize},
+        Field{"reserved28", &R::reserved28},
+        Field{"reserved32", &R::reserved32},
+    };
+};
+
+template <>
+struct Layout<CTB::LayerDefEx> {
+    using R = CTB::LayerDefEx;
+    static constexpr const char* name = "LayerDefEx";
+    static constexpr BYTEORDER order = LittleEndian;
+    static constexpr auto fields = std::tuple_cat(
+        std::tuple{Field{"layerDef", &R::layerDef}, Field{"totalSize", &R::totalSize}}, CTB::moveFields<R>());
+};
+
+}  // namespace vndlp
+
+namespace CTB {
+
+constexpr unsigned int kHeaderBytes = vndlp::fixedBytes<HeaderSettings>();
+constexpr unsigned int kPreViewBytes = vndlp::fixedBytes<PreView>();
+constexpr unsigned int kPrintParametersBytes = vndlp::fixedBytes<PrintParameters>();
+constexpr unsigned int kSlicerInfoBytes = vndlp::fixedBytes<SlicerInfo>();
+constexpr unsigned int kLayerDefBytes = vndlp::fixedBytes<LayerDef>();
+constexpr unsigned int kLayerDefExBytes = vndlp::fixedBytes<LayerDefEx>();
 
 static_assert(kHeaderBytes == 112);
 static_assert(kPreViewBytes == 32);

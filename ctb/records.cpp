@@ -5,68 +5,18 @@ namespace CTB {
 
 namespace {
 
-/// Writes the listed fields of a record.
-template <class Record>
-class FieldWriter {
-public:
-    FieldWriter(Record& record, FileWrite& file) : m_record(record), m_file(file) {}
-
-    template <class Value, class... Quirk>
-    void operator()(Value Record::*member, Quirk... /*for reading only*/) {
-        put(m_record.*member);
-    }
-    template <class Value>
-    void operator()(Value Record::*member, Forced<Value> forced) {
-        m_record.*member = forced.value;
-        put(forced.value);
-    }
-
-private:
-    void put(unsigned int value) { m_file.writeLittleEndianInt32(static_cast<int>(value)); }
-    void put(unsigned short value) { m_file.writeLittleEndianInt16(static_cast<short>(value)); }
-    void put(float value) { m_file.writeFloat(value); }
-
-    Record& m_record;
-    FileWrite& m_file;
-};
-
-/// A float without its fraction; 0 for what no count can hold.
-unsigned int wholeCount(float value) { return value >= 0 && value < 4294967296.0F ? static_cast<unsigned>(value) : 0; }
-
-/// Reads the listed fields of a record.
-template <class Record>
-class FieldReader {
-public:
-    FieldReader(Record& record, FileRead& file) : m_record(record), m_file(file) {}
-
-    template <class Value, class... Quirk>
-    void operator()(Value Record::*member, Quirk... /*for writing only*/) {
-        get(m_record.*member);
-    }
-    void operator()(unsigned int Record::*member, ReadAsFloat /*quirk*/) {
-        m_record.*member = wholeCount(m_file.readFloat());
-    }
-    void operator()(float Record::*member, ReadAsInteger /*quirk*/) {
-        m_record.*member = static_cast<float>(m_file.readLittleEndianUint32());
-    }
-
-private:
-    void get(unsigned int& value) { value = m_file.readLittleEndianUint32(); }
-    void get(unsigned short& value) { value = static_cast<unsigned short>(m_file.readLittleEndianInt16()); }
-    void get(float& value) { value = m_file.readFloat(); }
-
-    Record& m_record;
-    FileRead& m_file;
-};
+// integers are little-endian in any stream, floats follow its order
 
 template <class Record>
 void writeFields(Record& record, FileWrite& file) {
-    Layout<Record>::list(FieldWriter<Record>(record, file));
+    vndlp::FileSink sink(file, vndlp::LittleEndian, file.fileByteOrder());
+    vndlp::writeRecord(sink, record);
 }
 
 template <class Record>
 void readFields(Record& record, FileRead& file) {
-    Layout<Record>::list(FieldReader<Record>(record, file));
+    vndlp::FileSource source(file, vndlp::LittleEndian, file.fileByteOrder());
+    vndlp::readRecord(source, record);
 }
 
 }  // namespace
@@ -167,7 +117,6 @@ void LayerDefEx::Serialization() {
     FileWrite* file = openFileWrite();
     if (file == nullptr) return;
     layerDef.setFileWrite(*file);
-    layerDef.Serialization();
     writeFields(*this, *file);
 }
 
@@ -175,7 +124,6 @@ void LayerDefEx::DeSerialization() {
     FileRead* file = openFileRead();
     if (file == nullptr) return;
     layerDef.setFileRead(*file);
-    layerDef.DeSerialization(false);
     readFields(*this, *file);
 }
 

@@ -4,76 +4,16 @@
 #include "ctb/record_io.h"
 #include "v4/record_fields.h"
 
-#include <bit>
-#include <cstdint>
+#include <type_traits>
 
 namespace VNDLPV4 {
 
 namespace {
 
-/// Writes the listed fields of a record.
-template <class Record>
-class FieldWriter {
-public:
-    FieldWriter(Record& record, FileWrite& file) : m_record(record), m_file(file) {}
-
-    template <class Value>
-    void operator()(Value Record::*member) {
-        put(m_record.*member);
-    }
-    void operator()(unsigned short Record::*member, ForcedBigEndian forced) {
-        m_record.*member = forced.value;
-        m_file.writeBigEndianUint16(forced.value);
-    }
-    void operator()(unsigned int Record::*member, Forced forced) {
-        m_record.*member = forced.value;
-        put(forced.value);
-    }
-    void operator()(unsigned int Record::*member, WrittenAsFloat /*quirk*/) {
-        put(static_cast<float>(m_record.*member));
-    }
-
-private:
-    void put(unsigned int value) { m_file.writeLittleEndianUint32(value); }
-    void put(unsigned short value) { m_file.writeLittleEndianUint16(value); }
-    void put(short value) { m_file.writeLittleEndianInt16(value); }
-    void put(long long value) { m_file.writeLittleEndianInt64(value); }
-    void put(float value) { put(std::bit_cast<std::uint32_t>(value)); }
-    void put(std::string& value) { m_file.writeStdString(value); }
-
-    Record& m_record;
-    FileWrite& m_file;
-};
-
-/// Reads the listed fields of a record.
-template <class Record>
-class FieldReader {
-public:
-    FieldReader(Record& record, FileRead& file) : m_record(record), m_file(file) {}
-
-    template <class Value, class... Quirk>
-    void operator()(Value Record::*member, Quirk... /*for writing only*/) {
-        get(m_record.*member);
-    }
-    void operator()(unsigned short Record::*member, ForcedBigEndian /*forced*/) {
-        m_record.*member = m_file.readBigEndianUint16();
-    }
-
-private:
-    void get(unsigned int& value) { value = m_file.readLittleEndianUint32(); }
-    void get(unsigned short& value) { value = m_file.readLittleEndianUint16(); }
-    void get(short& value) { value = m_file.readLittleEndianInt16(); }
-    void get(long long& value) { value = m_file.readLittleEndianInt64(); }
-    void get(float& value) { value = std::bit_cast<float>(m_file.readLittleEndianUint32()); }
-    void get(std::string& value) { value = m_file.readStdString(); }
-
-    Record& m_record;
-    FileRead& m_file;
-};
-
 template <class Record>
 void writeFields(Record& record, FileWrite& file) {
-    Layout<Record>::list(FieldWriter<Record>(record, file));
+    vndlp::FileSink sink(file, vndlp::LittleEndian, vndlp::LittleEndian);
+    vndlp::writeRecord(sink, record);
 }
 
 /// The low 32 bits of the position, which is all that a record keeps of it.
@@ -82,7 +22,8 @@ unsigned int positionIn(FileRead& file) { return static_cast<unsigned int>(file.
 template <class Record>
 void readFields(Record& record, FileRead& file) {
     record.beginPosition = positionIn(file);
-    Layout<Record>::list(FieldReader<Record>(record, file));
+    vndlp::FileSource source(file, vndlp::LittleEndian, vndlp::LittleEndian);
+    vndlp::readRecord(source, record);
     record.endPosition = positionIn(file);
 }
 
@@ -95,22 +36,17 @@ void noteTextSizes(HeaderSettings& header) {
 
 /// Visits the bytes of an extension in file order.
 template <class Visit>
-class ByteVisitor {
-public:
-    explicit ByteVisitor(Visit visit) : m_visit(visit) {}
-
-    template <class Record>
-    void operator()(long long Record::*member) {
-        for (unsigned int shift = 0; shift < 64; shift += 8) m_visit(member, shift);
-    }
-
-private:
-    Visit m_visit;
-};
+void forEachExtensionByte(Visit&& visit) {
+    vndlp::forEachItem<LayerDef>([&visit](const auto& field) {
+        if constexpr (std::is_same_v<decltype(field.quirk), Extension>) {
+            for (unsigned int shift = 0; shift < 64; shift += 8) visit(field.member, shift);
+        }
+    });
+}
 
 }  // namespace
 
-unsigned int HeaderSettings::size() const { return kHeaderBytes + sizeWithEnd(headerText1) + sizeWithEnd(headerText2); }
+unsigned int HeaderSettings::size() const { return static_cast<unsigned int>(vndlp::storedBytes(*this)); }
 
 void HeaderSettings::Serialization(FileWrite& file) {
     noteTextSizes(*this);
@@ -161,27 +97,19 @@ void SlicerInfo::Serialization(FileWrite& file) { writeFields(*this, file); }
 
 void SlicerInfo::DeSerialization(FileRead& file) { readFields(*this, file); }
 
-unsigned int LayerDef::size() const { return kLayerDefBytes + (extensionFlag != 0 ? extensionBytes() : 0); }
+unsigned int LayerDef::size() const { return static_cast<unsigned int>(vndlp::storedBytes(*this)); }
 
-void LayerDef::Serialization(FileWrite& file) {
-    writeFields(*this, file);
-    if (extensionFlag != 0) Layout<LayerDef>::listExtension(FieldWriter<LayerDef>(*this, file));
-}
+void LayerDef::Serialization(FileWrite& file) { writeFields(*this, file); }
 
-void LayerDef::DeSerialization(FileRead& file) {
-    readFields(*this, file);
-    if (extensionFlag == 0) return;
-    Layout<LayerDef>::listExtension(FieldReader<LayerDef>(*this, file));
-    endPosition = positionIn(file);
-}
+void LayerDef::DeSerialization(FileRead& file) { readFields(*this, file); }
 
 std::vector<unsigned char> LayerDef::beadMask(std::size_t bytes) const {
     if (extensionFlag == 0) return {};
     std::vector<unsigned char> mask;
-    Layout<LayerDef>::listExtension(ByteVisitor([&](long long LayerDef::*member, unsigned int shift) {
+    forEachExtensionByte([&](long long LayerDef::*member, unsigned int shift) {
         const auto bits = static_cast<unsigned long long>(this->*member);
         if (mask.size() < bytes) mask.push_back(static_cast<unsigned char>(bits >> shift));
-    }));
+    });
     return mask;
 }
 
@@ -189,11 +117,11 @@ bool LayerDef::setBeadMask(const std::vector<unsigned char>& mask) {
     if (mask.size() > kLayerExtensionBytes) return false;
     extensionFlag = 1;
     std::size_t next = 0;
-    Layout<LayerDef>::listExtension(ByteVisitor([&](long long LayerDef::*member, unsigned int shift) {
+    forEachExtensionByte([&](long long LayerDef::*member, unsigned int shift) {
         auto bits = shift == 0 ? 0 : static_cast<unsigned long long>(this->*member);
         if (next < mask.size()) bits |= static_cast<unsigned long long>(mask[next++]) << shift;
         this->*member = static_cast<long long>(bits);
-    }));
+    });
     return true;
 }
 

@@ -88,6 +88,7 @@ public:
 
     /// Sets the byte order of the file-order family.
     void setFileByteOrder(BYTEORDER order);
+    BYTEORDER fileByteOrder() const { return m_fileOrder; }
 
     char readChar();
     short readInt16();
@@ -206,6 +207,7 @@ public:
 
     /// Sets the byte order of the file-order family.
     void setFileByteOrder(BYTEORDER order);
+    BYTEORDER fileByteOrder() const { return m_fileOrder; }
 
     void writeChar(char value);
     void writeInt16(short value);
