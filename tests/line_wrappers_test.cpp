@@ -1,9 +1,7 @@
-#include "support/files.h"
+#include "support/golden.h"
 #include "support/line_sample.h"
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 #include <tuple>
 #include <unordered_map>
 
@@ -352,30 +350,8 @@ TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {
 
 // the page about the format
 
-/// The bytes of the page's worked file: lines of "OFFSET: bytes in hex", or "OFFSET: N x 00" for what is elided.
-Bytes workedFile(const std::string& page) {
-    std::ifstream in(page);
-    Bytes bytes;
-    bool inside = false;
-    for (std::string line; std::getline(in, line);) {
-        if (line.starts_with("```")) inside = line == "```hex";
-        const std::size_t colon = line.find(": ");
-        if (!inside || colon == std::string::npos) continue;
-        EXPECT_EQ(std::stoul(line.substr(0, colon), nullptr, 16), bytes.size()) << line;
-        std::istringstream rest(line.substr(colon + 1, line.find('|', colon) - colon - 1));
-        std::string word;
-        std::size_t zeros = 0;
-        if (line.find(" x 00", colon) != std::string::npos && rest >> zeros) {
-            bytes.fill(zeros, 0);
-            continue;
-        }
-        while (rest >> word) bytes.u8(static_cast<unsigned>(std::stoul(word, nullptr, 16)));
-    }
-    return bytes;
-}
-
 TEST(LineFormatPage, ShowsTheSampleByteForByte) {
-    EXPECT_TRUE(sameBytes(workedFile(VNDLP_DOCS_DIR "/format-vnline.md"), lineSample().bytes));
+    EXPECT_TRUE(sameBytes(Golden(VNDLP_DOCS_DIR "/format-vnline.md").bytes, lineSample().bytes));
 }
 
 }  // namespace
