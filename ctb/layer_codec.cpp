@@ -1,5 +1,7 @@
 #include "ctb/layer_codec.h"
 
+#include <vndlp/formats.h>
+
 #include "ctb/run_kernel.h"
 #include "io/platform.h"
 
@@ -132,16 +134,20 @@ std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixel
         }
         if (!runs.take(run)) break;
         const std::size_t count = std::min(run.count, pixelCount - position);
-        if (run.grey != 0) fillRun(pixels + position, count, static_cast<unsigned char>(run.grey << 1 | 1));
+        if (run.grey != 0) fillRun(pixels + position, count, decodedGrey(run.grey));
         position += count;
     }
     return position;
 }
 
-long long codedPixels(RunReader& runs) {
-    long long pixels = 0;
-    for (Run run{}; runs.take(run);) pixels += static_cast<long long>(run.count);
-    return pixels;
+void addUp(RunReader& runs, RunTotals& totals) {
+    RunTotals sum = totals;  // where the loop keeps it in registers
+    for (Run run{}; runs.take(run); ++sum.runs) {
+        const auto count = static_cast<long long>(run.count);
+        sum.pixels += count;
+        if (decodedGrey(run.grey) > vndlp::kLitThreshold) sum.litPixels += count;
+    }
+    totals = sum;
 }
 
 }  // namespace CTB

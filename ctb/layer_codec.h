@@ -13,6 +13,7 @@
 
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,7 +22,7 @@
 namespace CTB {
 
 /// Bytes of the longest code of one run.
-constexpr std::size_t kLongestRunCode = 5;
+constexpr std::size_t kMaxRunBytes = 5;
 /// Pixels of the longest run that has a length in its code.
 constexpr std::size_t kLongestRun = 0x0FFFFFFF;
 /// Pixels of the longest run whose length takes one byte.
@@ -109,7 +110,7 @@ private:
 /// Writes the code of one run.
 /// \param grey  seven bits.
 /// \param count pixels, at least 1.
-/// \param out   room for `kLongestRunCode` bytes.
+/// \param out   room for `kMaxRunBytes` bytes.
 /// \return the end of what was written.
 unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out);
 
@@ -122,7 +123,50 @@ void makeBlack(std::vector<unsigned char>& pixels, std::size_t count);
 /// \return the number of pixels the code covers, up to `pixelCount`.
 std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixelCount);
 
-/// Adds up the runs of a code without decoding it.
-long long codedPixels(RunReader& runs);
+/// What runs add up to.
+struct RunTotals {
+    long long runs = 0;
+    long long pixels = 0;
+    long long litPixels = 0;  ///< those above `vndlp::kLitThreshold` when decoded
+};
+
+/// Adds up the runs that are left, without decoding them.
+void addUp(RunReader& runs, RunTotals& totals);
+
+/// The grey of a pixel that was stored in seven bits.
+constexpr unsigned char decodedGrey(unsigned int grey) {
+    return static_cast<unsigned char>(grey == 0 ? 0 : grey << 1 | 1);
+}
+
+/// Cuts runs at the ends of rows and calls `take(row, column, count, grey)` with the parts.
+template <class Take>
+class RowCutter {
+public:
+    RowCutter(std::size_t width, std::size_t height, Take& take)
+        : m_width(width), m_height(width == 0 ? 0 : height), m_take(take) {}
+
+    /// \return false once all rows are complete.
+    bool take(const Run& run) {
+        for (std::size_t left = run.count; left > 0 && m_row < m_height;) {
+            const std::size_t count = std::min(left, m_width - m_column);
+            m_take(m_row, m_column, count, run.grey);
+            left -= count;
+            m_column += count;
+            if (m_column < m_width) break;
+            m_column = 0;
+            ++m_row;
+        }
+        return m_row < m_height;
+    }
+    /// Pixels taken so far.
+    [[nodiscard]] std::size_t position() const { return m_row * m_width + m_column; }
+
+private:
+    std::size_t m_width;
+    std::size_t m_height;
+    Take& m_take;
+    std::size_t m_row = 0;
+    std::size_t m_column = 0;
+};
 
 }  // namespace CTB

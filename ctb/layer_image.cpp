@@ -1,10 +1,10 @@
 #include <vndlp/ctb.h>
 
+#include "ctb/encoded_data.h"
 #include "ctb/image_limits.h"
 #include "ctb/layer_codec.h"
 #include "ctb/record_io.h"
 #include "ctb/scramble.h"
-#include "ctb/stored_code.h"
 #include "io/report.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 /// Hands a layer's code to `take`, see `readPieces`. \return false, with an error line, when the file does not hold the
 /// whole code; what is there is taken.
 template <class Take>
-bool readCode(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, Take&& take) {
+bool readEncoded(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, Take&& take) {
     if (layer.dataSize == 0) return true;
     const std::string what = "the image of layer " + std::to_string(layerIndex);
     if (file == nullptr) {
@@ -31,12 +31,12 @@ bool readCode(FileRead* file, const LayerDef& layer, unsigned int layerIndex, un
     return held == layer.dataSize;
 }
 
-/// Reads and decodes a layer's code into pixels that are all 0. \return as `readCode`.
+/// Reads and decodes a layer's code into pixels that are all 0. \return as `readEncoded`.
 bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, unsigned char* pixels,
                 std::size_t size) {
     PixelDecoder decoder(pixels, size);
-    return readCode(file, layer, layerIndex, key,
-                    [&decoder](const unsigned char* code, std::size_t bytes) { return decoder.take(code, bytes); });
+    return readEncoded(file, layer, layerIndex, key,
+                       [&decoder](const unsigned char* code, std::size_t bytes) { return decoder.take(code, bytes); });
 }
 
 }  // namespace
@@ -80,21 +80,16 @@ int LayerDef::decodeCtbImageInto(unsigned char* pixels, std::size_t size, unsign
 }
 
 long long LayerDef::codedPixelCount(unsigned int layerIndex, unsigned int key) {
-    long long pixels = 0;
-    std::size_t left = 0;
-    const bool whole =
-        readCode(openFileRead(), *this, layerIndex, key, [&](const unsigned char* code, std::size_t bytes) {
-            RunReader runs(code, bytes);
-            pixels += codedPixels(runs);
-            left = runs.left();
-            return bytes - left;
-        });
-    return whole && left == 0 ? pixels : -1;
+    RunCounter counter;
+    const bool complete =
+        readEncoded(openFileRead(), *this, layerIndex, key,
+                    [&counter](const unsigned char* piece, std::size_t size) { return counter.take(piece, size); });
+    return complete && !counter.isCutOff() ? counter.totals().pixels : -1;
 }
 
 void LayerDef::addRep(unsigned int& count, unsigned char& value, std::vector<unsigned char>& out) {
     if (count == 0) return;
-    unsigned char code[kLongestRunCode];
+    unsigned char code[kMaxRunBytes];
     out.insert(out.end(), code, putRun(value, count, code));
     if (count > 1) value |= 0x80;
 }

@@ -20,13 +20,24 @@ constexpr std::uint32_t littleEndian(std::uint32_t value) {
     return value >> 24 | (value >> 8 & 0xFF00) | (value << 8 & 0xFF0000) | value << 24;
 }
 
+ScramblingConstants constants = kBuiltConstants;
+
 }  // namespace
+
+void setScramblingConstants(const ScramblingConstants& values) { constants = values; }
+
+ScramblingConstants scramblingConstants() { return constants; }
+
+bool areScramblingConstantsIllustrative() {
+    const ScramblingConstants& from = kIllustrativeConstants;
+    return constants.km == from.km && constants.ks == from.ks && constants.lm == from.lm && constants.ls == from.ls;
+}
 
 void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size, std::size_t offset) {
     constexpr std::size_t kWord = kScrambledWord;
     if (key == 0) return;
-    const std::uint32_t step = wrappingDifference(wrappingProduct(key, kKeyFactor), kKeySubtrahend);
-    std::uint32_t state = wrappingDifference(wrappingProduct(layerIndex, kLayerFactor), kLayerSubtrahend);
+    const std::uint32_t step = wrappingDifference(wrappingProduct(key, constants.km), constants.ks);
+    std::uint32_t state = wrappingDifference(wrappingProduct(layerIndex, constants.lm), constants.ls);
     state = wrappingProduct(state, step);
     state = wrappingSum(state, wrappingProduct(static_cast<std::uint32_t>(offset / kWord), step));
     const std::size_t words = size / kWord;

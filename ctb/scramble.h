@@ -9,10 +9,10 @@ namespace CTB {
 
 /// Scrambles or, the operation being its own inverse, unscrambles a layer code in place. A key of 0 changes nothing.
 ///
-/// With the four constants of the build and unsigned 32-bit arithmetic:
+/// With the four constants and unsigned 32-bit arithmetic:
 ///
-///     step  = key * KM - KS
-///     state = (layerIndex * LM - LS) * step
+///     step  = key * km - ks
+///     state = (layerIndex * lm - ls) * step
 ///     for each four bytes: XOR them with state, least significant byte first; state += step
 ///
 /// \param offset of `data` in the code, where that comes in pieces: whole words.

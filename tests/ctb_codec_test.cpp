@@ -179,6 +179,30 @@ TEST(LayerScrambling, GivesTheBytesOfTheDefaultConstants) {
     EXPECT_EQ(crypt(255, 1, {0x80, 0x05, 0x40, 0xFF, 0x06}), (Bytes{0xE4, 0x97, 0x78, 0xE9, 0x90}));
 }
 
+TEST(LayerScrambling, TakesItsConstantsAtRunTimeAndTellsIllustrativeOnes) {
+    const auto crypt = CTB::CTBWrite::LayerRleCrypt;
+    const CTB::ScramblingConstants built = CTB::scramblingConstants();
+    EXPECT_EQ(CTB::areScramblingConstantsIllustrative(), kDefaultConstants);
+    const Bytes zeros(10);
+    const Bytes before = crypt(255, 1, zeros);
+    // step = 255 * 3 - 5 = 760, state = (1 * 7 - 2) * 760 = 3800
+    CTB::setScramblingConstants({3, 5, 7, 2});
+    EXPECT_FALSE(CTB::areScramblingConstantsIllustrative());
+    EXPECT_EQ(crypt(255, 1, zeros), Bytes().le(3800, 4).le(4560, 4).le(5320, 2));
+    EXPECT_EQ(CTB::scramblingConstants().lm, 7u);
+    for (unsigned CTB::ScramblingConstants::*member : {&CTB::ScramblingConstants::km, &CTB::ScramblingConstants::ks,
+                                                       &CTB::ScramblingConstants::lm, &CTB::ScramblingConstants::ls}) {
+        CTB::ScramblingConstants other{0x1A2B3C4D, 0x5E6F7081, 0x2468ACE1, 0x13579BDF};
+        CTB::setScramblingConstants(other);
+        EXPECT_TRUE(CTB::areScramblingConstantsIllustrative());
+        ++(other.*member);
+        CTB::setScramblingConstants(other);
+        EXPECT_FALSE(CTB::areScramblingConstantsIllustrative());
+    }
+    CTB::setScramblingConstants(built);
+    EXPECT_EQ(crypt(255, 1, zeros), before);
+}
+
 TEST_F(LayerCodeTest, IsScrambledLikeThePlainLoopAtEverySizeWhichUndoesItself) {
     std::mt19937 random(7);
     for (std::size_t size = 0; size < 70; ++size) {

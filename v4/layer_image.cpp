@@ -1,6 +1,6 @@
 #include <vndlp/v4.h>
 
-#include "ctb/scramble.h"
+#include "ctb/encoded_data.h"
 #include "v4/layer_runs.h"
 
 namespace VNDLPV4 {
@@ -56,9 +56,9 @@ std::vector<unsigned char> LayerDef::encodeImageSubZone(const unsigned char* pix
 }
 
 long long LayerDef::codedPixels(const std::vector<unsigned char>& code) {
-    CTB::RunReader runs(code.data(), code.size());
-    const long long pixels = CTB::codedPixels(runs);
-    return runs.left() == 0 ? pixels : -1;
+    CTB::RunCounter counter;
+    counter.take(code.data(), code.size());
+    return counter.isCutOff() ? -1 : counter.totals().pixels;
 }
 
 std::vector<unsigned char> LayerDef::beadMaskOfCode(const std::vector<unsigned char>& code, unsigned int width,

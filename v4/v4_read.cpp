@@ -1,9 +1,8 @@
 #include <vndlp/ctb.h>
+#include "ctb/encoded_data.h"
 #include "ctb/image_limits.h"
-#include "ctb/layer_codec.h"
 #include "ctb/open_file.h"
 #include "ctb/record_io.h"
-#include "ctb/stored_code.h"
 #include "io/report.h"
 #include "v4/record_fields.h"
 
@@ -38,47 +37,6 @@ std::unique_ptr<SlicerInfo> unreadSlicerInfo() {
 }
 
 std::string layerText(int layerIndex) { return "the image of layer " + std::to_string(layerIndex); }
-
-/// Collects decoded runs into rows and hands each full row on.
-class RowFiller {
-public:
-    RowFiller(unsigned int width, unsigned int height, const RowSink& rows)
-        : m_row(width), m_height(height), m_rows(rows) {}
-
-    /// \return false once all rows are full.
-    bool take(const CTB::Run& run) {
-        const auto value = static_cast<unsigned char>(run.grey == 0 ? 0 : run.grey << 1 | 1);
-        for (std::size_t left = run.count; left > 0 && m_next < m_height;) {
-            const std::size_t count = std::min(left, m_row.size() - m_filled);
-            std::memset(m_row.data() + m_filled, value, count);
-            m_filled += count;
-            left -= count;
-            if (m_filled == m_row.size()) hand();
-        }
-        return m_next < m_height;
-    }
-
-    /// Hands on what rows are left, 0 where nothing was decoded.
-    void finish() {
-        while (m_next < m_height) {
-            std::fill(m_row.begin() + static_cast<std::ptrdiff_t>(m_filled), m_row.end(),
-                      static_cast<unsigned char>(0));
-            hand();
-        }
-    }
-
-private:
-    void hand() {
-        m_rows(m_next++, m_row.data());
-        m_filled = 0;
-    }
-
-    std::vector<unsigned char> m_row;
-    std::size_t m_filled = 0;
-    unsigned int m_next = 0;
-    unsigned int m_height;
-    const RowSink& m_rows;
-};
 
 }  // namespace
 
@@ -301,11 +259,18 @@ int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* laye
         return bytes;
     });
     if (header == nullptr || layer == nullptr || header->resolutionX == 0) return whole ? kDone : kFailed;
-    RowFiller filler(header->resolutionX, header->resolutionY, rows);
-    CTB::RunReader runs(code.data(), code.size());
-    for (CTB::Run run{}; runs.take(run) && filler.take(run);) {
-    }
-    filler.finish();
+    std::vector<unsigned char> row(header->resolutionX);
+    unsigned int next = 0;
+    const auto hand = [&] {
+        rows(next++, row.data());
+        std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
+    };
+    CTB::takeRowRuns({code.data(), code.size(), 0, 0}, row.size(), header->resolutionY,
+                     [&](std::size_t /*row*/, std::size_t column, std::size_t count, unsigned int grey) {
+                         std::memset(row.data() + column, CTB::decodedGrey(grey), count);
+                         if (column + count == row.size()) hand();
+                     });
+    while (next < header->resolutionY) hand();
     return whole ? kDone : kFailed;
 }
 

@@ -52,6 +52,23 @@ constexpr unsigned int kMostPreviewPixels = 1u << 24;
 /// Pixels of the longest side of an image that is decoded.
 constexpr unsigned int kLongestImageSide = 65535;
 
+/// The constants of the layer scrambling: a file for a real machine needs that machine's.
+struct ScramblingConstants {
+    unsigned int km;  ///< factor of the key
+    unsigned int ks;  ///< subtracted from the key's product
+    unsigned int lm;  ///< factor of the layer index
+    unsigned int ls;  ///< subtracted from the layer index's product
+};
+/// Sets the constants with which all layers of CTB and V4 files that have a key are scrambled and unscrambled from now
+/// on. They are the process's: call it before any file is read or written, and not while another thread does either.
+/// Until then they are those the library was built with.
+VNDLP_API void setScramblingConstants(const ScramblingConstants& values);
+/// The constants in use.
+VNDLP_API ScramblingConstants scramblingConstants();
+/// True for the constants that only illustrate the algorithm, which no machine has: those of a library that was built
+/// without others.
+VNDLP_API bool areScramblingConstantsIllustrative();
+
 /// The streams a record reads from and writes to. They belong to the record's owner, must outlive every use of the
 /// record, and are neither closed nor repositioned by it except where a record says so. A copy of a record refers to
 /// the same streams. Without an open stream, reading and writing do nothing.
