@@ -11,6 +11,7 @@
 #include <vndlp/export.h>
 #include <vndlp/formats.h>
 #include <vndlp/image.h>
+#include <vndlp/job_check.h>
 #include <vndlp/mesh.h>
 #include <vndlp/print_time.h>
 #include <vndlp/streams.h>
