@@ -40,7 +40,7 @@ protected:
         std::vector<std::string> found;
         for (const auto& entry : fs::directory_iterator(".")) {
             const std::string name = entry.path().filename().string();
-            if (name != ".stdout" && name != ".stderr") found.push_back(name);
+            if (name[0] != '.') found.push_back(name);
         }
         std::sort(found.begin(), found.end());
         EXPECT_EQ(found, names);

@@ -49,15 +49,20 @@ private:
     std::filesystem::path m_path;
 };
 
-/// Runs `vndlp ARGUMENTS` through the shell in the current folder; `before` stands in front of the command.
-inline Outcome runProgram(const std::string& arguments, const std::string& before = "") {
-    const std::string command = before + VNDLP_PROGRAM " " + arguments + " >.stdout 2>.stderr </dev/null";
-    const int raw = std::system(command.c_str());
+/// Runs shell commands in the current folder.
+inline Outcome runShell(const std::string& commands) {
+    std::ofstream(".commands") << commands << "\n";
+    const int raw = std::system("sh .commands >.stdout 2>.stderr </dev/null");
     Outcome outcome;
     outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
     outcome.output = textOf(".stdout");
     outcome.error = textOf(".stderr");
     return outcome;
+}
+
+/// Runs `vndlp ARGUMENTS`; `before` stands in front of the command.
+inline Outcome runProgram(const std::string& arguments, const std::string& before = "") {
+    return runShell(before + "exec " VNDLP_PROGRAM " " + arguments);
 }
 
 /// What `info` tells of a file and its layers.
