@@ -1,19 +1,29 @@
 #include "io/platform.h"
 
 #if defined(_WIN32)
+#define NOMINMAX
+#include <io.h>
+#include <windows.h>
 #include <filesystem>
 #include <string>
 #else
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <unistd.h>
 #endif
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 
 namespace vndlp::platform {
+
+namespace {
+constexpr std::size_t kMaxReadBytes = std::size_t{1} << 30;  // at once, as every system can
+}
 
 #if defined(_WIN32)
 
@@ -31,6 +41,22 @@ std::FILE* openFile(const char* path, const char* mode) {
 int seek(std::FILE* stream, long long offset, int origin) { return _fseeki64(stream, offset, origin); }
 
 long long tell(std::FILE* stream) { return _ftelli64(stream); }
+
+std::size_t readAt(std::FILE* stream, long long offset, void* to, std::size_t size) {
+    const auto file = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+    std::size_t done = 0;
+    while (done < size) {
+        const auto from = static_cast<unsigned long long>(offset) + done;
+        OVERLAPPED place{};
+        place.Offset = static_cast<DWORD>(from);
+        place.OffsetHigh = static_cast<DWORD>(from >> 32);
+        DWORD now = 0;
+        const auto wanted = static_cast<DWORD>(std::min(size - done, kMaxReadBytes));
+        if (!ReadFile(file, static_cast<char*>(to) + done, wanted, &now, &place) || now == 0) break;
+        done += now;
+    }
+    return done;
+}
 
 int removeFile(const char* path) { return _wremove(nativePath(path).c_str()); }
 
@@ -51,6 +77,18 @@ std::FILE* openFile(const char* path, const char* mode) {
 int seek(std::FILE* stream, long long offset, int origin) { return fseeko(stream, static_cast<off_t>(offset), origin); }
 
 long long tell(std::FILE* stream) { return static_cast<long long>(ftello(stream)); }
+
+std::size_t readAt(std::FILE* stream, long long offset, void* to, std::size_t size) {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t now = pread(fileno(stream), static_cast<char*>(to) + done, std::min(size - done, kMaxReadBytes),
+                                  static_cast<off_t>(offset) + static_cast<off_t>(done));
+        if (now < 0 && errno == EINTR) continue;
+        if (now <= 0) break;
+        done += static_cast<std::size_t>(now);
+    }
+    return done;
+}
 
 int removeFile(const char* path) { return std::remove(path); }
 

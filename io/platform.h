@@ -24,6 +24,10 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 /// 64-bit ftell; -1 on failure.
 [[nodiscard]] long long tell(std::FILE* stream);
 
+/// Reads `size` bytes at an offset, whatever the position and leaving it alone, with bytes that are not yet in the
+/// stream's own buffer; several threads may do so at once. \return the number read, fewer at the end or on failure.
+[[nodiscard]] std::size_t readAt(std::FILE* stream, long long offset, void* to, std::size_t size);
+
 /// Deletes a file by its UTF-8 name; 0 on success.
 int removeFile(const char* path);
 

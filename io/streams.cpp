@@ -1,5 +1,6 @@
 #include <vndlp/streams.h>
 
+#include "io/byte_source.h"
 #include "io/platform.h"
 #include "io/running_sum.h"
 
@@ -12,6 +13,7 @@ namespace vndlp {
 
 namespace {
 
+constexpr std::size_t kBufferBytes = 16384;
 constexpr unsigned int kLongestText = 65536;  // bytes; a longer count is a null mark or damage
 
 template <class Value>
@@ -29,50 +31,66 @@ void changeByteOrder(char* data, int n) {
 }
 
 FileRead::FileRead()
-    : m_hostOrder(byteOrderJudge()), m_fileOrder(byteOrderJudge()), m_stream(nullptr), m_fileLength(0) {}
+    : m_hostOrder(byteOrderJudge()),
+      m_fileOrder(byteOrderJudge()),
+      m_fileLength(0),
+      m_position(0),
+      m_window(nullptr),
+      m_windowBegin(0),
+      m_windowEnd(0) {}
 
 FileRead::FileRead(std::string path, int mode) : FileRead() { open(std::move(path), mode); }
 
-FileRead::~FileRead() { close(); }
+FileRead::~FileRead() = default;
 
 int FileRead::open(std::string path, int /*mode*/) {
-    if (m_stream != nullptr) std::fclose(m_stream);
-    m_stream = platform::openFile(path.c_str(), "rb");
-    if (m_stream == nullptr) return -1;
-    const bool measured = platform::seek(m_stream, 0, SEEK_END) == 0;
-    m_fileLength = measured ? std::max(platform::tell(m_stream), 0LL) : 0;
-    std::rewind(m_stream);
-    m_fileName = std::move(path);
+    // what is open is closed first: it may be the same file, on a system that lends it once
+    m_source.reset();
+    SharedSource source = openFileSource(path.c_str());
+    return openSource(std::move(source), std::move(path));
+}
+
+int FileRead::openMemory(const void* data, std::size_t size) {
+    m_source.reset();
+    return data == nullptr && size != 0 ? -1 : openSource(memorySource(data, size), {});
+}
+
+int FileRead::openSource(std::shared_ptr<const ByteSource> source, std::string name) {
+    m_source = std::move(source);
+    if (m_source == nullptr) return -1;
+    m_fileLength = m_source->size();
+    m_position = 0;
+    m_window = m_source->data();
+    m_windowBegin = 0;
+    m_windowEnd = m_window == nullptr ? 0 : m_fileLength;
+    m_fileName = std::move(name);
     return 0;
 }
 
 int FileRead::close() {
-    if (m_stream == nullptr) return -1;
-    std::fclose(m_stream);
-    m_stream = nullptr;
+    if (m_source == nullptr) return -1;
+    m_source.reset();
     m_fileLength = 0;
     return 0;
 }
 
-bool FileRead::isOpenFile() { return m_stream != nullptr; }
+bool FileRead::isOpenFile() { return m_source != nullptr; }
 
 std::string FileRead::fileName() { return m_fileName; }
 
-long long FileRead::fileLength() { return m_stream == nullptr ? -1 : m_fileLength; }
+long long FileRead::fileLength() { return m_source == nullptr ? -1 : m_fileLength; }
 
-long long FileRead::currentPosition() { return m_stream == nullptr ? -1 : platform::tell(m_stream); }
+long long FileRead::currentPosition() { return m_source == nullptr ? -1 : m_position; }
 
-long long FileRead::remaining() {
-    return m_stream == nullptr ? 0 : std::max(m_fileLength - platform::tell(m_stream), 0LL);
-}
+long long FileRead::remaining() { return m_source == nullptr ? 0 : std::max(m_fileLength - m_position, 0LL); }
 
 long long FileRead::seek(long long offset, int whence) {
-    if (m_stream == nullptr) return -1;
-    const long long base = whence == 0 ? 0 : whence == 2 ? m_fileLength : platform::tell(m_stream);
-    // base lies within 0 .. length, so both differences are free of overflow
-    if (offset < -base || offset > m_fileLength - base) return -2;
-    if (platform::seek(m_stream, base + offset, SEEK_SET) != 0) return -2;
-    return base + offset;
+    if (m_source == nullptr) return -1;
+    const long long base = whence == 0 ? 0 : whence == 2 ? m_fileLength : m_position;
+    // neither base nor length is negative, so both differences are free of overflow
+    if (offset < -base || offset > m_fileLength - base || m_source->isSequential()) return -2;
+    m_position = base + offset;
+    return m_position;
 }
 
 long long FileRead::skipRawData(long long n) { return seek(n, 1); }
@@ -83,7 +101,32 @@ long long FileRead::readRawData(char* buf, int n) {
 }
 
 std::size_t FileRead::readBytes(unsigned char* buf, std::size_t size) {
-    return m_stream == nullptr || size == 0 ? 0 : std::fread(buf, 1, size, m_stream);
+    if (m_source == nullptr || size == 0) return 0;
+    if (m_position < m_windowBegin || m_position >= m_windowEnd) return readPastWindow(buf, size);
+    const auto held = static_cast<std::size_t>(m_windowEnd - m_position);
+    const std::size_t taken = std::min(size, held);
+    std::memcpy(buf, m_window + (m_position - m_windowBegin), taken);
+    m_position += static_cast<long long>(taken);
+    return taken == size ? size : taken + readPastWindow(buf + taken, size - taken);
+}
+
+/// Reads at the position, where no byte is at hand: little through the buffer, which is filled anew, much at once.
+std::size_t FileRead::readPastWindow(unsigned char* buf, std::size_t size) {
+    if (m_source->data() != nullptr) return 0;
+    if (size >= kBufferBytes || m_source->isSequential()) {
+        const std::size_t taken = m_source->readAt(m_position, buf, size);
+        m_position += static_cast<long long>(taken);
+        return taken;
+    }
+    m_buffer.resize(kBufferBytes);
+    const std::size_t held = m_source->readAt(m_position, m_buffer.data(), kBufferBytes);
+    const std::size_t taken = std::min(size, held);
+    std::memcpy(buf, m_buffer.data(), taken);
+    m_window = m_buffer.data();
+    m_windowBegin = m_position;
+    m_windowEnd = m_position + static_cast<long long>(held);
+    m_position += static_cast<long long>(taken);
+    return taken;
 }
 
 void FileRead::setFileByteOrder(BYTEORDER order) { m_fileOrder = order; }
@@ -133,6 +176,8 @@ VNDLP_READ_OPERATOR(short)
 VNDLP_READ_OPERATOR(unsigned short)
 VNDLP_READ_OPERATOR(int)
 VNDLP_READ_OPERATOR(unsigned int)
+VNDLP_READ_OPERATOR(long)
+VNDLP_READ_OPERATOR(unsigned long)
 VNDLP_READ_OPERATOR(long long)
 VNDLP_READ_OPERATOR(unsigned long long)
 VNDLP_READ_OPERATOR(float)
@@ -142,10 +187,14 @@ VNDLP_READ_OPERATOR(double)
 
 std::string FileRead::readString(unsigned int length) {
     if (length == 0) return {};
-    // the length is a promise of the file: never allocate more than the file still holds
-    const auto held = static_cast<std::size_t>(std::min<long long>(length, remaining()));
-    std::string value(held, '\0');
-    value.resize(readBytes(reinterpret_cast<unsigned char*>(value.data()), held));
+    // the length is a promise of the file: no more is allocated than arrives, however long the file was when measured
+    std::string value;
+    for (std::size_t wanted = 0; value.size() == wanted && wanted < length;) {
+        const std::size_t held = value.size();
+        wanted = std::min<std::size_t>(length, held + kLongestText);
+        value.resize(wanted);
+        value.resize(held + readBytes(reinterpret_cast<unsigned char*>(value.data()) + held, wanted - held));
+    }
     // zeros stand for what is missing, as in every short read; a cut magic must not pass for a shorter one
     if (value.size() == length || length <= kLongestText) value.resize(length - 1);
     return value;
@@ -343,6 +392,8 @@ VNDLP_WRITE_OPERATOR(short)
 VNDLP_WRITE_OPERATOR(unsigned short)
 VNDLP_WRITE_OPERATOR(int)
 VNDLP_WRITE_OPERATOR(unsigned int)
+VNDLP_WRITE_OPERATOR(long)
+VNDLP_WRITE_OPERATOR(unsigned long)
 VNDLP_WRITE_OPERATOR(long long)
 VNDLP_WRITE_OPERATOR(unsigned long long)
 VNDLP_WRITE_OPERATOR(float)

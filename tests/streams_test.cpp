@@ -1,3 +1,4 @@
+#include "io/byte_source.h"
 #include "support/bytes.h"
 #include "support/files.h"
 
@@ -5,8 +6,15 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
+#include <random>
+#include <thread>
+#include <tuple>
 #include <typeinfo>
+#if defined(__linux__)
+#include <unistd.h>
+#endif
 
 namespace vndlp::test {
 namespace {
@@ -72,6 +80,8 @@ TEST_F(TypedTest, FileOrderIsTheHostsUntilSetAndFixedOrdersIgnoreIt) {
         check(o, 0x82345678U, &FileWrite::writeUint32, &FileRead::readUint32);
         check(o, -4LL, &FileWrite::writeInt64, &FileRead::readInt64);
         check(o, 0x823456789ABCDEF0ULL, &FileWrite::writeUint64, &FileRead::readUint64);
+        check(o, std::int64_t{-5});
+        check(o, std::uint64_t{1} << 63);
         check(o, 1.1F, &FileWrite::writeFloat, &FileRead::readFloat);
         check(o, -2.2, &FileWrite::writeDouble, &FileRead::readDouble);
         check(BigEndian, short{-2}, &FileWrite::writeBigEndianInt16, &FileRead::readBigEndianInt16);
@@ -150,6 +160,78 @@ TEST_F(StreamsTest, ReadPositionsStayInsideTheFile) {
     EXPECT_EQ((Codes{in.skipRawData(-6), in.skipRawData(-1), in.skipRawData(11)}), (Codes{0, -2, -2}));
     EXPECT_EQ((Codes{in.skipRawData(10), in.remaining()}), (Codes{10, 0}));
 }
+
+TEST_F(StreamsTest, MemoryAndCallbacksAreReadLikeFiles) {
+    std::mt19937 random(5);
+    Bytes bytes(50000);
+    for (unsigned char& byte : bytes) byte = static_cast<unsigned char>(random());
+    // a callback may give less than it is asked for
+    const ReadCallback some = [](void* context, std::int64_t offset, void* to, std::size_t size) -> std::int64_t {
+        const Bytes& all = *static_cast<const Bytes*>(context);
+        const std::size_t now = std::min<std::size_t>(size, 777);
+        std::memcpy(to, all.data() + offset, now);
+        return static_cast<std::int64_t>(now);
+    };
+    FileRead file(writeFile(path("noise"), bytes));
+    FileRead memory;
+    FileRead called;
+    EXPECT_EQ((Codes{memory.openMemory(bytes.data(), bytes.size()),
+                     called.openSource(callbackSource(some, &bytes, std::ssize(bytes)), "called")}),
+              Codes(2));
+    EXPECT_EQ((Texts{file.fileName(), memory.fileName(), called.fileName()}), (Texts{path("noise"), "", "called"}));
+    for (int round = 0; round < 300; ++round) {
+        const long long target = static_cast<long long>(random() % 52000) - 1000;
+        const std::size_t size = random() % (round % 3 == 0 ? 40000 : 40);
+        const auto outcome = [&](FileRead& in) {
+            Bytes read(size + 2);
+            const long long moved = in.seek(target, 0);
+            const auto got = static_cast<long long>(in.readBytes(read.data(), size));
+            in >> read[size];
+            return std::tuple(moved, got, in.currentPosition(), in.remaining(), read);
+        };
+        const auto expected = outcome(file);
+        ASSERT_EQ(outcome(memory), expected) << target << " " << size;
+        ASSERT_EQ(outcome(called), expected) << target << " " << size;
+    }
+    EXPECT_EQ((Codes{memory.openMemory(nullptr, 0), memory.fileLength(), memory.readChar(),
+                     memory.openMemory(nullptr, 1), memory.fileLength()}),
+              (Codes{0, 0, 0, -1, -1}));
+    const ReadCallback failing = [](void*, std::int64_t, void*, std::size_t) -> std::int64_t { return -1; };
+    EXPECT_EQ(called.openSource(callbackSource(failing, nullptr, 8), ""), 0);
+    EXPECT_EQ(called.readUint64(), 0U);
+}
+
+#if defined(__linux__)
+/// Strings were cut to the length measured at opening, which a file that grows and a pipe exceed.
+TEST_F(StreamsTest, StringsAreReadAsFarAsBytesArrive) {
+    std::string text(100000, 'x');
+    const std::string grown = writeFile(path("grown"), Bytes().u32(7));
+    FileRead in(grown);
+    FileWrite out(path("tail"));
+    out.writeStdString(text);
+    out.writeStdStringAsQAnsic(text.assign("abc"));
+    out.close();
+    const Bytes tail = readFile(path("tail"));
+    writeFile(grown, Bytes().u32(7).raw(tail));
+    EXPECT_EQ(in.readBigEndianUint32(), 7U);
+    EXPECT_EQ((Texts{in.readStdString(), in.readQAnsicString()}), (Texts{std::string(100000, 'x'), "abc"}));
+
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    std::thread writer([&] {
+        for (std::size_t at = 0; at < tail.size(); at += 5000) {
+            const std::size_t size = std::min<std::size_t>(5000, tail.size() - at);
+            EXPECT_EQ(write(ends[1], tail.data() + at, size), static_cast<long>(size));
+        }
+        close(ends[1]);
+    });
+    FileRead piped("/dev/fd/" + std::to_string(ends[0]));
+    EXPECT_EQ((Texts{piped.readStdString(), piped.readQAnsicString()}), (Texts{std::string(100000, 'x'), "abc"}));
+    EXPECT_EQ((Codes{piped.seek(0, 0), piped.readChar()}), (Codes{-2, 0}));
+    writer.join();
+    close(ends[0]);
+}
+#endif
 
 TEST_F(StreamsTest, CallsWithoutAFileFail) {
     FileRead in(path("missing"), 0);

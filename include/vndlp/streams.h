@@ -1,7 +1,8 @@
 /// \file streams.h
 /// Typed binary file input and output with a selectable byte order: the only way the library touches a slice file.
 ///
-/// Three families of typed access exist, each reading or writing exactly the value's width:
+/// Three families of typed access exist, each reading or writing exactly the value's width (a `long` has that of the
+/// system: 4 or 8 bytes):
 /// - *file order* (`readInt16`, `operator>>`, `writeInt16`, `operator<<`, ...): the order set by `setFileByteOrder`,
 ///   which is the host's until that is called;
 /// - *fixed big-endian* (`readBigEndianInt16`, ...) and *fixed little-endian* (`readLittleEndianInt16`, ...): whatever
@@ -20,6 +21,8 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace VNDLPV4 {
 class VNDLPV4Write;
@@ -43,13 +46,17 @@ VNDLP_API void changeByteOrder(char* data, int n);
 
 class RunningSum;
 
-/// Reads one binary file. Owns its C stream and closes it on destruction; cannot be copied.
+class ByteSource;
+
+/// Reads one binary file, or memory as if it were a file. Owns what it has opened and closes it on destruction; cannot
+/// be copied.
 class VNDLP_API FileRead {
 public:
     /// No file; both byte orders are the host's.
     FileRead();
     /// Opens `path` at once; test `isOpenFile` for the result. `mode` is ignored.
     FileRead(std::string path, int mode);
+    explicit FileRead(std::string path) : FileRead(std::move(path), 0) {}
     ~FileRead();
     FileRead(const FileRead&) = delete;
     FileRead& operator=(const FileRead&) = delete;
@@ -59,14 +66,22 @@ public:
     /// \param mode ignored.
     /// \return 0, or -1 when the file cannot be opened (or is a directory); no file is open then, and the stored name
     ///         keeps its value.
-    int open(std::string path, int mode);
+    int open(std::string path, int mode = 0);
+    /// Reads from memory as if it were a file, closing the current one first.
+    /// \param data the file's bytes, which must stay as they are until the stream is closed; null only where `size` is
+    /// 0. \return 0; -1 for a null `data` with bytes (no file is open then). The stored name becomes empty.
+    int openMemory(const void* data, std::size_t size);
+    /// The library's own way to share one open file between readers: `ByteSource` is not exported.
+    /// \param name what `fileName` tells. \return 0; -1 for null.
+    int openSource(std::shared_ptr<const ByteSource> source, std::string name);
     /// Closes the file. \return 0, or -1 when none is open.
     int close();
     /// True while a file is open.
     bool isOpenFile();
     /// The path given to the last successful `open`.
     std::string fileName();
-    /// Length of the file in bytes as measured by `open`; -1 when none is open.
+    /// Length of the file in bytes as measured by `open`; -1 when none is open. What a file gains later is read, too,
+    /// but not counted here; a pipe has 0.
     long long fileLength();
     /// Position of the next byte to read; -1 when no file is open.
     long long currentPosition();
@@ -121,6 +136,8 @@ public:
     FileRead& operator>>(unsigned short& value);
     FileRead& operator>>(int& value);
     FileRead& operator>>(unsigned int& value);
+    FileRead& operator>>(long& value);
+    FileRead& operator>>(unsigned long& value);
     FileRead& operator>>(long long& value);
     FileRead& operator>>(unsigned long long& value);
     FileRead& operator>>(float& value);
@@ -140,13 +157,19 @@ public:
 private:
     template <class Value>
     Value read(BYTEORDER order);
+    std::size_t readPastWindow(unsigned char* buf, std::size_t size);
     std::string readString(unsigned int length);
 
     BYTEORDER m_hostOrder;
     BYTEORDER m_fileOrder;
-    std::FILE* m_stream;
+    std::shared_ptr<const ByteSource> m_source;
     std::string m_fileName;
     long long m_fileLength;
+    long long m_position;
+    const unsigned char* m_window;  // bytes of the file that are at hand: of memory all of them
+    long long m_windowBegin;
+    long long m_windowEnd;
+    std::vector<unsigned char> m_buffer;
 };
 
 /// Writes one binary file. Owns its C stream and closes it on destruction; cannot be copied.
@@ -159,6 +182,7 @@ public:
     FileWrite();
     /// Opens `path` at once; test `isOpenFile` for the result. `mode` is ignored.
     FileWrite(std::string path, int mode);
+    explicit FileWrite(std::string path) : FileWrite(std::move(path), 0) {}
     ~FileWrite();
     FileWrite(const FileWrite&) = delete;
     FileWrite& operator=(const FileWrite&) = delete;
@@ -167,7 +191,7 @@ public:
     /// \param path file name, UTF-8.
     /// \param mode ignored.
     /// \return 0, or -1 when the file cannot be opened.
-    int open(std::string path, int mode);
+    int open(std::string path, int mode = 0);
     /// Closes the file. \return 0; -1 when none is open or when the stream has failed.
     int close();
     /// Hands buffered bytes to the system. \return 0; -1 when no file is open or when the stream has failed.
@@ -240,6 +264,8 @@ public:
     FileWrite& operator<<(unsigned short value);
     FileWrite& operator<<(int value);
     FileWrite& operator<<(unsigned int value);
+    FileWrite& operator<<(long value);
+    FileWrite& operator<<(unsigned long value);
     FileWrite& operator<<(long long value);
     FileWrite& operator<<(unsigned long long value);
     FileWrite& operator<<(float value);
