@@ -1,5 +1,5 @@
 # Installs the library (component library), its headers, its CMake package and its pkg-config file (component dev); the
-# program is tools/'s (component tools). All installed files can be moved together; CMAKE_INSTALL_*DIR may be absolute,
+# program is tools/'s (component tools), guides and examples are component doc. All installed files can be moved together; CMAKE_INSTALL_*DIR may be absolute,
 # and then stay where they say.
 
 include(CMakePackageConfigHelpers)
@@ -11,6 +11,17 @@ install(TARGETS vndlp EXPORT vndlp-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
 
+# beside a shared library a static one, where packages want both
+if(VNDLP_INSTALL_BOTH AND NOT VNDLP_IS_STATIC)
+  add_library(vndlp_archive STATIC $<TARGET_OBJECTS:vndlp>)
+  set_target_properties(vndlp_archive PROPERTIES OUTPUT_NAME vndlp LINKER_LANGUAGE CXX)
+  install(TARGETS vndlp_archive ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+endif()
+
+file(GLOB guides docs/*.md docs/*.svg docs/*.json)
+install(FILES ${guides} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvndlp-doc COMPONENT doc)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libvndlp-doc COMPONENT doc PATTERN "CMakeLists.txt" EXCLUDE)
+
 # only the mesh header the library was built with
 if(VNDLP_TRIMESH2_INCLUDE_DIR)
   set(unused_header PATTERN trimesh_compat.h EXCLUDE)
@@ -20,13 +31,10 @@ install(DIRECTORY include/vndlp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONEN
 
 # What the package needs of others. A shared library's private dependencies are its own affair.
 set(vndlp_static_libraries "")
-set(vndlp_static_modules "")
 if(VNDLP_IS_STATIC)
   get_property(vndlp_static_libraries GLOBAL PROPERTY VNDLP_PRIVATE_LIBRARIES)
-  get_property(vndlp_static_modules GLOBAL PROPERTY VNDLP_PRIVATE_MODULES)
 endif()
 list(JOIN vndlp_static_libraries " " vndlp_static_libraries)
-list(JOIN vndlp_static_modules ", " vndlp_static_modules)
 set(vndlp_with_trimesh2 OFF)
 if(VNDLP_TRIMESH2_INCLUDE_DIR)
   set(vndlp_with_trimesh2 ON)
@@ -73,8 +81,12 @@ set(pc_libs "-L\${libdir} -lvndlp")
 set(pc_private "")
 if(VNDLP_IS_STATIC)
   string(APPEND pc_cflags " -DVNDLP_STATIC")
-  if(vndlp_static_modules)
-    string(APPEND pc_private "Requires.private: ${vndlp_static_modules}\n")
+endif()
+if(VNDLP_IS_STATIC OR VNDLP_INSTALL_BOTH)
+  get_property(vndlp_private_modules GLOBAL PROPERTY VNDLP_PRIVATE_MODULES)
+  list(JOIN vndlp_private_modules ", " vndlp_private_modules)
+  if(vndlp_private_modules)
+    string(APPEND pc_private "Requires.private: ${vndlp_private_modules}\n")
   endif()
   # the C++ run time, for programs in C
   set(run_time ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})

@@ -1,4 +1,4 @@
-# Packages: `cpack -G DEB` makes the library's, its -dev and the program's; `cpack -G TGZ` one archive of all.
+# Packages: `cpack -G DEB` makes the library's, its -dev, the program's and the documents'; `cpack -G TGZ` one archive of all.
 
 set(CPACK_PACKAGE_NAME vndlp)
 set(CPACK_PACKAGE_VENDOR "vndlp developers")
@@ -7,10 +7,11 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
                                                 WORLD_READ WORLD_EXECUTE)
+# each package has a synopsis of its own, the first line of its description
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_COMPONENTS_ALL library dev doc)
 if(VNDLP_BUILD_TOOLS)
-  set(CPACK_COMPONENTS_ALL library dev tools)
-else()
-  set(CPACK_COMPONENTS_ALL library dev)
+  list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -38,8 +39,15 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libvndlp-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEV_DESCRIPTION
-    "slice files of resin 3D printers - development files\nHeaders, CMake package and pkg-config file of libvndlp, with which a slicer\nwrites and reads the files of masked-LCD and DLP printers.\n${about}")
+    "slice files of resin 3D printers - development files\nHeaders, static library, CMake package and pkg-config file of libvndlp, with\nwhich a slicer writes and reads the files of masked-LCD and DLP printers.\n${about}")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${exactly}")
+set(CPACK_DEBIAN_DEV_PACKAGE_SUGGESTS "libvndlp-doc")
+
+set(CPACK_DEBIAN_DOC_PACKAGE_NAME libvndlp-doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_DOC_DESCRIPTION
+    "slice files of resin 3D printers - guides and examples\nGuides to libvndlp and its program, the pages of the file formats, and small\ncomplete programs to copy from.\n${about}")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vndlp)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)

@@ -14,11 +14,11 @@ CFLAGS="$(dpkg-buildflags --get CFLAGS) $(dpkg-buildflags --get CPPFLAGS)" \
   LDFLAGS="$(dpkg-buildflags --get LDFLAGS)" \
   cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=None -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_SKIP_INSTALL_RPATH=ON \
   -DVNDLP_BUILD_TESTS=OFF -DVNDLP_BUILD_EXAMPLES=OFF -DVNDLP_WITH_LIBDEFLATE=ON -DVNDLP_WITH_HIGHWAY=ON \
-  -DVNDLP_WITH_TRIMESH2=OFF
+  -DVNDLP_WITH_TRIMESH2=OFF -DVNDLP_INSTALL_BOTH=ON
 cmake --build "$build" ${JOBS:+-j "$JOBS"}
 rm -f "$build"/*.deb
 (cd "$build" && cpack -G DEB)
-lintian --allow-root --fail-on error "$build"/*.deb
+lintian --allow-root --fail-on error,warning "$build"/*.deb
 
 chroot=${CHROOT:-$PWD/build/chroot}
 if [ ! -e "$chroot/etc/debian_version" ]; then
@@ -50,10 +50,11 @@ find_package/consumer a.vnline
 find_package/c_consumer
 c++ -std=c++17 consumer.cpp -o consumer $(pkg-config --cflags --libs vndlp)
 ./consumer a.vnline
+test -f /usr/share/doc/libvndlp-doc/guide.md
 cc -std=c99 consumer.c -o c_consumer $(pkg-config --cflags --libs vndlp)
 ./c_consumer
 
-apt-get purge -y -q vndlp libvndlp-dev libvndlp0.1
+apt-get purge -y -q vndlp libvndlp-dev libvndlp-doc libvndlp0.1
 if find / -xdev -path /check -prune -o -path /proc -prune -o -name '*vndlp*' -print | grep .; then
   echo "this was left behind" >&2
   exit 1
