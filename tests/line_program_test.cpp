@@ -165,7 +165,7 @@ TEST_F(LineProgramTest, OutlinesAreTurnedAndThinnedGeometryIsNot) {
     for (const auto& [arguments, message] : cases) {
         const Outcome outcome = runProgram(arguments);
         EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.error, message);
+        EXPECT_EQ(outcome.error, message + std::string("vndlp: for help: vndlp convert --help\n"));
     }
     EXPECT_EQ(runProgram("convert layers a.vnline --tolerance -1").status, 2);
     EXPECT_FALSE(fs::exists("a.vnline"));

@@ -228,7 +228,7 @@ TEST(JobSettings, NameABadNumber) {
         {"layerHeight = -0.1", "", "config.ini, line 1: layerHeight = -0.1 is not within 0.0001 and 100"},
         {"", "display_pixels_x = 0", "prusaslicer.ini, line 1: display_pixels_x = 0 is not within 1 and 65535"},
         {"", "display_orientation = \x1B[31mup",
-         "prusaslicer.ini, line 1: display_orientation = ?[31mup is neither landscape nor portrait"},
+         "prusaslicer.ini, line 1: display_orientation = \\x1b[31mup is neither landscape nor portrait"},
     };
     for (const auto& [config, printerConfig, message] : cases)
         EXPECT_EQ(failureOf([&, c = config, p = printerConfig] { parseJobSettings("a.sl1", c, p); }),
@@ -435,7 +435,7 @@ TEST_F(Job, OfPlainLayersRefusesAFileThatChangedMeanwhile) {
 
     // control characters of names are hidden
     writeBelow("odd/a\x1B[31m.png", {});
-    EXPECT_EQ(failureOfFile(path("odd")), "a?[31m.png: is empty, the layer is lost" + kAgain);
+    EXPECT_EQ(failureOfFile(path("odd")), "a\\x1b[31m.png: is empty, the layer is lost" + kAgain);
 }
 
 // ---- archives

@@ -18,6 +18,7 @@ mapfile -t settings < <(words Settings convert)
 [ ${#commands[@]} -ge 7 ] && [ ${#settings[@]} -ge 20 ] || complain "the help was not understood"
 
 for command in "${commands[@]}"; do
+  [ "$command" = help ] && continue
   section=$(page_section "$command")
   [ -n "$section" ] || complain "$page: nothing on $command"
   for option in $(words Options "$command" | grep -v -x -e -h -e --help); do
@@ -40,10 +41,10 @@ offers() {  # EXPECTED WORD...: what is offered for the last word
   [ "$(printf '%s\n' "${COMPREPLY[@]}" | sort)" = "$(printf '%s\n' $expected | sort)" ] ||
     complain "completion of \"vndlp $*\": ${COMPREPLY[*]}, expected $expected"
 }
-offers "${commands[*]} -h --help --version -v --verbose" ""
+offers "${commands[*]} -h --help -V --version -v --verbose -q --quiet" ""
 offers "convert" con
 for command in "${commands[@]}"; do
-  offers "$(words Options "$command" | xargs) -v --verbose" "$command" -
+  offers "$(words Options "$command" | xargs) -v --verbose -q --quiet" "$command" -
 done
 offers "${settings[*]/%/=}" convert in out --set ""
 offers "x xy" convert --mirror x

@@ -2,26 +2,25 @@
 
 #pragma once
 
+#include "tools/base/text.h"
+
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 namespace vndlp::tools {
 
-/// A failure the user has to learn of. `what()` is the complete message in one line: where (file, and the entry in it),
-/// what was expected and found, what to do. It begins with the file's name and has no line end.
+enum ExitCode : int { kSuccess = 0, kBadFile = 1, kWrongUsage = 2, kFindings = 3 };
+
+/// A failure the user has to learn of; ends the command, or its work on one file, with exit code 1. `what()` is the
+/// complete message in one line: where (file, and the entry in it), what was expected and found, the system's reason,
+/// what to do. It begins with the file's name as it was given and has no line end.
 struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// A name from a file as it can be shown on a terminal: control characters become question marks.
-inline std::string printable(std::string_view name) {
-    std::string text(name);
-    for (char& c : text) {
-        const auto code = static_cast<unsigned char>(c);
-        if (code < 0x20 || code == 0x7F) c = '?';
-    }
-    return text;
-}
+/// What the command line says wrongly, found before the first file is written: exit code 2.
+struct UsageFailure : Failure {
+    using Failure::Failure;
+};
 
 }  // namespace vndlp::tools

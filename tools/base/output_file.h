@@ -2,41 +2,63 @@
 
 #pragma once
 
+#include "tools/base/signals.h"
+
+#include <cstddef>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace vndlp::tools {
 
-/// A file being written beside its final name, with the same extension; removed unless it is committed.
+/// A file being written beside its final name, with the same ending; removed unless it is committed, also when a
+/// signal stops the program. What earlier runs that were killed left of the same output is removed first.
 class PendingFile {
 public:
-    /// \param path  the final name. Throws Failure when something stands there and `force` is not set, or when it is a
-    ///              folder.
-    PendingFile(std::string path, bool force);
+    /// \param path  the final name. A link, dangling or not, is written through: what it leads to is made or replaced.
+    ///              Throws Failure when something stands there and `force` is not set, or when it is no regular file.
+    PendingFile(std::string path, bool force) : PendingFile(std::move(path), force, true) {}
     PendingFile(const PendingFile&) = delete;
     PendingFile& operator=(const PendingFile&) = delete;
     ~PendingFile();
 
     const std::string& path() const { return m_path; }
-    /// Where to write until `commit`.
+    /// Where to write until `commit`: an empty file already.
     const std::string& temporaryPath() const { return m_temporaryPath; }
 
-    /// Flushes the file to the disk and gives it its name, replacing what was there. Throws Failure.
+    /// Flushes file and folder to the disk and gives the file its name, with the mode, the owner and the group of what
+    /// it replaces, as far as they can be had. Without `force` a file that appeared there meanwhile is left alone.
+    /// Throws Failure.
     void commit();
+    /// The same, flushed by a `flushFolder` behind many files.
+    void commitUnflushed();
 
 private:
-    std::string m_path;
-    std::string m_temporaryPath;
-    bool m_committed = false;
+    friend void writeUnflushed(const std::string& path, const void* data, std::size_t size, bool force);
+    PendingFile(std::string path, bool force, bool sweeps);
+    void giveName();
+    void keepOwnership() const;
+
+    std::string m_path;           // as given
+    std::string m_target;         // behind links
+    std::string m_temporaryPath;  // beside the target
+    bool m_force;
+    int m_descriptor = -1;  // locked: a sign that the writing process lives
+    std::unique_ptr<UnfinishedFile> m_unfinished;
 };
+
+/// Removes what killed runs left unfinished in a folder of many outputs.
+void sweepFolder(const std::string& folder);
+
+/// Flushes what was written into a folder to the disk. Throws Failure.
+void flushFolder(const std::string& folder);
+
+/// Makes a folder and those above it. Throws Failure.
+void makeFolder(const std::string& folder);
 
 /// Writes a whole small file, through a PendingFile. Throws Failure.
 void writeWholeFile(const std::string& path, const void* data, std::size_t size, bool force);
-
-/// From here on SIGINT and SIGTERM only raise a flag, so that unfinished files are removed; writing beyond a file-size
-/// limit is an error instead of the end of the process.
-void installSignalHandlers();
-
-/// Throws Failure once the program was told to stop.
-void stopIfInterrupted();
+/// The same, for a `sweepFolder` in front of many files and a `flushFolder` behind them.
+void writeUnflushed(const std::string& path, const void* data, std::size_t size, bool force);
 
 }  // namespace vndlp::tools

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "tools/base/signals.h"
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -26,7 +28,10 @@ public:
         std::vector<std::thread> workers;
         const int workerCount = std::min(m_threads, m_count);
         try {
-            for (int i = 0; i < workerCount; ++i) workers.emplace_back([this] { work(); });
+            {
+                const SignalHold hold;
+                for (int i = 0; i < workerCount; ++i) workers.emplace_back([this] { work(); });
+            }
             for (int index = 0; index < m_count; ++index) {
                 Result result = take(index);
                 m_consume(index, std::move(result));
@@ -93,6 +98,11 @@ private:
     int m_taken = 0;
     std::exception_ptr m_failure;
 };
+
+/// Threads to use for a wish of 0 (one a core) or more.
+inline int threadCount(int wish) {
+    return wish > 0 ? wish : static_cast<int>(std::max(std::thread::hardware_concurrency(), 1U));
+}
 
 template <class Scratch, class Result, class Produce, class Consume>
 void runOrdered(int count, int threads, Produce produce, Consume consume) {

@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -21,13 +20,7 @@ const SettingSpec& specOf(const std::string& key, const std::string& where) {
     const std::vector<SettingSpec>& specs = settingSpecs();
     const auto found = std::find_if(specs.begin(), specs.end(), [&](const SettingSpec& s) { return key == s.key; });
     if (found != specs.end()) return *found;
-    throw Failure(where + ": unknown setting \"" + printable(key) + "\"; `vndlp convert --help` lists them");
-}
-
-bool parseNumber(const std::string& text, double& value) {
-    const char* const end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(text.data(), end, value);
-    return error == std::errc() && stopped == end && std::isfinite(value);
+    throw UsageFailure(where + ": unknown setting \"" + printable(key) + "\"; `vndlp convert --help` lists them");
 }
 
 }  // namespace
@@ -63,14 +56,26 @@ const std::vector<SettingSpec>& settingSpecs() {
     return specs;
 }
 
+std::string settingsHelp() {
+    std::string text = "Settings for --set and profiles (later wins: job, profile, --set):\n";
+    for (const SettingSpec& spec : settingSpecs()) {
+        char row[256];
+        std::snprintf(row, sizeof row, "  %-20s %-8s %s%s%s\n", spec.key, spec.unit, spec.help,
+                      spec.fallback != nullptr && spec.fallback[0] != '\0' ? "; else " : "",
+                      spec.fallback != nullptr ? spec.fallback : "");
+        text += row;
+    }
+    return text;
+}
+
 void PrintSettings::set(const std::string& key, const std::string& text, Origin origin, const std::string& where) {
     const SettingSpec& spec = specOf(key, where);
     double number = 0;
     if (!spec.isText && !parseNumber(text, number)) {
-        throw Failure(where + ": " + key + " = \"" + printable(text) + "\" is not a number");
+        throw UsageFailure(where + ": " + key + " = \"" + printable(text) + "\" is not a number");
     }
     if (!spec.isText && (number < spec.min || number > spec.max)) {
-        throw Failure(where + ": " + key + " = " + text + " is outside " + shortNumber(spec.min) + " to " +
+        throw UsageFailure(where + ": " + key + " = " + text + " is outside " + shortNumber(spec.min) + " to " +
                       shortNumber(spec.max) + (spec.unit[0] != '\0' ? std::string(" ") + spec.unit : ""));
     }
     const auto present = m_values.find(key);
@@ -106,9 +111,9 @@ std::vector<std::string> PrintSettings::assumeTheRest() {
 
 void applyProfile(const std::string& path, PrintSettings& settings) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw Failure(path + ": the profile cannot be opened");
+    if (!file) throw UsageFailure(path + ": the profile cannot be opened");
     const nlohmann::json profile = nlohmann::json::parse(file, nullptr, false);
-    if (!profile.is_object()) throw Failure(path + ": the profile is not a JSON object of settings");
+    if (!profile.is_object()) throw UsageFailure(path + ": the profile is not a JSON object of settings");
     for (const auto& [key, value] : profile.items()) {
         if (value.is_string()) {
             settings.set(key, value.get<std::string>(), Origin::profile, path);
@@ -117,7 +122,7 @@ void applyProfile(const std::string& path, PrintSettings& settings) {
         } else if (value.is_boolean()) {
             settings.set(key, value.get<bool>() ? 1.0 : 0.0, Origin::profile, path);
         } else {
-            throw Failure(path + ": " + printable(key) + " is neither text nor number");
+            throw UsageFailure(path + ": " + printable(key) + " is neither text nor number");
         }
     }
 }
@@ -125,18 +130,8 @@ void applyProfile(const std::string& path, PrintSettings& settings) {
 void applyOption(const std::string& assignment, PrintSettings& settings) {
     const std::size_t equals = assignment.find('=');
     const std::string where = "--set " + printable(assignment);
-    if (equals == std::string::npos) throw Failure(where + ": expected key=value");
+    if (equals == std::string::npos) throw UsageFailure(where + ": expected key=value");
     settings.set(assignment.substr(0, equals), assignment.substr(equals + 1), Origin::option, where);
-}
-
-std::string shortNumber(double value, int decimals) {
-    char text[64];
-    std::snprintf(text, sizeof text, "%.*f", decimals, value);
-    std::string number = text;
-    if (number.find('.') == std::string::npos) return number;
-    number.erase(number.find_last_not_of('0') + 1);
-    if (number.back() == '.') number.pop_back();
-    return number == "-0" ? "0" : number;
 }
 
 }  // namespace vndlp::tools

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "tools/base/text.h"
+
 #include <map>
 #include <optional>
 #include <string>
@@ -54,13 +56,13 @@ private:
     std::map<std::string, Value> m_values;
 };
 
+/// The table as `--help` shows it.
+std::string settingsHelp();
+
 /// Sets what a printer's profile says: a JSON object of the table's keys. Throws Failure.
 void applyProfile(const std::string& path, PrintSettings& settings);
 
 /// Sets what "key=value" says. Throws Failure.
 void applyOption(const std::string& assignment, PrintSettings& settings);
-
-/// A number as short as it can be written with at most `decimals` digits behind the point: 0.1, 68.04, 3.
-std::string shortNumber(double value, int decimals = 6);
 
 }  // namespace vndlp::tools

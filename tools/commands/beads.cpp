@@ -1,7 +1,7 @@
 #include "tools/base/failure.h"
 #include "tools/base/output_file.h"
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/formats/v4_file.h"
 #include "tools/images/transform.h"
 
@@ -108,22 +108,28 @@ private:
     double m_scale = 1;
 };
 
-}  // namespace
+struct BeadsOptions {
+    std::string file;
+    std::optional<long long> layer;
+    std::string output;
+    bool force = false;
+};
 
 int beads(const BeadsOptions& options) {
     if (!isV4File(options.file)) throw Failure(options.file + ": not a V4 file; only those have bead masks");
     V4File file(options.file);
-    if (options.layer >= file.layerCount()) {
-        throw Failure(options.file + ": has no layer " + std::to_string(options.layer) + ", its layers are 0 to " +
+    const int index = static_cast<int>(options.layer.value_or(0));
+    if (index >= file.layerCount()) {
+        throw UsageFailure(options.file + ": has no layer " + std::to_string(index) + ", its layers are 0 to " +
                       std::to_string(file.layerCount() - 1));
     }
     bool stored = false;
-    const std::vector<unsigned char> mask = file.beadMask(options.layer, stored);
+    const std::vector<unsigned char> mask = file.beadMask(index, stored);
     VNDLPV4::LampBeadCal field;
     field.m_printBuild = false;
     VNDLPV4::initPrinterBeadField(field);
     GreyImage layer;
-    file.readLayer(options.layer, layer);
+    file.readLayer(index, layer);
     BeadPicture picture(layer);
     const std::vector<std::vector<VNDLPV4::GeoPoint>> outlines = field.getLampMask();
     std::size_t lit = 0;
@@ -138,10 +144,32 @@ int beads(const BeadsOptions& options) {
     }
     const std::vector<unsigned char> png = encodePng(picture.picture());
     writeWholeFile(options.output, png.data(), png.size(), options.force);
-    printResult(options.output + ": layer " + std::to_string(options.layer) + ", " + std::to_string(lit) + " of " +
+    printResult(printable(options.output) + ": layer " + std::to_string(index) + ", " + std::to_string(lit) + " of " +
                 std::to_string(outlines.size()) + " beads lit, mask " +
                 (stored ? "as stored in the file" : "worked out from the layer (the file has none)") + "\n");
     return kSuccess;
 }
+
+class Beads : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        constexpr long long kLastLayer = 65534;
+        syntax.word("FILE", m_options.file, "V4 slice file");
+        syntax.whole("--layer", m_options.layer, 0, kLastLayer, "layer, from 0");
+        syntax.require("--layer");
+        syntax.text("-o,--output", m_options.output, "PNG to write");
+        syntax.require("--output");
+        syntax.flag("-f,--force", m_options.force, "replace an existing PNG");
+        syntax.footer("Example:\n  vndlp beads tower.vndlpv4 --layer 50 -o mask.png");
+    }
+    int run() override { return beads(m_options); }
+
+private:
+    BeadsOptions m_options;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeBeads() { return std::make_unique<Beads>(); }
 
 }  // namespace vndlp::tools

@@ -2,21 +2,33 @@
 #include "tools/base/output_file.h"
 #include "tools/base/pipeline.h"
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/formats/slice_file.h"
 #include "tools/formats/slice_output.h"
+#include "tools/images/transform.h"
 #include "tools/jobs/input.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 namespace vndlp::tools {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+struct ConvertOptions {
+    std::string input;
+    std::string output;
+    std::string profile;
+    std::vector<std::string> assignments;
+    std::vector<std::string> previews;
+    Orientation orientation;
+    double toleranceUm = -1;  ///< of traced outlines; negative: the output's own
+    int threads = 0;          ///< 0: one a core
+    bool force = false;
+};
 
 constexpr double kAssumedPixelMm = 0.05;
 constexpr std::size_t kMostPictures = 3;
@@ -127,14 +139,8 @@ void verifyFinished(const std::string& temporary, const std::string& path) {
 std::string summary(const ConvertOptions& options, const Input& input, int width, int height) {
     std::error_code ignored;
     const auto bytes = fs::file_size(options.output, ignored);
-    return options.output + ": " + std::to_string(input.layerCount) + " layers of " + std::to_string(width) + " x " +
+    return printable(options.output) + ": " + std::to_string(input.layerCount) + " layers of " + std::to_string(width) + " x " +
            std::to_string(height) + ", " + humanBytes(bytes) + "\n";
-}
-
-}  // namespace
-
-int threadCount(int wish) {
-    return wish > 0 ? wish : static_cast<int>(std::max(std::thread::hardware_concurrency(), 1u));
 }
 
 int convert(const ConvertOptions& options) {
@@ -143,14 +149,10 @@ int convert(const ConvertOptions& options) {
     PendingFile pending(options.output, options.force);
     const std::unique_ptr<SliceOutput> output = createSliceOutput(options.output, pending.temporaryPath());
     if (output == nullptr) {
-        printMessage(options.output + ": unknown output format; the name must end in one of " + writableEndings());
-        return kWrongUsage;
+        throw UsageFailure(options.output + ": unknown output format; the name must end in one of " + writableEndings());
     }
     const std::string problem = usageProblem(options, input, *output);
-    if (!problem.empty()) {
-        printMessage("vndlp: " + problem);
-        return kWrongUsage;
-    }
+    if (!problem.empty()) throw UsageFailure(problem);
 
     OutputJob job;
     const bool turned = options.orientation.swapsSides();
@@ -160,7 +162,7 @@ int convert(const ConvertOptions& options) {
     job.threads = threadCount(options.threads);
     if (turned) turnDisplay(input.settings);
     completeSettings(options, job.width, job.height, input);
-    for (const std::string& note : input.notes) printMessage("note: " + note);
+    for (const std::string& note : input.notes) printNote(note);
     job.settings = input.settings;
     job.width = job.settings.whole("resolution_x");
     job.height = job.settings.whole("resolution_y");
@@ -172,7 +174,6 @@ int convert(const ConvertOptions& options) {
     runOrdered<GreyImage, EncodedLayer>(
         job.layerCount, job.threads,
         [&](int index, GreyImage& image) {
-            stopIfInterrupted();
             return encodeLayer(options, input, *output, index, image);
         },
         [&](int index, EncodedLayer&& layer) {
@@ -180,11 +181,51 @@ int convert(const ConvertOptions& options) {
             bar.advanceTo(index + 1);
         });
     output->finish();
-    stopIfInterrupted();
     verifyFinished(pending.temporaryPath(), options.output);
     pending.commit();
-    printResult(summary(options, input, job.width, job.height));
+    printRemark(summary(options, input, job.width, job.height));
     return kSuccess;
 }
+
+class Convert : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.word("INPUT", m_options.input,
+                    "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers or SVG drawings, or slice file");
+        syntax.word("OUTPUT", m_options.output,
+                    "file to write; its ending (" + writableEndings() + ") chooses the format");
+        syntax.text("--profile", m_options.profile, "printer profile, a JSON object of settings");
+        syntax.texts("--set", m_options.assignments, "one setting, key=value");
+        syntax.texts("--preview", m_options.previews, "PNG for the previews, smallest first; up to three");
+        syntax.choice("--mirror", m_mirror, {"x", "y", "xy"}, "mirror layers along x or y");
+        syntax.choice("--rotate", m_rotate, {"90", "180", "270"},
+                      "turn layers clockwise by 90, 180 or 270 degrees");
+        syntax.number("--tolerance", m_tolerance, 0, 1e6,
+                      ".vnline: how far outlines may lie off, in micrometres; an eighth of a pixel without it");
+        syntax.threads(m_threads);
+        syntax.flag("-f,--force", m_options.force, "replace an existing OUTPUT");
+        syntax.footer(settingsHelp() +
+                      "\nExample:\n  vndlp convert tower.sl1 tower.vndlp --set machine=M01 --set lift_mm=7");
+    }
+    int run() override {
+        m_options.orientation.mirrorX = m_mirror.find('x') != std::string::npos;
+        m_options.orientation.mirrorY = m_mirror.find('y') != std::string::npos;
+        m_options.orientation.clockwiseTurns = m_rotate.empty() ? 0 : std::stoi(m_rotate) / 90;
+        m_options.toleranceUm = m_tolerance.value_or(-1);
+        m_options.threads = threadsOf(m_threads);
+        return convert(m_options);
+    }
+
+private:
+    ConvertOptions m_options;
+    std::string m_mirror;
+    std::string m_rotate;
+    std::optional<double> m_tolerance;
+    std::optional<long long> m_threads;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeConvert() { return std::make_unique<Convert>(); }
 
 }  // namespace vndlp::tools

@@ -2,7 +2,7 @@
 #include "tools/base/output_file.h"
 #include "tools/base/pipeline.h"
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/commands/print_estimate.h"
 #include "tools/jobs/input.h"
 
@@ -21,6 +21,15 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 constexpr double kAssumedPixelMm = 0.05;
+
+struct EstimateOptions {
+    std::string file;
+    std::string machine;  ///< empty: the file's
+    std::string model;    ///< empty: the machine's own, else the general one
+    std::vector<std::string> assignments;
+    int threads = 0;
+    bool json = false;
+};
 
 struct ModelName {
     const char* name;
@@ -57,9 +66,8 @@ std::vector<double> measureAreas(const Input& input, double pixelAreaMm2, int th
     areas.reserve(static_cast<std::size_t>(input.layerCount));
     ProgressBar bar("measuring", input.layerCount);
     runOrdered<GreyImage, double>(
-        input.layerCount, threadCount(threads),
+        input.layerCount, threads,
         [&](int index, GreyImage& scratch) {
-            stopIfInterrupted();
             return input.countLitPixels(index, scratch);
         },
         [&](int index, double lit) {
@@ -68,22 +76,6 @@ std::vector<double> measureAreas(const Input& input, double pixelAreaMm2, int th
         });
     return areas;
 }
-
-/// "1 h 23 min 45 s"; tenths where there are neither hours nor minutes.
-std::string duration(double seconds) {
-    const long long whole = std::llround(seconds);
-    char text[64];
-    if (whole >= 3600) {
-        std::snprintf(text, sizeof text, "%lld h %02lld min %02lld s", whole / 3600, whole / 60 % 60, whole % 60);
-    } else if (whole >= 60) {
-        std::snprintf(text, sizeof text, "%lld min %02lld s", whole / 60, whole % 60);
-    } else {
-        std::snprintf(text, sizeof text, "%.1f s", seconds);
-    }
-    return text;
-}
-
-}  // namespace
 
 int estimate(const EstimateOptions& options) {
     Input input = openInput(options.file);
@@ -126,7 +118,7 @@ int estimate(const EstimateOptions& options) {
     if (job.model == EstimateModel::General || job.model == EstimateModel::M33) {
         job.layerAreasMm2 = measureAreas(input, job.pixelWidthMm * job.pixelHeightMm, options.threads);
     }
-    for (const std::string& note : input.notes) printMessage("note: " + note);
+    for (const std::string& note : input.notes) printNote(note);
 
     std::string problem;
     const std::optional<Estimate> result = estimatePrintTime(job, problem);
@@ -147,7 +139,7 @@ int estimate(const EstimateOptions& options) {
         printResult(json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
         return kSuccess;
     }
-    std::string text = options.file + ": " + duration(result->totalSeconds) + "  (" + std::to_string(input.layerCount) +
+    std::string text = printable(options.file) + ": " + duration(result->totalSeconds) + "  (" + std::to_string(input.layerCount) +
                        " layers, machine " + printable(machine) + ", model " + model.name + ")\n";
     for (const auto& [name, seconds] : rows) {
         char row[96];
@@ -159,9 +151,19 @@ int estimate(const EstimateOptions& options) {
     return kSuccess;
 }
 
-int machines(const MachinesOptions& options) {
+/// Machines that are estimated by models of their own name.
+constexpr const char* kOwnModels[] = {"M31", "M32", "M33"};
+
+int machines(bool asJson, bool namesOnly) {
     CPrinterTime table;
-    if (options.json) {
+    if (namesOnly) {
+        std::string names;
+        for (const auto& row : table.m_levelHeightMap) names += row.first + "\n";
+        for (const char* name : kOwnModels) names += std::string(name) + "\n";
+        printResult(names);
+        return kSuccess;
+    }
+    if (asJson) {
         Json json = Json::array();
         for (const auto& [name, height] : table.m_levelHeightMap) {
             json.push_back({{"machine", name},
@@ -182,5 +184,50 @@ int machines(const MachinesOptions& options) {
     printResult(text + "M31, M32 and M33 are not in the table: they have models of their own.\n");
     return kSuccess;
 }
+
+class EstimateCommand : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.words("FILE", m_files, "slice file, SL1 job, folder or zip of PNG layers");
+        syntax.text("--machine", m_options.machine, "machine of the table (`vndlp machines`); else the file's");
+        syntax.choice("--model", m_options.model, {"general", "M31", "M32", "M33", "steps"},
+                      "the model of the time; else the machine's own");
+        syntax.texts("--set", m_options.assignments, "one setting, key=value, as for convert");
+        syntax.threads(m_threads);
+        syntax.flag("--json", m_options.json, "as JSON, seconds");
+        syntax.footer("Example:\n  vndlp estimate tower.vndlp --machine M01");
+    }
+    int run() override {
+        m_options.threads = threadsOf(m_threads);
+        return forEachFile(m_files, [this](const std::string& file) {
+            m_options.file = file;
+            return estimate(m_options);
+        });
+    }
+
+private:
+    EstimateOptions m_options;
+    std::vector<std::string> m_files;
+    std::optional<long long> m_threads;
+};
+
+class Machines : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.flag("--json", m_json, "as JSON");
+        syntax.flag("--names", m_namesOnly, "the names alone, one a line");
+        syntax.footer("Example:\n  vndlp machines");
+    }
+    int run() override { return machines(m_json, m_namesOnly); }
+
+private:
+    bool m_json = false;
+    bool m_namesOnly = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeEstimate() { return std::make_unique<EstimateCommand>(); }
+std::unique_ptr<Command> makeMachines() { return std::make_unique<Machines>(); }
 
 }  // namespace vndlp::tools

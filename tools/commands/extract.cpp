@@ -2,7 +2,7 @@
 #include "tools/base/output_file.h"
 #include "tools/base/pipeline.h"
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/drawings/svg.h"
 #include "tools/formats/slice_file.h"
 
@@ -18,11 +18,20 @@ namespace fs = std::filesystem;
 
 namespace {
 
+struct ExtractOptions {
+    std::string file;
+    std::string layers;  ///< "0-99,150"; empty: all
+    bool previews = false;
+    std::string folder;
+    int threads = 0;
+    bool force = false;
+};
+
 /// Reads "0-99,150" into layer numbers, in that order. Throws Failure for anything else or a layer the file lacks.
 std::vector<int> parseLayers(const std::string& text, int layerCount) {
     std::vector<int> layers;
     const auto fail = [&](const std::string& why) -> void {
-        throw Failure("--layers " + printable(text) + ": " + why + "; expected numbers and ranges such as 0-99,150");
+        throw UsageFailure("--layers " + printable(text) + ": " + why + "; expected numbers and ranges such as 0-99,150");
     };
     const char* next = text.data();
     const char* const end = next + text.size();
@@ -64,7 +73,6 @@ SvgFrame frameOf(SliceFile& file) {
     }
     Box bounds;
     for (int i = 0; i < file.layerCount(); ++i) {
-        stopIfInterrupted();
         const LayerShapes shapes = file.readShapes(i);
         bounds.add(boundsOf(shapes.polylines));
         for (const Vec2& v : shapes.vertices) {
@@ -75,8 +83,6 @@ SvgFrame frameOf(SliceFile& file) {
     return frameFor(screen, bounds);
 }
 
-}  // namespace
-
 int extract(const ExtractOptions& options) {
     const std::unique_ptr<SliceFile> file = openSliceFile(options.file);
     std::vector<int> layers;
@@ -86,9 +92,7 @@ int extract(const ExtractOptions& options) {
         for (int i = 0; i < file->layerCount(); ++i) layers.push_back(i);
     }
 
-    std::error_code error;
-    fs::create_directories(options.folder, error);
-    if (!fs::is_directory(options.folder)) throw Failure(options.folder + ": the folder cannot be made");
+    makeFolder(options.folder);
     const auto pathIn = [&](const std::string& name) { return (fs::path(options.folder) / name).string(); };
 
     if (options.previews) {
@@ -100,10 +104,9 @@ int extract(const ExtractOptions& options) {
     const SvgFrame frame = layers.empty() || file->hasImages() ? SvgFrame() : frameOf(*file);
     ProgressBar bar("extracting", static_cast<int>(layers.size()));
     runOrdered<GreyImage, std::vector<unsigned char>>(
-        static_cast<int>(layers.size()), threadCount(options.threads),
+        static_cast<int>(layers.size()), options.threads,
         [&](int index, GreyImage& image) {
-            stopIfInterrupted();
-            const int layer = layers[static_cast<std::size_t>(index)];
+                const int layer = layers[static_cast<std::size_t>(index)];
             if (!file->hasImages()) {
                 const std::string svg = svgOf(file->readShapes(layer), frame);
                 return std::vector<unsigned char>(svg.begin(), svg.end());
@@ -117,9 +120,35 @@ int extract(const ExtractOptions& options) {
             bar.advanceTo(index + 1);
         });
     const std::size_t pictures = options.previews ? file->previews().size() : 0;
-    printResult(options.folder + ": " + std::to_string(layers.size()) + " layers" +
+    printRemark(printable(options.folder) + ": " + std::to_string(layers.size()) + " layers" +
                 (pictures > 0 ? ", " + std::to_string(pictures) + " previews" : "") + "\n");
     return kSuccess;
 }
+
+class Extract : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.word("FILE", m_options.file, "slice file");
+        syntax.text("--layers", m_options.layers, "layers, numbered from 0, such as 0-99,150; all without it");
+        syntax.flag("--previews", m_options.previews, "the previews; alone, no layers");
+        syntax.text("-o,--output", m_options.folder, "folder for the pictures; made if missing");
+        syntax.require("--output");
+        syntax.threads(m_threads);
+        syntax.flag("-f,--force", m_options.force, "replace existing pictures");
+        syntax.footer("Example:\n  vndlp extract tower.vndlp --layers 0-2,50 --previews -o pictures");
+    }
+    int run() override {
+        m_options.threads = threadsOf(m_threads);
+        return extract(m_options);
+    }
+
+private:
+    ExtractOptions m_options;
+    std::optional<long long> m_threads;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeExtract() { return std::make_unique<Extract>(); }
 
 }  // namespace vndlp::tools

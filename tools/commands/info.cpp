@@ -1,5 +1,5 @@
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/formats/slice_file.h"
 #include "tools/jobs/input.h"
 
@@ -12,6 +12,12 @@ namespace vndlp::tools {
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+struct InfoOptions {
+    std::string file;
+    bool json = false;
+    bool layers = false;
+};
 
 Json fieldsToJson(const std::vector<Field>& fields) {
     Json json = Json::object();
@@ -60,7 +66,7 @@ Json describeAsJson(const InfoOptions& options, SliceFile& file) {
 
 std::string row(const std::string& label, const std::string& value) {
     char text[512];
-    std::snprintf(text, sizeof text, "  %-22s %s\n", label.c_str(), value.c_str());
+    std::snprintf(text, sizeof text, "  %-22s %s\n", label.c_str(), printable(value).c_str());
     return text;
 }
 
@@ -97,7 +103,7 @@ void printLayerTable(SliceFile& file) {
 
 void describeAsText(const InfoOptions& options, SliceFile& file) {
     std::error_code ignored;
-    std::string text = options.file + "\n";
+    std::string text = printable(options.file) + "\n";
     text += row("format", file.format() + ", version " + std::to_string(file.version()));
     text += row("size", groupedNumber(std::filesystem::file_size(options.file, ignored)) + " bytes");
     text += row("screen", std::to_string(file.width()) + " x " + std::to_string(file.height()) + " px");
@@ -121,8 +127,6 @@ void describeAsText(const InfoOptions& options, SliceFile& file) {
     if (options.layers) printLayerTable(file);
 }
 
-}  // namespace
-
 int info(const InfoOptions& options) {
     const std::unique_ptr<SliceFile> file = openSliceFile(options.file);
     if (options.json) {
@@ -133,5 +137,29 @@ int info(const InfoOptions& options) {
     }
     return kSuccess;
 }
+
+class Info : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.words("FILE", m_files, "slice files");
+        syntax.flag("--json", m_options.json, "as JSON, values as stored");
+        syntax.flag("--layers", m_options.layers, "a table of the layers as well");
+        syntax.footer("Example:\n  vndlp info tower.vndlp --layers");
+    }
+    int run() override {
+        return forEachFile(m_files, [this](const std::string& file) {
+            m_options.file = file;
+            return info(m_options);
+        });
+    }
+
+private:
+    InfoOptions m_options;
+    std::vector<std::string> m_files;
+};
+
+}  // namespace
+
+std::unique_ptr<Command> makeInfo() { return std::make_unique<Info>(); }
 
 }  // namespace vndlp::tools

@@ -1,6 +1,6 @@
 #include "tools/base/failure.h"
 #include "tools/base/terminal.h"
-#include "tools/commands/commands.h"
+#include "tools/commands/command.h"
 #include "tools/formats/slice_file.h"
 
 #include <cstdio>
@@ -16,27 +16,32 @@ std::string place(long long offset) {
     return text;
 }
 
-/// True when the file is sound.
-bool verifyOne(const std::string& file) {
+int verifyOne(const std::string& file) {
+    const std::string name = printable(file);
     const std::vector<Finding> findings = verifySliceFile(file);
-    for (const Finding& finding : findings) printResult(file + ": " + place(finding.offset) + finding.text + "\n");
-    if (findings.empty()) printResult(file + ": ok\n");
-    return findings.empty();
+    for (const Finding& finding : findings) {
+        printResult(name + ": " + place(finding.offset) + printable(finding.text) + "\n");
+    }
+    if (findings.empty()) printRemark(name + ": ok\n");
+    return findings.empty() ? kSuccess : kBadFile;
 }
+
+class Verify : public Command {
+public:
+    void describe(Syntax& syntax) override {
+        syntax.words("FILE", m_files, "slice files");
+        syntax.footer(
+            "Prints one line a finding, or \"ok\"; exit code 1 when any file is bad.\n"
+            "Example:\n  vndlp verify *.vndlp");
+    }
+    int run() override { return forEachFile(m_files, verifyOne); }
+
+private:
+    std::vector<std::string> m_files;
+};
 
 }  // namespace
 
-int verify(const VerifyOptions& options) {
-    int code = kSuccess;
-    for (const std::string& file : options.files) {
-        try {
-            if (!verifyOne(file)) code = kBadFile;
-        } catch (const Failure& failure) {
-            printMessage(failure.what());
-            code = kBadFile;
-        }
-    }
-    return code;
-}
+std::unique_ptr<Command> makeVerify() { return std::make_unique<Verify>(); }
 
 }  // namespace vndlp::tools

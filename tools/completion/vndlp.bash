@@ -33,12 +33,12 @@ _vndlp() {
     words=$(_vndlp_section Settings "$program" convert | sed 's/$/=/')
     compopt -o nospace 2>/dev/null
   elif [[ $previous == --machine ]]; then
-    words=$("$program" machines 2>/dev/null | awk 'NR > 1 { print $1 }')
+    words=$("$program" machines --names 2>/dev/null)
   elif [[ $previous == --* ]]; then
     words=$(_vndlp_choices "$previous" "$program" "$command")
   fi
   if [[ -z $words && $current == -* ]]; then
-    words="$(_vndlp_section Options "$program" "$command") --verbose -v"
+    words="$(_vndlp_section Options "$program" "$command") --verbose -v --quiet -q"
   fi
   # what is left are file names, which the shell completes
   [[ -n $words ]] && mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

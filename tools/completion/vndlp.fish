@@ -23,4 +23,4 @@ end
 complete -c vndlp -n 'not __vndlp_command >/dev/null' -f -a '(__vndlp_section Subcommands; __vndlp_section Options)'
 complete -c vndlp -n '__vndlp_command >/dev/null' -a '(string match -q -- "-*" (commandline -ct); and __vndlp_section Options (__vndlp_command))'
 complete -c vndlp -n '__vndlp_previous --set' -f -a '(__vndlp_section Settings convert | string replace -r \$ =)'
-complete -c vndlp -n '__vndlp_previous --machine' -f -a '(vndlp machines | awk "NR > 1 { print \$1 }")'
+complete -c vndlp -n '__vndlp_previous --machine' -f -a '(vndlp machines --names)'

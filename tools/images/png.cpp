@@ -1,6 +1,5 @@
 #include "tools/images/png.h"
 
-#include "io/platform.h"
 #include "tools/base/failure.h"
 #include "tools/images/deflate.h"
 
@@ -10,6 +9,10 @@
 #include <cstring>
 #include <memory>
 #include <new>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace vndlp::tools {
 
@@ -29,6 +32,18 @@ constexpr std::uint32_t kIEND = 0x49454E44;
 constexpr std::uint32_t kAncillaryBit = 0x20000000;  // lower case first letter: may be passed over
 
 enum Filter : unsigned char { kNone = 0, kSub = 1, kUp = 2, kAverage = 3, kPaeth = 4 };
+
+/// Asks for large pages under memory about to be filled for the first time, which the system hands out faster.
+void adviseLargePages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) {
+#if defined(__linux__)
+    constexpr std::size_t kPageBytes = 4096;
+    constexpr std::size_t kWorthwhile = std::size_t{1} << 22;
+    if (size < kWorthwhile) return;
+    const std::size_t skipped = (kPageBytes - reinterpret_cast<std::uintptr_t>(memory) % kPageBytes) % kPageBytes;
+    // a hint: where it is refused, small pages serve
+    (void)madvise(static_cast<char*>(memory) + skipped, size - skipped, MADV_HUGEPAGE);
+#endif
+}
 
 [[noreturn]] void fail(const std::string& name, const std::string& what) { throw Failure(name + ": " + what); }
 
@@ -188,7 +203,7 @@ void resizeForOverwrite(std::vector<unsigned char>& buffer, std::size_t size) {
     if (buffer.capacity() < size) {
         buffer = {};
         buffer.reserve(size);
-        platform::adviseLargePages(buffer.data(), buffer.capacity());
+        adviseLargePages(buffer.data(), buffer.capacity());
     }
     buffer.resize(size);
 }
