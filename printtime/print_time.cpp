@@ -1,5 +1,6 @@
 #include <vndlp/print_time.h>
 
+#include "io/report.h"
 #include "printtime/truncate.h"
 
 #include <algorithm>
@@ -9,11 +10,37 @@
 #include <iostream>
 #include <numeric>
 #include <span>
+#include <sstream>
+#include <string>
 #include <utility>
 
 namespace vndlp {
 
 namespace {
+
+/// Gathers a message and prints it whole, where messages go: through `std::cout`, with the number format that stream
+/// has, or to the caller's handler.
+class Log {
+public:
+    Log() {
+        m_text.copyfmt(std::cout);
+        m_text.exceptions(std::ios::goodbit);
+    }
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+    ~Log() {
+        const std::string text = m_text.str();
+        if (!handleMessage(text.c_str())) std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
+    }
+    template <class Value>
+    Log& operator<<(const Value& value) {
+        m_text << value;
+        return *this;
+    }
+
+private:
+    std::ostringstream m_text;
+};
 
 constexpr float kUnknownLevelHeight = 236.0F;
 constexpr float kUnknownMotorSpeed = 3.0F;
@@ -62,11 +89,11 @@ double sumOfTerms(const CPrinterTime& job, float returnTripSeconds) {
                                : layers * firstLayerTime;
     const Term delayTime = layers * Term{job.m_lightOffDelay};
     const Term returnTrips = Term{returnTripSeconds} * layers;
-    std::cout << "1. first_layer_time =" << firstLayerTime << '\n'
-              << "2. print_time =" << printTime << '\n'
-              << "3. delay_time =" << delayTime << '\n'
-              << "4. returntrip_time =" << returnTrips << '\n'
-              << "5. totalTime =" << returnTrips << '\n';  // not the total, and kept so
+    Log() << "1. first_layer_time =" << firstLayerTime << '\n'
+          << "2. print_time =" << printTime << '\n'
+          << "3. delay_time =" << delayTime << '\n'
+          << "4. returntrip_time =" << returnTrips << '\n'
+          << "5. totalTime =" << returnTrips << '\n';  // not the total, and kept so
     return double{firstLayerTime} + printTime + delayTime + returnTrips;
 }
 
@@ -184,10 +211,10 @@ float CPrinterTime::callPrinterTime() {
             : m_layerCount * bottomLayerTime;
     const double showImageTime = getImageArea(m_layerCount) * 1000;
     const double total = (printTime + levelTime + showImageTime) / 1000;
-    std::cout << "level_time = " << levelTime << '\n'
-              << "print_time = " << printTime << '\n'
-              << "show_image_time = " << showImageTime << '\n'
-              << "total_time = " << total << '\n';
+    Log() << "level_time = " << levelTime << '\n'
+          << "print_time = " << printTime << '\n'
+          << "show_image_time = " << showImageTime << '\n'
+          << "total_time = " << total << '\n';
     return static_cast<float>(total);
 }
 
@@ -202,7 +229,7 @@ double CPrinterTime::getImageArea(double layerCount) {
             seconds += wholeSeconds;
         }
     }
-    std::cout << "GetImageArea: The picture total area is " << seconds;
+    Log() << "GetImageArea: The picture total area is " << seconds;
     return seconds;
 }
 
@@ -228,9 +255,9 @@ float CPrinterTime::calculateM31ReturnTripTime() { return returnTripTime(*this, 
 float CPrinterTime::calculateM32ReturnTripTime() { return returnTripTime(*this, kM32Accelerations); }
 
 float CPrinterTime::calM33PrintTime() {
-    std::cout << "m_firstLayerExposure =" << m_firstLayerExposure << "m_exposure =" << m_exposure
-              << "m_lightOffDelay =" << m_lightOffDelay << "m_liftHeight =" << m_liftHeight
-              << "m_firstLayerNum =" << m_firstLayerNum;
+    Log() << "m_firstLayerExposure =" << m_firstLayerExposure << "m_exposure =" << m_exposure
+          << "m_lightOffDelay =" << m_lightOffDelay << "m_liftHeight =" << m_liftHeight
+          << "m_firstLayerNum =" << m_firstLayerNum;
     m_delayWindowSize = kDelayWindowSize;
     m_delayWindow.assign(kDelayWindowSize, kDelayWindowStart);
 
@@ -243,10 +270,10 @@ float CPrinterTime::calM33PrintTime() {
     const double printTime = hasNormalLayers ? normalLayerTime * static_cast<double>(layersAboveBottom(*this)) +
                                                    m_firstLayerNum * bottomLayerTime + levelTime
                                              : levelTime + m_layerCount * bottomLayerTime;
-    std::cout << " MaxLayerGraphOutlineVec's size is " << m_maxAreaLineArea.size() << ", printedLayer is "
-              << m_layerCount << '\n'
-              << "delayLight:" << 0 << ",m_sPrintParamater.InitExposure" << m_firstLayerExposure << ",motorSpeed"
-              << effectiveSpeed(*this) << ",m_sPrintParamater.PrintExposure" << m_exposure;
+    Log() << " MaxLayerGraphOutlineVec's size is " << m_maxAreaLineArea.size() << ", printedLayer is " << m_layerCount
+          << '\n'
+          << "delayLight:" << 0 << ",m_sPrintParamater.InitExposure" << m_firstLayerExposure << ",motorSpeed"
+          << effectiveSpeed(*this) << ",m_sPrintParamater.PrintExposure" << m_exposure;
 
     double delayLight = 0;
     for (int i = 0; i < m_layerCount; ++i) {
@@ -257,7 +284,7 @@ float CPrinterTime::calM33PrintTime() {
         delayLight += delay;
     }
     const double total = (delayLight * 1000 + printTime) / 1000;
-    std::cout << ", delayLight is " << delayLight << "totalTime : " << total;
+    Log() << ", delayLight is " << delayLight << "totalTime : " << total;
     return static_cast<float>(total);
 }
 

@@ -4,7 +4,13 @@
 #include "support/files.h"
 
 #include <vndlp/checksum.h>
+#include <vndlp/container.h>
+#include <vndlp/messages.h>
+#include <vndlp/print_time.h>
 
+#include <map>
+#include <mutex>
+#include <string>
 #include <thread>
 
 namespace vndlp::test {
@@ -33,6 +39,44 @@ TEST_F(Threads, WriteFilesOfDifferentFormatsAtOnce) {
         EXPECT_EQ(kind.write(alone), 0);
         EXPECT_TRUE(sameBytes(readFile(path(kind.name + "0" + kind.ending)), readFile(alone))) << kind.name;
     }
+}
+
+/// The lines of several threads reach the handler one by one, and none reaches standard output.
+TEST(Messages, GoWholeToTheHandlerOrToStandardOutput) {
+    struct Received {
+        std::mutex mutex;
+        std::map<std::string, int> lines;
+    };
+    Received received;
+    const std::string longName = "/missing/" + std::string(2000, 'n');
+    const auto makeMessages = [&] {
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_EQ(CheckSum::instance().checkFileSum("/missing"), -1);
+            EXPECT_EQ(VndlpRead().openDlpFile(longName, false), -3);
+            CPrinterTime().callPrinterTime();
+        }
+    };
+    Printed printed;
+    setMessageHandler(
+        [](void* context, const char* text) {
+            Received& to = *static_cast<Received*>(context);
+            const std::lock_guard lock(to.mutex);
+            ++to.lines[text];
+        },
+        &received);
+    std::thread other(makeMessages);
+    makeMessages();
+    other.join();
+    setMessageHandler(nullptr);
+    EXPECT_EQ(printed.take(), "");
+    const std::map<std::string, int> expected = {
+        {"getFileVersionInfo failed, ret:-2\n", 200},
+        {"error: " + longName + " can't open\n", 200},
+        {"GetImageArea: The picture total area is 0", 200},
+        {"level_time = 52444.4\nprint_time = 38605.6\nshow_image_time = 0\ntotal_time = 91.05\n", 200}};
+    EXPECT_EQ(received.lines, expected);
+    EXPECT_EQ(VndlpRead().openDlpFile(longName, false), -3);
+    EXPECT_EQ(printed.take(), "error: " + longName + " can't open\n");
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 ///
 /// This header is C and C++; C sees the functions at its end.
 ///
-/// Nothing here reports failure. Both estimates write what they find to standard output, the class through `std::cout`
-/// with whatever number formatting that stream has, the functions as printf does.
+/// Nothing here reports failure. Both estimates write what they find to standard output, or to the handler of
+/// `<vndlp/messages.h>`: the class with whatever number formatting `std::cout` has, the functions as printf does.
 
 #ifndef VNDLP_PRINT_TIME_H
 #define VNDLP_PRINT_TIME_H

@@ -13,6 +13,7 @@
 #include <vndlp/image.h>
 #include <vndlp/job_check.h>
 #include <vndlp/mesh.h>
+#include <vndlp/messages.h>
 #include <vndlp/print_time.h>
 #include <vndlp/streams.h>
 #include <vndlp/v4.h>
