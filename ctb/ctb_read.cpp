@@ -1,6 +1,6 @@
 #include "ctb/open_file.h"
 #include "ctb/record_fields.h"
-#include "ctb/record_io.h"
+#include "io/record_io.h"
 #include "io/report.h"
 
 #include <algorithm>
@@ -48,7 +48,8 @@ int CTBRead::readHeader() {
     }
     if (m_header == nullptr) m_header = std::make_unique<HeaderSettings>(m_file);
     if (m_file.remaining() < kHeaderBytes) {
-        reportShort(m_file.fileName(), "the header", kHeaderBytes, static_cast<unsigned long long>(m_file.remaining()));
+        vndlp::reportShort(m_file.fileName(), "the header", kHeaderBytes,
+                           static_cast<unsigned long long>(m_file.remaining()));
     }
     m_header->DeSerialization();
     return kDone;
@@ -73,7 +74,7 @@ unsigned long long CTBRead::bytesFrom(long long offset) {
 bool CTBRead::seekTo(long long offset, unsigned int bytes, const char* what) {
     const unsigned long long held = bytesFrom(offset);
     if (held >= bytes && m_file.seek(offset, 0) >= 0) return true;
-    reportShort(m_file.fileName(), std::string(what) + " at offset " + std::to_string(offset), bytes, held);
+    vndlp::reportShort(m_file.fileName(), std::string(what) + " at offset " + std::to_string(offset), bytes, held);
     return false;
 }
 
@@ -88,7 +89,8 @@ std::vector<PreView*> CTBRead::preViews() {
         const auto& preView = read.emplace_back(std::make_unique<PreView>(m_file));
         preView->DeSerialization();
         if (preView->imageData.size() < preView->imageSize) {
-            reportShort(m_file.fileName(), "the image of a preview", preView->imageSize, preView->imageData.size());
+            vndlp::reportShort(m_file.fileName(), "the image of a preview", preView->imageSize,
+                               preView->imageData.size());
             break;
         }
         offset = m_file.currentPosition();
@@ -139,7 +141,7 @@ std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData) {
         table.push_back(std::move(layer));
     }
     if (table.size() < declared) {
-        reportShort(m_file.fileName(), what, declared, table.size(), "entries");
+        vndlp::reportShort(m_file.fileName(), what, declared, table.size(), "entries");
     } else if (!codesWhole) {
         vndlp::report("error: %s: the image of a layer is not whole\n", m_file.fileName().c_str());
     }
@@ -158,8 +160,8 @@ std::vector<LayerDefEx*> CTBRead::layerDefEx() {
         if (held < kLayerDefExBytes || m_file.seek(offset, 0) < 0) {
             // a table cut short has been reported already
             if (table.size() == tableEntries()) {
-                reportShort(m_file.fileName(), "the extended record of layer " + std::to_string(layer),
-                            kLayerDefExBytes, held);
+                vndlp::reportShort(m_file.fileName(), "the extended record of layer " + std::to_string(layer),
+                                   kLayerDefExBytes, held);
             }
             break;
         }
@@ -191,9 +193,9 @@ void CTBRead::readLayerImage(LayerDef* layer, LayerDefEx* ex) {
     }
     ex->setFileRead(m_file);
     ex->DeSerialization();
-    layer->data = readDeclared(m_file, layer->dataSize);
+    layer->data = vndlp::readDeclared(m_file, layer->dataSize);
     if (layer->data.size() < layer->dataSize) {
-        reportShort(m_file.fileName(), "the image of a layer", layer->dataSize, layer->data.size());
+        vndlp::reportShort(m_file.fileName(), "the image of a layer", layer->dataSize, layer->data.size());
     }
 }
 

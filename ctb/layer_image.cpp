@@ -3,8 +3,8 @@
 #include "ctb/encoded_data.h"
 #include "ctb/image_limits.h"
 #include "ctb/layer_codec.h"
-#include "ctb/record_io.h"
 #include "ctb/scramble.h"
+#include "io/record_io.h"
 #include "io/report.h"
 
 #include <algorithm>
@@ -27,7 +27,7 @@ bool readEncoded(FileRead* file, const LayerDef& layer, unsigned int layerIndex,
     }
     const bool isThere = file->seek(layer.dataOffset, 0) >= 0;
     const std::size_t held = isThere ? readPieces(*file, layer.dataSize, key, layerIndex, take) : 0;
-    if (held < layer.dataSize) reportShort(file->fileName(), what, layer.dataSize, held);
+    if (held < layer.dataSize) vndlp::reportShort(file->fileName(), what, layer.dataSize, held);
     return held == layer.dataSize;
 }
 

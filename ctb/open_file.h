@@ -13,6 +13,8 @@ namespace CTB {
 /// Results of the exported operations.
 enum Result : int { kDone = 0, kFailed = -1, kCannotOpen = -3 };
 
+constexpr Result resultOf(bool done) { return done ? kDone : kFailed; }
+
 /// Verifies the checksum trailer of what is at `path` if asked to, then opens it.
 /// \param file a closed `vndlp::FileRead` or `vndlp::FileWrite`.
 template <class Stream>

@@ -1,5 +1,5 @@
 #include "ctb/record_fields.h"
-#include "ctb/record_io.h"
+#include "io/record_io.h"
 
 namespace CTB {
 
@@ -54,8 +54,8 @@ void PreView::Serialization() {
     FileWrite* file = openFileWrite();
     if (file == nullptr) return;
     writeFields(*this, *file);
-    if (!writeDeclared(*file, imageData.data(), imageData.size(), imageSize)) {
-        reportShort(file->fileName(), "the image of a preview", imageSize, imageData.size());
+    if (!vndlp::writeDeclared(*file, imageData.data(), imageData.size(), imageSize)) {
+        vndlp::reportShort(file->fileName(), "the image of a preview", imageSize, imageData.size());
     }
 }
 
@@ -63,7 +63,7 @@ void PreView::DeSerialization() {
     FileRead* file = openFileRead();
     if (file == nullptr) return;
     readFields(*this, *file);
-    imageData = readDeclared(*file, imageSize);
+    imageData = vndlp::readDeclared(*file, imageSize);
 }
 
 unsigned int PrintParameters::size() { return kPrintParametersBytes; }
@@ -83,8 +83,8 @@ void SlicerInfo::Serialization() {
     if (file == nullptr) return;
     writeFields(*this, *file);
     const auto* name = reinterpret_cast<const unsigned char*>(machineName.data());
-    if (!writeDeclared(*file, name, machineName.size(), machineNameSize)) {
-        reportShort(file->fileName(), "the machine name", machineNameSize, machineName.size());
+    if (!vndlp::writeDeclared(*file, name, machineName.size(), machineNameSize)) {
+        vndlp::reportShort(file->fileName(), "the machine name", machineNameSize, machineName.size());
     }
 }
 
@@ -108,7 +108,7 @@ void LayerDef::DeSerialization(bool readData) {
     readFields(*this, *file);
     if (!readData) return;
     data.clear();
-    if (file->seek(dataOffset, 0) >= 0) data = readDeclared(*file, dataSize);
+    if (file->seek(dataOffset, 0) >= 0) data = vndlp::readDeclared(*file, dataSize);
 }
 
 unsigned int LayerDefEx::size() { return kLayerDefExBytes; }

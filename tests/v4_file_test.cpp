@@ -188,6 +188,42 @@ TEST(V4Write, WithoutPreviewsTheirOffsetsCountNoImages) {
     EXPECT_EQ(file.bytes().size(), 112u + 68 + 76 + 4);
 }
 
+TEST(V4Write, LaysDownMixedEntriesAndThirdPreviewsWithAWarning) {
+    // the offsets count entries like the first, and two previews; the file holds what is there
+    using Change = void (*)(VNDLPV4Write&);
+    struct Row {
+        const char* warning;
+        Change change;
+        std::size_t growth;
+        std::size_t table;
+        unsigned dataOffset;
+    };
+    const Row rows[] = {
+        {"the table entry of layer 1 has 120 bytes, that of layer 0 has 40",
+         [](VNDLPV4Write& w) { w.layerDef()[1]->setBeadMask(Bytes(80, 7)); }, 80, 462, 462 + 3 * 40},
+        {"3 previews are written, the offsets account for two",
+         [](VNDLPV4Write& w) { w.preViews()->push_back(std::make_shared<PreView>()); }, 32, 462 + 32, 462 + 3 * 40},
+    };
+    for (const Row& row : rows) {
+        const TemporaryFile file;
+        VNDLPV4Write writer;
+        fill(writer);
+        row.change(writer);
+        const std::string printed = printedBy([&] { EXPECT_EQ(encode(writer, file.path()), Codes(3)); });
+        EXPECT_EQ(countOf(printed, "warning: " + file.path() + ": " + row.warning + "\n"), 1) << printed;
+        EXPECT_EQ(countOf(printed, "warning: "), 1);
+        const Bytes bytes = file.bytes();
+        EXPECT_EQ(bytes.size(), writtenFile().size() + row.growth);
+        EXPECT_EQ(u32At(bytes, 54), 462u) << "layerDefOffset";
+        for (std::size_t i = 0; i < 3; ++i) {
+            const std::size_t entry = row.table + 40 * i + (row.growth == 80 && i == 2 ? 80 : 0);
+            EXPECT_EQ(u32At(bytes, entry), std::bit_cast<unsigned>(static_cast<float>(i + 1))) << "positionZ";
+            EXPECT_EQ(u32At(bytes, entry + 12), row.dataOffset + (i == 0 ? 0 : i == 1 ? 54 : 118));
+        }
+        EXPECT_EQ(slice(bytes, row.table + 3 * 40 + (row.growth == 80 ? 80 : 0) + 44, 10), Bytes(10, 'a'));
+    }
+}
+
 TEST(V4Write, StepsStandAlone) {
     const TemporaryFile file;
     VNDLPV4Write writer;
@@ -219,7 +255,6 @@ TEST(V4Write, FailsWithoutAFileOrRecordsThatMakeOne) {
         {"layer 1 is missing", [](VNDLPV4Write& w) { w.layerDef()[1] = nullptr; }},
         {"layer 2 has no extended", [](VNDLPV4Write& w) { w.layerDefEx().pop_back(); }},
         {"preview 0 is missing", [](VNDLPV4Write& w) { w.preViews()->front() = nullptr; }},
-        {"table entry of layer 1", [](VNDLPV4Write& w) { w.layerDef()[1]->extensionFlag = 1; }},
         {"layer 0 declares 43", [](VNDLPV4Write& w) { w.layerDef()[0]->dataSize = 43; }},
         {"offsets reach", [](VNDLPV4Write& w) { w.layerDef()[0]->dataSize = 0xFFFFFFF0; }},
     };

@@ -1,7 +1,7 @@
 #include <vndlp/ctb.h>
 #include "ctb/image_limits.h"
 #include "ctb/preview_codec.h"
-#include "ctb/record_io.h"
+#include "io/record_io.h"
 #include "v4/record_fields.h"
 
 #include <type_traits>
@@ -62,14 +62,14 @@ unsigned int PreView::size() { return kPreViewBytes; }
 
 void PreView::Serialization(FileWrite& file) {
     writeFields(*this, file);
-    if (!CTB::writeDeclared(file, imageData.data(), imageData.size(), imageSize)) {
-        CTB::reportShort(file.fileName(), "the image of a preview", imageSize, imageData.size());
+    if (!vndlp::writeDeclared(file, imageData.data(), imageData.size(), imageSize)) {
+        vndlp::reportShort(file.fileName(), "the image of a preview", imageSize, imageData.size());
     }
 }
 
 void PreView::DeSerialization(FileRead& file) {
     readFields(*this, file);
-    imageData = CTB::readDeclared(file, imageSize);
+    imageData = vndlp::readDeclared(file, imageSize);
     endPosition = positionIn(file);
 }
 

@@ -2,7 +2,7 @@
 #include "ctb/encoded_data.h"
 #include "ctb/image_limits.h"
 #include "ctb/open_file.h"
-#include "ctb/record_io.h"
+#include "io/record_io.h"
 #include "io/report.h"
 #include "v4/record_fields.h"
 
@@ -82,7 +82,7 @@ bool VNDLPV4Read::isReady(const char* what) {
 /// Tells of the first thing missing only: what follows from it would be missing as well.
 void VNDLPV4Read::noteShort(const std::string& what, unsigned long long declared, unsigned long long held,
                             const char* unit) {
-    if (m_whole) CTB::reportShort(m_file.fileName(), what, declared, held, unit);
+    if (m_whole) vndlp::reportShort(m_file.fileName(), what, declared, held, unit);
     m_whole = false;
 }
 
@@ -207,7 +207,7 @@ bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, 
         held = CTB::readPieces(m_file, declared, header->encryptionKey, static_cast<unsigned int>(layerIndex), take);
     }
     if (held == declared) return true;
-    CTB::reportShort(m_file.fileName(), layerText(layerIndex), declared, held);
+    vndlp::reportShort(m_file.fileName(), layerText(layerIndex), declared, held);
     return false;
 }
 

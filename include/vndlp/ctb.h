@@ -35,6 +35,10 @@
 #include <string>
 #include <vector>
 
+namespace vndlp {
+class SectionWriter;
+}
+
 namespace CTB {
 
 using vndlp::FileRead;
@@ -414,25 +418,18 @@ public:
     static void LayerRleCryptBuffer(unsigned int key, unsigned int layerIndex, std::vector<unsigned char>& data);
 
 private:
-    bool isReady(const char* step);
-    bool havePreviews();
     bool haveLayers();
     bool layersFit(unsigned long long tableOffset);
-    unsigned long long layerTableOffset() const;
-    bool isExtended() const;
-    void setOffsets();
-    void writeLayerTable();
-    bool writeLayerCodes();
-    int incompleteFileResult();
+    unsigned int bytesInFront() const;
 
     FileWrite m_file;
+    std::unique_ptr<vndlp::SectionWriter> m_sections;
     std::unique_ptr<HeaderSettings> m_header;
     std::vector<PreView*> m_preViews;
     std::unique_ptr<PrintParameters> m_printParameters;
     std::unique_ptr<SlicerInfo> m_slicerInfo;
     std::vector<LayerDef*> m_layerDefs;
     std::vector<LayerDefEx*> m_layerDefExs;
-    bool m_failureReported = false;
 };
 
 /// Reads a CTB file. Call `openDlpFile` and `parseFile`, then the queries in any order. The records that queries return

@@ -37,6 +37,10 @@
 #include <string>
 #include <vector>
 
+namespace vndlp {
+class SectionWriter;
+}
+
 namespace VNDLPV4 {
 
 using vndlp::FileRead;
@@ -331,9 +335,11 @@ public:
     std::shared_ptr<HeaderSettings> headerSettings();
     std::shared_ptr<PrintParameters> printParameters();
     std::shared_ptr<SlicerInfo> slicerInfo();
-    /// The offsets in the file account for the first two; a missing one counts as an image of 0 bytes.
+    /// The offsets in the file account for the first two; a missing one counts as an image of 0 bytes, and further ones
+    /// are written with a warning.
     std::vector<std::shared_ptr<PreView>>* preViews();
-    /// Entries with and without extension cannot stand in one file.
+    /// The offsets in the file take every entry for one like the first: entries with and without extension are written
+    /// as they are, with a warning, and cannot be read back.
     std::vector<std::shared_ptr<LayerDef>>& layerDef();
     /// One entry per layer.
     std::vector<std::shared_ptr<LayerDefEx>>& layerDefEx();
@@ -346,10 +352,9 @@ public:
     /// file has none: `CheckSum` and `writeTail` print their messages, and the file is complete all the same.
     /// \param unused not used.
     /// \return 0; -1 with a message. Nothing is written when no file is open, when an entry of a list is null, when a
-    ///         layer lacks its `LayerDefEx` or has a `dataSize` below 44, when only some entries have an extension, or
-    ///         when the layers would reach beyond the 4 GiB of their offsets. -1 is also the result when a record
-    ///         declares more bytes than its buffer holds (zeros are written for the rest) and when the file or its
-    ///         trailer could not be written whole.
+    ///         layer lacks its `LayerDefEx` or has a `dataSize` below 44, or when the layers would reach beyond the
+    ///         4 GiB of their offsets. -1 is also the result when a record declares more bytes than its buffer holds
+    ///         (zeros are written for the rest) and when the file or its trailer could not be written whole.
     int encode(std::string unused);
 
     // The steps of `encode`, each writing at the current position. They return 0, or -1 with a message when no file is
@@ -379,26 +384,20 @@ public:
     static void LayerRleCryptBuffer(unsigned int key, unsigned int layerIndex, std::vector<unsigned char>& data);
 
 private:
-    bool isReady(const char* step);
-    bool havePreviews();
     bool haveLayers();
-    bool haveExtendedRecords(std::size_t count);
     bool layersFit(unsigned long long tableOffset);
     bool isExtended() const;
     unsigned int entrySize() const;
-    void setOffsets();
-    void writeLayerTable();
-    bool writeLayerCodes();
-    int incompleteFileResult();
+    void warnOfOtherEntries();
 
     FileWrite m_file;
+    std::unique_ptr<vndlp::SectionWriter> m_sections;
     std::shared_ptr<HeaderSettings> m_header;
     std::vector<std::shared_ptr<PreView>> m_preViews;
     std::shared_ptr<PrintParameters> m_printParameters;
     std::shared_ptr<SlicerInfo> m_slicerInfo;
     std::vector<std::shared_ptr<LayerDef>> m_layerDefs;
     std::vector<std::shared_ptr<LayerDefEx>> m_layerDefExs;
-    bool m_failureReported = false;
 };
 
 /// Reads a V4 file. Call `openDlpFile` and `parseFile`, then the queries in any order.

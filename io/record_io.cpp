@@ -1,19 +1,19 @@
-#include "ctb/record_io.h"
+#include "io/record_io.h"
 
 #include "io/report.h"
 
 #include <algorithm>
 
-namespace CTB {
+namespace vndlp {
 
-std::vector<unsigned char> readDeclared(vndlp::FileRead& file, unsigned int declared) {
+std::vector<unsigned char> readDeclared(FileRead& file, unsigned int declared) {
     const auto held = static_cast<std::size_t>(std::min<long long>(declared, file.remaining()));
     std::vector<unsigned char> bytes(held);
     bytes.resize(file.readBytes(bytes.data(), held));
     return bytes;
 }
 
-bool writeDeclared(vndlp::FileWrite& file, const unsigned char* bytes, std::size_t held, unsigned int declared) {
+bool writeDeclared(FileWrite& file, const unsigned char* bytes, std::size_t held, unsigned int declared) {
     static constexpr unsigned char zeros[4096] = {};
     const std::size_t present = std::min<std::size_t>(held, declared);
     file.writeBytes(bytes, present);
@@ -27,8 +27,7 @@ bool writeDeclared(vndlp::FileWrite& file, const unsigned char* bytes, std::size
 
 void reportShort(const std::string& file, const std::string& what, unsigned long long declared, unsigned long long held,
                  const char* unit) {
-    vndlp::report("error: %s: %s should have %llu %s, %llu are there\n", file.c_str(), what.c_str(), declared, unit,
-                  held);
+    report("error: %s: %s should have %llu %s, %llu are there\n", file.c_str(), what.c_str(), declared, unit, held);
 }
 
-}  // namespace CTB
+}  // namespace vndlp

@@ -8,18 +8,18 @@
 #include <string>
 #include <vector>
 
-namespace CTB {
+namespace vndlp {
 
 /// Reads `declared` bytes from the current position, or as many as the file still holds.
-std::vector<unsigned char> readDeclared(vndlp::FileRead& file, unsigned int declared);
+std::vector<unsigned char> readDeclared(FileRead& file, unsigned int declared);
 
 /// Writes the first `declared` of `held` bytes and, where `held` is less, zeros for the rest.
 /// \return false when `held` was less; nothing is printed.
-bool writeDeclared(vndlp::FileWrite& file, const unsigned char* bytes, std::size_t held, unsigned int declared);
+bool writeDeclared(FileWrite& file, const unsigned char* bytes, std::size_t held, unsigned int declared);
 
 /// Prints the line that tells of a file or buffer that holds less than was declared.
 /// \param what the record, and its index where there are several.
 void reportShort(const std::string& file, const std::string& what, unsigned long long declared, unsigned long long held,
                  const char* unit = "bytes");
 
-}  // namespace CTB
+}  // namespace vndlp
