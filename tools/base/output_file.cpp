@@ -10,9 +10,9 @@
 
 #if defined(_WIN32)
 #include <fcntl.h>
+#include <direct.h>
 #include <io.h>
 #include <process.h>
-#include <sys/stat.h>
 #else
 #include <fcntl.h>
 #include <sys/file.h>
@@ -45,29 +45,41 @@ std::string textOf(const fs::path& path) {
 
 #if defined(_WIN32)
 int processId() { return _getpid(); }
-int createFile(const std::string& path) {
-    return _wopen(pathOf(path).c_str(), _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
-}
-bool lockFile(int /*descriptor*/) { return true; }
+int createFolder(const std::string& path) { return _wmkdir(pathOf(path).c_str()); }
+int openFolder(const fs::path& /*path*/) { return -1; }
+bool lockFolder(int /*descriptor*/) { return true; }
 bool isLocked(const fs::path& /*path*/) { return true; }
-int flushDescriptor(int descriptor) { return _commit(descriptor); }
-void closeDescriptor(int descriptor) { _close(descriptor); }
+void closeDescriptor(int /*descriptor*/) {}
+int flushFile(const fs::path& path) {
+    const int descriptor = _wopen(path.c_str(), _O_RDWR | _O_BINARY);
+    if (descriptor < 0) return errno;
+    const int code = _commit(descriptor) == 0 ? 0 : errno;
+    _close(descriptor);
+    return code;
+}
 #else
 int processId() { return static_cast<int>(getpid()); }
-int createFile(const std::string& path) {
-    constexpr mode_t kAnyone = 0666;  // less the user's mask
-    return open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kAnyone);
+int createFolder(const std::string& path) {
+    constexpr mode_t kOwnerOnly = 0700;
+    return mkdir(path.c_str(), kOwnerOnly);
 }
-bool lockFile(int descriptor) { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
+int openFolder(const fs::path& path) { return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW); }
+bool lockFolder(int descriptor) { return flock(descriptor, LOCK_EX | LOCK_NB) == 0; }
+void closeDescriptor(int descriptor) { close(descriptor); }
 bool isLocked(const fs::path& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    const int descriptor = openFolder(path);
     if (descriptor < 0) return true;
-    const bool locked = !lockFile(descriptor);
+    const bool locked = !lockFolder(descriptor);
     close(descriptor);
     return locked;
 }
-int flushDescriptor(int descriptor) { return fsync(descriptor); }
-void closeDescriptor(int descriptor) { close(descriptor); }
+int flushFile(const fs::path& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return errno;
+    const int code = fsync(descriptor) == 0 ? 0 : errno;
+    close(descriptor);
+    return code;
+}
 #endif
 
 /// What a name leads to, whether that exists or not. Throws Failure for a ring of links.
@@ -91,7 +103,7 @@ std::uint32_t hashOf(const std::string& text) {
     return hash;
 }
 
-constexpr const char* kTemporaryPrefix = ".vndlp-part-";
+constexpr const char* kTemporaryPrefix = ".part-";
 
 /// What the names of all temporaries of an output begin with; short, whatever the output's own length.
 std::string temporaryPrefix(const fs::path& target) {
@@ -100,15 +112,20 @@ std::string temporaryPrefix(const fs::path& target) {
     return text;
 }
 
-/// Removes the temporaries of an output whose processes no longer live.
+/// Removes what processes that no longer live left of an output.
 void removeStale(const fs::path& folder, const std::string& prefix) {
     std::error_code ignored;
     for (const fs::directory_entry& item : fs::directory_iterator(folder, ignored)) {
         const bool isTemporary = textOf(item.path().filename()).starts_with(prefix);
-        if (isTemporary && item.is_regular_file(ignored) && !isLocked(item.path())) {
-            fs::remove(item.path(), ignored);
+        if (isTemporary && item.symlink_status(ignored).type() == fs::file_type::directory && !isLocked(item.path())) {
+            fs::remove_all(item.path(), ignored);
         }
     }
+}
+
+std::string lowerCase(std::string text) {
+    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return text;
 }
 
 fs::path folderOf(const fs::path& file) { return file.has_parent_path() ? file.parent_path() : fs::path("."); }
@@ -132,38 +149,42 @@ PendingFile::PendingFile(std::string path, bool force, bool sweeps) : m_path(std
     const std::string prefix = temporaryPrefix(target);
     if (sweeps) removeStale(folder, prefix);
     m_target = textOf(target);
-    std::string ending = textOf(target.extension());
-    if (ending.size() > 16) ending.clear();  // no format's
+    std::string ending = lowerCase(textOf(target.extension()));
+    constexpr std::size_t kLongestEnding = 16;  // beyond, it is no format's
+    if (ending.size() > kLongestEnding) ending.clear();
     const SignalHold hold;
-    for (int attempt = 0; m_descriptor < 0; ++attempt) {
-        const std::string name = prefix + std::to_string(processId()) + "." + std::to_string(attempt) + ending;
-        m_temporaryPath = textOf(target.has_parent_path() ? target.parent_path() / name : fs::path(name));
-        m_descriptor = createFile(m_temporaryPath);
-        if (m_descriptor < 0 && errno != EEXIST) throw Failure(m_path + ": cannot be created: " + reasonOf(errno));
+    bool isMade = false;
+    for (int attempt = 0; !isMade; ++attempt) {
+        const std::string name = prefix + std::to_string(processId()) + "." + std::to_string(attempt);
+        m_folder = textOf(target.has_parent_path() ? target.parent_path() / name : fs::path(name));
+        isMade = createFolder(m_folder) == 0;
+        if (!isMade && errno != EEXIST) throw Failure(m_path + ": cannot be created: " + reasonOf(errno));
     }
-    lockFile(m_descriptor);
-    m_unfinished = std::make_unique<UnfinishedFile>(m_temporaryPath);
+    m_temporaryPath = m_folder + "/file" + ending;
+    m_descriptor = openFolder(pathOf(m_folder));
+    if (m_descriptor >= 0) lockFolder(m_descriptor);
+    m_unfinished = std::make_unique<UnfinishedFolder>(m_folder, m_descriptor);
 }
 
 PendingFile::~PendingFile() {
     const SignalHold hold;
     std::error_code ignored;
-    if (m_descriptor >= 0) closeDescriptor(m_descriptor);
-    if (m_unfinished != nullptr) fs::remove(pathOf(m_temporaryPath), ignored);
+    fs::remove_all(pathOf(m_folder), ignored);
     m_unfinished.reset();
+    if (m_descriptor >= 0) closeDescriptor(m_descriptor);
 }
 
 void PendingFile::keepOwnership() const {
 #if !defined(_WIN32)
     struct stat before = {};
-    if (stat(m_target.c_str(), &before) != 0) return;
+    if (!m_force || stat(m_target.c_str(), &before) != 0) return;
     // what may not be kept is left: a user who is not root cannot give files away
-    if (fchown(m_descriptor, before.st_uid, before.st_gid) != 0 &&
-        fchown(m_descriptor, static_cast<uid_t>(-1), before.st_gid) != 0) {
+    const char* const file = m_temporaryPath.c_str();
+    if (chown(file, before.st_uid, before.st_gid) != 0 && chown(file, static_cast<uid_t>(-1), before.st_gid) != 0) {
         errno = 0;
     }
     constexpr mode_t kModeBits = 07777;
-    if (fchmod(m_descriptor, before.st_mode & kModeBits) != 0) errno = 0;
+    if (chmod(file, before.st_mode & kModeBits) != 0) errno = 0;
 #endif
 }
 
@@ -172,26 +193,22 @@ void PendingFile::giveName() {
     const fs::path temporary = pathOf(m_temporaryPath);
     const fs::path target = pathOf(m_target);
 #if defined(_WIN32)
-    closeDescriptor(m_descriptor);
-    m_descriptor = -1;
     if (!m_force && fs::exists(target, error)) throw Failure(existsAlready(m_path));
     fs::rename(temporary, target, error);
 #else
     if (m_force) {
         fs::rename(temporary, target, error);
-    } else if (link(m_temporaryPath.c_str(), m_target.c_str()) == 0) {
-        fs::remove(temporary, error);
-    } else if (errno == EEXIST) {
-        throw Failure(existsAlready(m_path));
-    } else {
+    } else if (link(m_temporaryPath.c_str(), m_target.c_str()) != 0) {
+        if (errno == EEXIST) throw Failure(existsAlready(m_path));
         // a file system without links: the name is taken first, exclusively
-        const int placeholder = createFile(m_target);
+        const int placeholder = open(m_target.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0);
         if (placeholder < 0 && errno == EEXIST) throw Failure(existsAlready(m_path));
-        if (placeholder >= 0) closeDescriptor(placeholder);
+        if (placeholder >= 0) close(placeholder);
         fs::rename(temporary, target, error);
     }
 #endif
     if (error) throw Failure(m_path + ": the finished file could not be given its name: " + reasonOf(error.value()));
+    fs::remove_all(pathOf(m_folder), error);
     m_unfinished.reset();
 }
 
@@ -202,16 +219,15 @@ void PendingFile::commitUnflushed() {
 }
 
 void PendingFile::commit() {
-    if (flushDescriptor(m_descriptor) != 0) {
-        throw Failure(m_path + ": could not be flushed to the disk: " + reasonOf(errno));
-    }
+    const int code = flushFile(pathOf(m_temporaryPath));
+    if (code != 0) throw Failure(m_path + ": could not be flushed to the disk: " + reasonOf(code));
     commitUnflushed();
 #if !defined(_WIN32)
     const int folder = open(folderOf(pathOf(m_target)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder < 0) return;  // one may be allowed to write into it but not to read it
-    const int code = fsync(folder) == 0 || errno == EINVAL ? 0 : errno;
+    const int reason = fsync(folder) == 0 || errno == EINVAL ? 0 : errno;
     close(folder);
-    if (code != 0) throw Failure(m_path + ": the folder could not be flushed to the disk: " + reasonOf(code));
+    if (reason != 0) throw Failure(m_path + ": the folder could not be flushed to the disk: " + reasonOf(reason));
 #endif
 }
 

@@ -11,8 +11,8 @@
 
 namespace vndlp::tools {
 
-/// A file being written beside its final name, with the same ending; removed unless it is committed, also when a
-/// signal stops the program. What earlier runs that were killed left of the same output is removed first.
+/// A file being written in a hidden folder beside its final name; removed unless it is committed, also when a signal
+/// stops the program. What earlier runs that were killed left of the same output is removed first.
 class PendingFile {
 public:
     /// \param path  the final name. A link, dangling or not, is written through: what it leads to is made or replaced.
@@ -23,28 +23,29 @@ public:
     ~PendingFile();
 
     const std::string& path() const { return m_path; }
-    /// Where to write until `commit`: an empty file already.
+    /// Where to write until `commit`; nothing stands there yet. The name ends as the final one, in small letters. Other
+    /// files may be made beside it.
     const std::string& temporaryPath() const { return m_temporaryPath; }
 
     /// Flushes file and folder to the disk and gives the file its name, with the mode, the owner and the group of what
     /// it replaces, as far as they can be had. Without `force` a file that appeared there meanwhile is left alone.
     /// Throws Failure.
     void commit();
-    /// The same, flushed by a `flushFolder` behind many files.
-    void commitUnflushed();
 
 private:
     friend void writeUnflushed(const std::string& path, const void* data, std::size_t size, bool force);
     PendingFile(std::string path, bool force, bool sweeps);
+    void commitUnflushed();
     void giveName();
     void keepOwnership() const;
 
-    std::string m_path;           // as given
-    std::string m_target;         // behind links
-    std::string m_temporaryPath;  // beside the target
+    std::string m_path;    // as given
+    std::string m_target;  // behind links
+    std::string m_folder;
+    std::string m_temporaryPath;
     bool m_force;
-    int m_descriptor = -1;  // locked: a sign that the writing process lives
-    std::unique_ptr<UnfinishedFile> m_unfinished;
+    int m_descriptor = -1;  // of the folder, locked: a sign that the writing process lives
+    std::unique_ptr<UnfinishedFolder> m_unfinished;
 };
 
 /// Removes what killed runs left unfinished in a folder of many outputs.

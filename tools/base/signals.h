@@ -11,7 +11,7 @@
 
 namespace vndlp::tools {
 
-/// From here on SIGINT, SIGTERM and SIGHUP remove the files of `UnfinishedFile`, say so in one line on standard error
+/// From here on SIGINT, SIGTERM and SIGHUP remove what every `UnfinishedFolder` names, say so in one line on standard error
 /// and end the program by the signal itself; SIGPIPE does the same without a word. A signal that was ignored stays so.
 /// Writing beyond a file-size limit becomes an error instead of the end of the program.
 void installSignalHandlers();
@@ -32,14 +32,15 @@ private:
 #endif
 };
 
-/// The name of a file that is removed when a signal stops the program. Made and destroyed under a SignalHold, by the
-/// thread that takes the signals.
-class UnfinishedFile {
+/// A folder of unfinished files that is removed, with the files in it, when a signal stops the program. Made and
+/// destroyed under a SignalHold, by the thread that takes the signals.
+class UnfinishedFolder {
 public:
-    explicit UnfinishedFile(const std::string& path);
-    UnfinishedFile(const UnfinishedFile&) = delete;
-    UnfinishedFile& operator=(const UnfinishedFile&) = delete;
-    ~UnfinishedFile();
+    /// \param descriptor of the open folder; stays the caller's and open as long as this object lives.
+    UnfinishedFolder(const std::string& path, int descriptor);
+    UnfinishedFolder(const UnfinishedFolder&) = delete;
+    UnfinishedFolder& operator=(const UnfinishedFolder&) = delete;
+    ~UnfinishedFolder();
 
 private:
     std::size_t m_slot;
