@@ -136,7 +136,8 @@ std::string describeFinding(const CheckJob& job, const CheckFinding& finding) {
                         std::floor(finding.centrePx[1]));
     }
     if (finding.pixels > 0) {
-        text += printed(", %lld pixels, %.3f mm2", static_cast<long long>(finding.pixels), finding.areaMm2);
+        text += printed(finding.pixels == 1 ? ", %lld pixel, %.3f mm2" : ", %lld pixels, %.3f mm2",
+                        static_cast<long long>(finding.pixels), finding.areaMm2);
     }
     if (finding.voxels > 0) text += printed(", %.4f ml", finding.volumeMl);
     return text;

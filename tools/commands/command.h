@@ -76,6 +76,7 @@ const std::vector<CommandEntry>& commandTable();
 
 // one a file, named after the command
 std::unique_ptr<Command> makeBeads();
+std::unique_ptr<Command> makeCheck();
 std::unique_ptr<Command> makeConvert();
 std::unique_ptr<Command> makeEstimate();
 std::unique_ptr<Command> makeExtract();

@@ -11,6 +11,7 @@ const std::vector<CommandEntry>& commandTable() {
         {"convert", "Write a slice file from a job or another slice file", makeConvert},
         {"info", "Describe slice files and jobs", makeInfo},
         {"verify", "Check slice files: trailer, structure, every layer", makeVerify},
+        {"check", "Find what goes wrong when a job is printed: islands, traps, cups and more", makeCheck},
         {"extract", "Write layers and previews as PNG, layers of line files as SVG", makeExtract},
         {"estimate", "Estimate the print time of slice files and jobs", makeEstimate},
         {"machines", "List the machines print times are known for", makeMachines},
