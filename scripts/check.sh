@@ -13,6 +13,7 @@
 #   docs    the reference builds without warnings, links between documents lead somewhere
 #   package Debian packages: lintian, installation in a clean Debian, programs built there; wants root
 #   windows cross build for Windows; the library's tests where Wine runs
+#   share   tests are at most a third of the code, fuzz targets a tenth
 #   lists   write the lists of installed files and exported symbols anew, for a change that means to change them
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -28,7 +29,7 @@ build_and_test() {  # PRESET [CTEST ARGUMENTS]
 }
 
 test_threads() {
-  local tests=(checksum_test ctb_writer_test program_test threads_test tools_job_test v2_writer_test v4_writer_test)
+  local tests=(checksum_test front_end_test program_test threads_test tools_job_test)
   scripts/install-deps.sh build test
   cmake --preset tsan
   cmake --build --preset tsan --target "${tests[@]}"
@@ -51,7 +52,7 @@ run_tidy() {  # CHECKS
 }
 
 check_integers() {
-  local tests=(container_write_test ctb_writer_test known_faults_test v4_file_test)
+  local tests=(container_write_test front_end_test golden_test known_faults_test v4_file_test)
   scripts/install-deps.sh build test fuzz
   cmake --preset integer
   cmake --build --preset integer --target "${tests[@]}" fuzz/all
@@ -89,6 +90,23 @@ check_docs() {
   echo "docs: ok"
 }
 
+count_lines() {  # PATHSPEC...: neither blank nor comment; golden files, cases and expected lists are data
+  git ls-files -- "$@" | grep -E '\.(cpp|cc|c|h|hpp|py|js|mjs|ts|html|css)$' | tr '\n' '\0' |
+    xargs -0 -r cat | grep -vcE '^[[:space:]]*(//|/\*|\*|$)' || true
+}
+
+check_share() {
+  local product tests fuzz
+  product=$(count_lines include io image vndlp ctb v4 printtime writer job capi tools python web \
+    ':!python/tests' ':!web/tests')
+  tests=$(count_lines tests python/tests web/tests)
+  fuzz=$(count_lines fuzz)
+  echo "share: $tests lines of tests for $product of code, $((100 * tests / product)) %;" \
+    "fuzz targets $fuzz, $((100 * fuzz / product)) %"
+  [ $((100 * tests)) -le $((33 * product)) ] || { echo "tests are to be at most 33 %" >&2; return 1; }
+  [ $((100 * fuzz)) -le $((10 * product)) ] || { echo "fuzz targets are to be at most 10 %" >&2; return 1; }
+}
+
 write_lists() {
   scripts/install-deps.sh build
   cmake --preset release
@@ -118,6 +136,7 @@ for check in "${@:-test}"; do
     docs) check_docs ;;
     package) scripts/install-deps.sh build package; scripts/check-package.sh ;;
     windows) scripts/install-deps.sh build windows; scripts/check-windows.sh ;;
+    share) check_share ;;
     lists) write_lists ;;
     *) echo "unknown check: $check" >&2; exit 2 ;;
   esac

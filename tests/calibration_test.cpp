@@ -398,29 +398,6 @@ TEST(Runs, ListFormAgreesWithThePlainModelAndStopsAtSeenBoxes) {
     EXPECT_EQ(list, model.listed);
 }
 
-TEST(Tables, ResetRestoresAChangedWorkingCopy) {
-    const LampBeadCal& field = printerField();
-    LampBeadCal changed = field;
-    unsigned count = 0;
-    const auto maskAtOrigin = [&] {
-        Mask mask(kMaskBytes);
-        changed.whereami(0, 0, 0, 0, count, mask, true);
-        return mask;
-    };
-    Mask mask(kMaskBytes);
-    changed.m_workCellMap.clear();
-    EXPECT_FALSE(changed.getsubzonedata(0, 10, mask));
-    EXPECT_EQ(changed.m_cellMap.size(), 6 * kBeads);
-    changed.reset();
-    const Mask lit = maskAtOrigin();
-    // every triangle now names another bead
-    for (const auto& [key, cell] : field.m_cellMap) changed.m_workCellMap[key] = {400, 6};
-    EXPECT_EQ(litIn(maskAtOrigin()), std::set<unsigned>{400});
-    changed.reset();
-    EXPECT_EQ(maskAtOrigin(), lit);
-    EXPECT_EQ(field.m_workCellMap, field.m_cellMap);
-}
-
 TEST(Bits, MostSignificantFirstAndBounded) {
     LampBeadCal field;
     Mask mask(2);
@@ -439,30 +416,6 @@ TEST(Bits, MostSignificantFirstAndBounded) {
         field.msetBits(bits, from, to);
         EXPECT_EQ(bits, expected) << from << " " << to;
     }
-}
-
-TEST(Keys, OneStepPerValueWidth) {
-    constexpr unsigned long long kStep = 0x9e3779b97f4a7c15;
-    LampBeadCal field;
-    unsigned long long seed = 0;
-    EXPECT_EQ(field.hash_combine(seed, 3LL), kStep + 6);
-    EXPECT_EQ(seed, kStep + 6);
-    seed = 0;
-    // upper half 0xFFFFFFFF, lower half doubled 0x1FFFFFFFE
-    EXPECT_EQ(field.hash_combine(seed, -1LL), kStep + 0x100000001);
-    seed = 4;
-    unsigned word = 0x80000000;
-    field.hash_combine(seed, word);
-    EXPECT_EQ(seed, 4 ^ (1 + 0x100000000 + 256 + kStep));
-    long long signedSeed = -4;
-    unsigned long long wide = 1ull << 32;
-    field.hash_combine(signedSeed, wide);
-    EXPECT_EQ(static_cast<unsigned long long>(signedSeed), ~3ull ^ (0x3FFFFFFFFFFFFFFF + 1 - 256 + kStep));
-    seed = 0;
-    float one = 1.0F;
-    field.hash_combine_float(seed, one);
-    EXPECT_EQ(seed, kStep + 2ull * 0x3F800000);
-    EXPECT_EQ(field.m_hashedFloat, 0x3F800000u);
 }
 
 TEST(Rotations, EachProductIsDividedOnItsOwnExceptInThePairForm) {

@@ -30,38 +30,6 @@ Bytes noise(std::size_t size, std::uint_fast32_t seed = 7) {
     return bytes;
 }
 
-// ctest runs each test in a process of its own, so this is the instance's first use
-TEST(CheckSumInstance, FirstUseByManyThreadsGivesOneInstance) {
-    std::array<std::pair<CheckSum*, unsigned>, 8> seen;
-    std::vector<std::thread> threads;
-    for (auto& [instance, crc] : seen) {
-        threads.emplace_back([&instance = instance, &crc = crc] {
-            unsigned char digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-            instance = &CheckSum::instance();
-            crc = instance->makeCrc(0, digits, 9);
-        });
-    }
-    for (std::thread& thread : threads) thread.join();
-    for (const auto& each : seen) EXPECT_EQ(each, std::pair(&sums(), 0x2DFD2D88U));  // the CRC's known check value
-}
-
-TEST(CheckSumCrc, EqualsThePlainLoopWhereverItIsSplit) {
-    Bytes data = noise(5000);
-    EXPECT_EQ(sums().makeCrc(0x1234, nullptr, 0), 0x1234U);
-    for (unsigned length = 0; length < 100; ++length) {
-        for (unsigned char* start : {data.data(), data.data() + 1, data.data() + 7}) {
-            EXPECT_EQ(sums().makeCrc(length, start, length), plainCrc(start, length, length));
-        }
-    }
-    for (const unsigned split : {1U, 63U, 64U, 1024U, 4999U}) {
-        const unsigned first = sums().makeCrc(0, data.data(), split);
-        EXPECT_EQ(sums().makeCrc(first, data.data() + split, 5000 - split), plainCrc(data.data(), 5000));
-    }
-    CheckSum copy = sums();
-    EXPECT_EQ(copy.makeCrc32Table(), 0);
-    EXPECT_EQ(copy.makeCrc(0, data.data(), 5000), plainCrc(data.data(), 5000));
-}
-
 TEST_F(ChecksumTest, EveryMagicTellsItsVersionAndTrailer) {
     struct Row {
         const char* magic;
@@ -214,17 +182,6 @@ TEST_F(ChecksumTest, EveryFailureHasItsCode) {
                      sums().checkFileSumCrc32(writeFile(path("wrong"), {1, 0, 0, 0, 0}).c_str())}),
               (Codes{-4, -4, 0, -5}));
     EXPECT_EQ((Codes{sums().getFileSize(nullptr), sums().getFileSize(path("missing").c_str())}), (Codes{-1, -2}));
-}
-
-TEST_F(ChecksumTest, ATrailerThatDoesNotFitIsAFailure) {
-    const std::string file = writeFile(path("full"), noise(200));
-    Printed printed;
-    const FileSizeLimit limit(202);
-    EXPECT_EQ(sums().appendFileSumCrc32(file.c_str()), -4);
-    EXPECT_EQ(printed.take(), "");
-    truncate(file, 200);
-    EXPECT_EQ(sums().appendFileSumXor(file.c_str()), -4);
-    EXPECT_EQ(printed.take(), "appendFileSumXor error -4\n");
 }
 
 TEST(RunningSum, IsThatOfTheBytesHoweverTheyWereWritten) {

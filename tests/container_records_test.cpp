@@ -9,17 +9,6 @@ namespace {
 
 using RecordsTest = FileTest;
 
-TEST(Records, HaveTheirDefaultsAndPictureSizes) {
-    const DlpFileStructure s;
-    EXPECT_EQ((Codes{s.v1Header.thumbImageSize(), s.v2Header.thumbImageSize(), s.lineHeader.thumbImageSize(),
-                     s.v3Header.thumbImageSize()}),
-              (Codes{195116, 363318, 363318, 181254}));
-    EXPECT_EQ((Codes{s.v2Header.versionCode, s.lineHeader.versionCode, s.parameters.firstBrightnessPVM,
-                     s.parameters.brightnessPVM, s.v2Header.backUse.dataType, s.v2Header.backUse.dataSubType}),
-              (Codes{3, 2, 255, 255, 3, 2}));
-    EXPECT_EQ(s.parameters.parseThickness(), 0.0);
-}
-
 TEST_F(RecordsTest, BackUseTakes64BytesAndComesBack) {
     Bytes expected;
     addBackUse(expected);

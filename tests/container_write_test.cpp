@@ -33,36 +33,6 @@ protected:
     VndlpWrite writer;
 };
 
-TEST_F(WriteTest, WholeAndStepByStepGiveTheFileOfEveryKind) {
-    for (const Kind& k : kKinds) {
-        const Bytes expected = sampleFile(k.kind, static_cast<unsigned>(k.version)).bytes;
-        DlpFileStructure structure = sampleStructure(k.kind, k.version);
-        std::vector<unsigned int> areas = sampleAreas();
-        std::vector<std::vector<WhiteData>> runs = sampleRuns();
-        const bool hasAreas = k.kind == kV2 || k.kind == kLine;
-        unsigned int* area = hasAreas ? areas.data() : nullptr;
-        for (const bool whole : {true, false}) {
-            Printed printed;
-            if (whole) {
-                give(writer, structure, areas, runs);
-                EXPECT_EQ(writer.writeDlpFile(file), 0);
-            } else {
-                EXPECT_EQ((Codes{writer.openDlpFile(file), writer.filePosition(), writer.writeDlpStructure(structure),
-                                 writer.writeLayerWhiteData(runs[0], area),
-                                 writer.writeLayerWhiteData(runs[1], hasAreas ? area + 1 : nullptr),
-                                 writer.writeLayerPackedRuns(samplePackedRuns()[2], hasAreas ? area + 2 : nullptr)}),
-                          Codes(6));
-                const int length = writer.filePosition();
-                EXPECT_EQ(hasAreas ? writer.writeLayerAreasDealyer(areas) : 0, 0);
-                EXPECT_EQ(writer.filePosition(), length) << "the table was reserved";
-                EXPECT_EQ(writer.writeTail(k.kind), 0);
-            }
-            EXPECT_EQ(printed.take(), "checkFileSum, file:" + file + ", versionName:" + k.told);
-            EXPECT_TRUE(sameBytes(readFile(file), expected)) << "kind " << k.kind << ", version " << k.version;
-        }
-    }
-}
-
 TEST_F(WriteTest, LineFilesHoldPathsAndMeshes) {
     std::vector<std::vector<Vec3i>> paths = {{Vec3i(1, -2, 0), Vec3i(3, 4, 0)}, {}};
     paths[0][0].setZ(5);
@@ -173,35 +143,6 @@ TEST_F(WriteTest, IncompleteJobsAreRefused) {
             picture->release();
         EXPECT_EQ(writer.writeDlpStructure(s), -6);
         EXPECT_EQ(printed.take(), "error: no preview image\nerror: write DlpV1Header fail\n") << "one text for all";
-    }
-}
-
-TEST_F(WriteTest, AFullDiskIsToldOnceAndTheFileStaysUnsealed) {
-    for (const bool large : {false, true}) {
-        for (const std::string& target : {std::string(kFullDevice), file}) {
-            Printed printed;
-            const auto write = [&] {
-                const FileSizeLimit limit(large ? 300000 : 10);  // inside a picture, or one byte short
-                give(writer, sampleStructure(kV2), sampleAreas(), sampleRuns());
-                writer.openDlpFile(target);
-                return large ? writer.writeDlpFile(target) : writer.writeTail(kV1);
-            };
-            EXPECT_EQ(write(), -21);
-            EXPECT_TRUE(writer.failed());
-            EXPECT_EQ(printed.take(), "error: " + target + " could not be written completely: " +
-                                          (target == file ? "File too large" : "No space left on device") + "\n" +
-                                          (large ? "error: write dlp file tail fail\n" : ""));
-        }
-    }
-    for (const int kind : {kV3, kV2}) {
-        give(writer, sampleStructure(kind), sampleAreas(), sampleRuns());
-        Printed printed;
-        const FileSizeLimit limit(sampleFile(kind).bytes.size() - 1);  // no room for the trailer
-        EXPECT_EQ(writer.writeDlpFile(file), -20);
-        const std::string text = printed.take();
-        EXPECT_EQ(text.substr(text.find('\n') + 1),
-                  std::string(kind == kV3 ? "appendFileSumXor error -4\n" : "") +
-                      "error: write dlp file checksum, ret:-4\nerror: write dlp file tail fail\n");
     }
 }
 

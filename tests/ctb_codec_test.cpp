@@ -83,37 +83,6 @@ TEST_F(LayerCodeTest, DecodesEveryLengthFormAndStaysInsideTheImage) {
     EXPECT_EQ(std::count(blank.begin(), blank.end(), 0), 94197600);
 }
 
-TEST_F(LayerCodeTest, HasTheRunsOfThePixelsAtEveryLengthAndAlignment) {
-    // two runs of every length around the words the encoder compares, behind 0 to 8 single pixels
-    for (std::size_t lead = 0; lead < 9; ++lead) {
-        for (std::size_t length = 1; length < 90; ++length) {
-            Bytes pixels;
-            Bytes code;
-            for (unsigned i = 0; i < lead; ++i) {
-                pixels.u8(20 + 2 * i);
-                code.u8(10 + i);
-            }
-            for (std::size_t i = 0; i < length; ++i) pixels.push_back(i % 2 == 0 ? 100 : 101);
-            pixels.fill(length, 102);
-            for (unsigned char grey : Bytes{50, 51}) {
-                auto count = static_cast<unsigned int>(length);
-                CTB::LayerDef::addRep(count, grey, code);
-            }
-            ASSERT_EQ(encoded(pixels), code) << lead << ' ' << length;
-        }
-    }
-    std::mt19937 random(20240607);
-    for (int round = 0; round < 300; ++round) {
-        Bytes pixels;
-        const std::size_t longest = std::size_t{1} << random() % 12;
-        while (pixels.size() < 30000) pixels.insert(pixels.end(), random() % longest + 1, random() & 0xFF);
-        pixels.resize(30000);
-        const Bytes code = encoded(pixels);
-        for (unsigned char& pixel : pixels) pixel = static_cast<unsigned char>(pixel < 2 ? 0 : pixel | 1);
-        ASSERT_EQ(decoded(code, 300, 100), pixels) << round;
-    }
-}
-
 TEST_F(LayerCodeTest, RefusesImagesTooLargeToBeMeantAndTellsOfCodesCutShort) {
     Bytes pixels;
     for (const auto& [width, height] :

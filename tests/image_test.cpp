@@ -14,16 +14,6 @@ using RunTuple = std::tuple<float, float, float, float, int>;
 
 RunTuple tupleOf(const WhiteData& run) { return {run.start.x, run.start.y, run.end.x, run.end.y, run.grey}; }
 
-TEST(Points, ThirdConstructorArgumentIsNotUsed) {
-    EXPECT_EQ(Vec3i(1, 2, 3).z, 2);
-    EXPECT_EQ(Vec3f(1, 2, 3).z, 2);
-    Vec3i point(1, 2, 3);
-    point.setX(-1.9F);
-    point.setY(1.9F);
-    point.setZ(3);
-    EXPECT_EQ((Codes{point.x, point.y, point.z}), (Codes{-1, 1, 3}));
-}
-
 TEST(Runs, FollowGreyValuesAndGaps) {
     Bytes pixels = {16, 16, 15, 200,  // four columns, five rows
                     16, 17, 15, 0,    //
@@ -83,35 +73,6 @@ TEST(PackedRun, HasItsFieldsInPlace) {
     // half a run, and one that ends above its first row
     EXPECT_EQ(countPackedPixels({0x00, 0x0F, 0xFF}), 0U);
     EXPECT_EQ(countPackedPixels({0xFF, 0xF8, 0x00, 0x00, 0x05, 0xFF}), 0U);
-}
-
-TEST(Image, OwnsItsPixels) {
-    DlpImage image(3, 2, DlpImage::PIXEL_RGB16);
-    EXPECT_FALSE(image.haveDatas());
-    EXPECT_EQ((Codes{image.widthBytes(), image.size(), DlpImage().pixelWidth()}), (Codes{6, 12, 1}));
-    EXPECT_EQ(DlpImage(1 << 20, 1 << 20).size(), 0) << "beyond an int";
-    image.needData();
-    EXPECT_EQ(std::string(image.bits(), 12), std::string(12, '\0'));
-    image.bits()[11] = 5;
-    image.needData();
-    DlpImage copy(image);
-    copy.bits()[11] = 6;
-    DlpImage grey(100, 100);
-    grey.needData();
-    grey = copy;
-    const DlpImage& same = grey;
-    grey = same;
-    EXPECT_EQ((Codes{image.bits()[11], grey.bits()[11], grey.size(), grey.pixelType()}), (Codes{5, 6, 12, 2}));
-
-    DlpImage moved(std::move(copy));
-    EXPECT_EQ(moved.bits()[11], 6);
-    moved = std::move(image);
-    char* detached = moved.detachData();
-    moved.release();
-    EXPECT_EQ(detached[11], 5) << "released by the caller";
-    std::free(detached);
-    grey = moved;
-    EXPECT_FALSE(grey.haveDatas());
 }
 
 TEST(Image, OnlyGreyOnesHaveRuns) {

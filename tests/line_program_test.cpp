@@ -239,22 +239,5 @@ TEST_F(LineProgramTest, VerifyTellsWhatIsDamagedAndWhere) {
     EXPECT_EQ(runProgram("verify job.vnline").status, 1);
 }
 
-TEST_F(LineProgramTest, CutAndDamagedFilesEndWithAMessage) {
-    const LineSample sample = lineSample();
-    std::vector<std::size_t> lengths = {0, 1, 14, 30, sample.previews, sample.previews + 5000, sample.parameters};
-    for (std::size_t n = sample.table; n < sample.bytes.size(); n += 3) lengths.push_back(n);
-    for (const std::size_t length : lengths) {
-        writeFile("cut.vnline", sample.bytes);
-        truncate("cut.vnline", length);
-        for (const char* command : {"verify cut.vnline", "info cut.vnline --layers",
-                                    "extract cut.vnline -o out --force", "convert cut.vnline copy.vnline --force"}) {
-            const Outcome outcome = runProgram(command);
-            EXPECT_LE(outcome.status, 1) << command << ' ' << length;
-            EXPECT_FALSE(outcome.status == 1 && outcome.error.empty() && outcome.output.empty()) << command << length;
-        }
-        EXPECT_EQ(runProgram("verify cut.vnline").status, 1) << length;
-    }
-}
-
 }  // namespace
 }  // namespace vndlp::test

@@ -160,15 +160,6 @@ TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     closed.close();
 }
 
-TEST_F(LineWrapperTest, AFullDiskShowsInTheTail) {
-    EXPECT_LT(writeLineSample(kFullDevice), 0);
-    EXPECT_EQ(countOf(printed.take(), "error: /dev/full could not be written completely"), 1);
-    // room for the head, none for the layers: the stream's buffer hides it until the end
-    const FileSizeLimit limit(lineSample().layers + 8);
-    EXPECT_EQ(writeLineSample(file), -21);
-    EXPECT_EQ(countOf(printed.take(), "could not be written completely"), 1);
-}
-
 // reading
 
 /// Everything in front of the layers.
@@ -282,22 +273,6 @@ TEST_F(LineWrapperTest, BadRecordsTellTheirMessages) {
     EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(head.header, false)}), (Codes{0, -3}));
     EXPECT_EQ(printed.take(), "error: layerCount error: 65535\nerror: readHeader error\n");
     EXPECT_EQ(reader.open(file, true), -1) << "the trailer tells of the damage";
-}
-
-TEST_F(LineWrapperTest, NoCutFilePasses) {
-    const LineSample s = lineSample();
-    writeFile(file, s.bytes);
-    for (std::size_t length = s.bytes.size(); length-- > 0;) {
-        // within the previews one length in a thousand will do
-        if (length > s.previews + 10 && length < s.parameters - 10 && length % 1000 != 0) continue;
-        truncate(file, length);
-        if (length < s.tail) {
-            EXPECT_LT(readAll(file, false), 0) << length;
-            EXPECT_LT(readAll(file, true), 0) << length;
-            EXPECT_LT(readAll(file, false, false, true), 0) << length;
-        }
-        EXPECT_EQ(readAll(file, false, true), -1) << length;
-    }
 }
 
 TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {

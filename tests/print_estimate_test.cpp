@@ -73,32 +73,6 @@ TEST(PrintEstimate, TakesEveryModelApart) {
     expectParts(input, {4 * 30 + 96 * 2.5, 100 * (move + calMoveTime(8, 6)), 500, 0, 0});
 }
 
-TEST(PrintEstimate, TotalIsTheLibrarys) {
-    vndlp::CPrinterTime model;
-    model.setMachineName("M01");
-    model.setExposure(2.5F);
-    model.setFirstLayerNum(4);
-    model.setLayerCount(100);
-    model.setResolution(1200, 800);
-    model.setMaxAreaLineArea(std::vector<double>(100, 3600000));
-    testing::internal::CaptureStdout();
-    const double total = static_cast<double>(model.callPrinterTime());
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(estimated(job(EstimateModel::General)).totalSeconds, total);
-}
-
-TEST(PrintEstimate, HasNothingToEstimate) {
-    EstimateInput input;
-    input.layerCount = 0;
-    input.bottomLayerCount = 0;
-    for (const auto model : {EstimateModel::M31, EstimateModel::M32, EstimateModel::Steps}) {
-        input.model = model;
-        EXPECT_EQ(estimated(input).totalSeconds, 0);
-    }
-    input.model = EstimateModel::M33;
-    expectParts(input, {0, 0, 0, 236 / 4.5, 0});
-}
-
 TEST(PrintEstimate, SaysWhatIsWrong) {
     struct {
         EstimateModel model;

@@ -108,22 +108,6 @@ TEST(MachineName, IsNormalised) {
     }
 }
 
-TEST(Copy, IsDeep) {
-    CPrinterTime job = tenLayerJob();
-    job.setMaxAreaLineArea({1, 2, 3});
-    CPrinterTime copy(job);
-    job.m_maxAreaLineArea[0] = 9;
-    job.m_motorSpeedMap["M01"] = 9;
-    EXPECT_EQ(copy.m_maxAreaLineArea, (std::vector<double>{1, 2, 3}));
-    EXPECT_EQ(copy.m_motorSpeedMap.at("M01"), 5);
-    EXPECT_EQ(copy.m_machineName, "M01");
-    copy = job;
-    const CPrinterTime& same = copy;
-    copy = same;
-    EXPECT_EQ(copy.m_maxAreaLineArea, (std::vector<double>{9, 2, 3}));
-    EXPECT_EQ(copy.m_motorSpeedMap.size(), 28U);
-}
-
 TEST(LayerTime, SumsItsParts) {
     OpenedPrinterTime job;
     job.setMotorSpeed(5);

@@ -22,15 +22,6 @@ namespace {
 using StreamsTest = FileTest;
 using Texts = std::vector<std::string>;
 
-TEST(ByteOrder, ReversalIsInPlace) {
-    char five[] = {1, 2, 3, 4, 5};
-    changeByteOrder(five, 5);
-    changeByteOrder(five, 1);
-    changeByteOrder(nullptr, 0);
-    EXPECT_EQ(std::string(five, 5), "\5\4\3\2\1");
-    EXPECT_EQ(byteOrderJudge(), std::endian::native == std::endian::big ? BigEndian : LittleEndian);
-}
-
 /// Writes and reads single values; each is compared with its bytes in the order stated.
 class TypedTest : public FileTest {
 protected:

@@ -187,20 +187,6 @@ TEST(JobSettings, AreThoseOfTheSampleJob) {
     EXPECT_EQ(s.assumptions, std::vector<std::string>{});
 }
 
-TEST(JobSettings, AreReadWithAnyLineEndMarkAndComment) {
-    const JobSettings s = parseJobSettings("a.sl1",
-                                           "\xEF\xBB\xBF# a comment = 1\r\n\r\n[part]\r\n; expTime = 9\r\n"
-                                           "jobDir=my = job\r\n\t expTime \t=  2.5 \r\nexpTime = 4e0\nno value\n"
-                                           "numFade =\nmaterialName = Grün",
-                                           "display_orientation = portrait\r\ndisplay_mirror_x = 1");
-    EXPECT_EQ(s.jobDir, "my = job");
-    EXPECT_EQ(s.exposureSeconds, 4);
-    EXPECT_EQ(s.fadeLayers, std::nullopt);
-    EXPECT_EQ(s.materialName, "Grün");
-    EXPECT_EQ(s.displayOrientation, DisplayOrientation::kPortrait);
-    EXPECT_EQ(s.displayMirrorX, true);
-}
-
 TEST(JobSettings, FillGapsFromTheSlicersOwn) {
     const JobSettings s =
         parseJobSettings("a.sl1", "expTime = 2\n",
@@ -235,41 +221,7 @@ TEST(JobSettings, NameABadNumber) {
                   std::string("a.sl1: ") + message + "; mend the line or slice the model again");
 }
 
-TEST(JobSettings, MakeTheExposureFallByEqualSteps) {
-    JobSettings s;
-    EXPECT_EQ(exposureOfLayer(s, 0), std::nullopt);
-    s.exposureSeconds = 3;
-    EXPECT_EQ(exposureOfLayer(s, 0), 3);
-    s.firstExposureSeconds = 30;
-    s.fadeLayers = 5;
-    for (const auto& [layer, seconds] : {std::pair{0, 30.0}, {1, 25.5}, {5, 7.5}, {6, 3.0}, {110, 3.0}})
-        EXPECT_EQ(exposureOfLayer(s, layer), seconds) << layer;
-    // bottom layers are half of the fading ones
-    for (const auto& [fading, bottom] : {std::pair{0, 1}, {1, 1}, {2, 2}, {5, 3}, {10, 6}})
-        EXPECT_EQ(bottomLayerCount(fading), bottom) << fading;
-}
-
 // ---- sliced jobs
-
-TEST(SampleJob, ReadsTheSameFromSeveralThreads) {
-    const std::unique_ptr<LayerSource> job = openJob(kSample);
-    const auto layers = static_cast<std::size_t>(job->layerCount());
-    std::vector<std::size_t> hashes(layers);
-    const auto hashEvery = [&](std::size_t first, std::size_t step, std::vector<std::size_t>& all) {
-        GreyImage image;
-        for (std::size_t i = first; i < layers; i += step) {
-            job->readLayer(static_cast<int>(i), image);
-            const auto* const pixels = reinterpret_cast<const char*>(image.pixels.data());
-            all[i] = std::hash<std::string_view>{}({pixels, image.pixels.size()});
-        }
-    };
-    std::vector<std::thread> threads;
-    for (std::size_t t = 0; t < 4; ++t) threads.emplace_back([&, t] { hashEvery(t, 4, hashes); });
-    for (std::thread& thread : threads) thread.join();
-    std::vector<std::size_t> expected(layers);
-    hashEvery(0, 1, expected);
-    EXPECT_EQ(hashes, expected);
-}
 
 TEST_F(Job, OrdersLayersByNumberWhereverTheyLie) {
     Entries entries = smallJob();
@@ -287,14 +239,6 @@ TEST_F(Job, OrdersLayersByNumberWhereverTheyLie) {
     entries.push_back({"Größe/.part00003.png", {}});
     entries.push_back({"__MACOSX/Größe/part00003.png", {}});
     EXPECT_EQ(greysOf(*open(entries)), kGreys);
-}
-
-TEST_F(Job, TellsDigitsOfTheJobsNameFromTheNumber) {
-    const Entries entries = {text("config.ini", "jobDir = part2\n"), {"part200000.png", flatPng(1, 1, 7)},
-                             {"part200001.png", flatPng(1, 1, 8)},   {"part00000.png", flatPng(1, 1, 9)},
-                             {"part2 00002.png", flatPng(1, 1, 9)},  {"other200002.png", flatPng(1, 1, 9)}};
-    EXPECT_EQ(greysOf(*open(entries)), (std::vector<int>{7, 8}));
-    EXPECT_EQ(greysOf(*open({entries[1], entries[2]})), (std::vector<int>{7, 8}));
 }
 
 TEST_F(Job, GoesOnWithoutTheIniFilesAndSaysWhatItAssumed) {
@@ -374,30 +318,6 @@ TEST_F(Job, IsRefusedWhereLayersAreMissingOrTooMany) {
               "config.ini: has 1048577 bytes; settings of more than 1048576 are refused");
 }
 
-TEST_F(Job, IsRefusedWithMoreLayersThanAFileCounts) {
-    // also one entry more than a directory without ZIP64 can count
-    std::vector<RawEntry> entries(65536, RawEntry::stored("", flatPng(1, 1, 0)));
-    for (std::size_t i = 0; i < entries.size(); ++i) entries[i].name = std::to_string(i) + ".png";
-    EXPECT_EQ(failureOfFile(writeBelow("job.zip", rawZip64(entries))),
-              "holds 65536 layers; a slice file counts 65535 at most");
-}
-
-TEST_F(Job, IsNeverReadWronglyWhereDamagedOrCut) {
-    const std::string zip = makeZip(path("job.sl1"), smallJob());
-    const Bytes good = readFile(zip);
-    for (std::size_t i = 0; i < good.size(); ++i) {
-        corruptByte(zip, i, good[i] ^ 0x41);
-        std::vector<int> greys;
-        const bool isRefused = !failureOf([&] { greys = greysOf(*openJob(zip)); }).empty();
-        EXPECT_TRUE(isRefused || greys == kGreys) << "byte " << i;
-        corruptByte(zip, i, good[i]);
-    }
-    for (std::size_t size = good.size(); size-- > 0;) {
-        truncate(zip, size);
-        EXPECT_NE(failureOfFile(zip), "") << size << " bytes";
-    }
-}
-
 // ---- plain PNG layers
 
 TEST_F(Job, OfPlainLayersIsOrderedNaturally) {
@@ -417,25 +337,6 @@ TEST_F(Job, OfPlainLayersIsOrderedNaturally) {
                   "are not known."}));
     for (const Entry& entry : entries) writeBelow("layers/" + entry.name, entry.bytes);
     EXPECT_EQ(greysOf(*openJob(path("layers"))), (std::vector<int>{1, 2, 3, 4}));
-}
-
-TEST_F(Job, OfPlainLayersRefusesAFileThatChangedMeanwhile) {
-    const std::string folder = path("layers");
-    writeBelow("layers/1.png", flatPng(2, 2, 1));
-    writeBelow("layers/2.png", flatPng(2, 2, 1));
-    const auto job = openJob(folder);
-    GreyImage image;
-    const auto readAgain = [&] { job->readLayer(1, image); };
-    writeBelow("layers/2.png", flatPng(5, 1, 1));  // of as many bytes
-    EXPECT_EQ(
-        failureOf(readAgain),
-        folder + ": 2.png: is 5 x 1 pixels, but 1.png is 2 x 2; all layers have to be of the screen's size" + kAgain);
-    std::filesystem::remove(path("layers/2.png"));
-    EXPECT_EQ(failureOf(readAgain), folder + ": 2.png: cannot be opened: No such file or directory");
-
-    // control characters of names are hidden
-    writeBelow("odd/a\x1B[31m.png", {});
-    EXPECT_EQ(failureOfFile(path("odd")), "a\\x1b[31m.png: is empty, the layer is lost" + kAgain);
 }
 
 // ---- archives

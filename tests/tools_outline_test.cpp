@@ -89,12 +89,6 @@ TEST(Outline, HolesRunClockwiseAndCornersPart) {
     }
 }
 
-TEST(Outline, ABrightCornerJoinsPixels) {
-    const Polylines outlines = trace({"#4", "4#"});
-    ASSERT_EQ(outlines.size(), 1U);
-    EXPECT_GT(signedArea(outlines[0]), 2 * 100 * 100);
-}
-
 TEST(Outline, AnAntiAliasedSlantIsStraight) {
     // the line y = x / 4 from the lower left corner: what lies below it is lit; greys are the covered parts
     GreyImage image{40, 12, std::vector<unsigned char>(40 * 12)};
@@ -117,26 +111,6 @@ TEST(Outline, AnAntiAliasedSlantIsStraight) {
     ASSERT_EQ(thin.size(), 1U);
     EXPECT_LE(thin[0].size(), 6U);
     EXPECT_NEAR(signedArea(thin[0]), 4000 * 1000 / 2, 4000 * 1000 * 0.01);
-}
-
-TEST(Outline, FortyFiveDegreesComeOutStraight) {
-    // a diagonal through the middles of pixel sides: an eighth and seven eighths, here rounded to tenths
-    const Polylines outlines = trace({"19###", ".19##", "..19#", "...19"});
-    ASSERT_EQ(outlines.size(), 1U);
-    const Points points = pointsOf(outlines[0]);
-    const auto upper = std::find(points.begin(), points.end(), std::pair{100, 350});
-    ASSERT_NE(upper, points.end());
-    EXPECT_EQ(upper[1], (std::pair{400, 50}));
-}
-
-TEST(Outline, CornersOfAntiAliasedPlatesAreKept) {
-    // from 0.8 to 4.7 pixels across, from 1.4 to 3.6 down
-    const Polylines outlines = trace({"......", "156664", "2####7", "2####7", "156664", "......"});
-    ASSERT_EQ(outlines.size(), 1U);
-    for (const auto& [x, y] : pointsOf(outlines[0])) {
-        EXPECT_TRUE(x > 60 && x < 590 && y > 120 && y < 480) << x << ", " << y;
-    }
-    EXPECT_EQ(traceOutlines(imageOf({"....", ".77.", ".77.", "...."}), {100, 100, 0})[0].size(), 5U);
 }
 
 TEST(Outline, ToleranceBoundsTheError) {
@@ -164,12 +138,6 @@ TEST(Outline, ToleranceBoundsTheError) {
         }
     }
     EXPECT_LE(before, 6U);
-}
-
-TEST(Outline, NothingIsLostToTheTolerance) {
-    const Polylines outlines = trace({"#...", "..##", "#.##", "...."}, 1e6);
-    ASSERT_EQ(outlines.size(), 3U);
-    for (const Polyline& outline : outlines) EXPECT_EQ(outline.size(), 4U);
 }
 
 TEST(Outline, PaintedOutlinesGiveTheImageBack) {

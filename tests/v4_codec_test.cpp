@@ -48,22 +48,6 @@ Bytes randomImage(std::mt19937& random, unsigned int width, unsigned int height,
     return pixels;
 }
 
-// vector_code_test compares the codes of CTB and V4, whole and row by row
-TEST(V4LayerCode, IsScrambledCtbCodeAlsoRowByRow) {
-    std::mt19937 random(1);
-    Bytes pixels = randomImage(random, 500, 100, 400);
-    const Bytes code = CTB::LayerDef::encodeCtbImage(pixels.data(), 50000, 77, 5);
-    EXPECT_EQ(encoded(pixels, 77, 5), code);
-    EXPECT_EQ(encoded({}), Bytes());
-    const RowSource rows = [&](unsigned int y) { return pixels.data() + std::size_t{y} * 500; };
-    EXPECT_EQ(LayerDef::encodeImage_16k(500, 100, rows, 77, 5), code);
-    const auto threeRows = [](unsigned int y) -> const unsigned char* {
-        static const unsigned char white[2] = {255, 255};
-        return y < 3 ? white : nullptr;
-    };
-    EXPECT_EQ(LayerDef::encodeImage_16k(2, 9, threeRows, 0, 0), (Bytes{0xFF, 6})) << "a source that ends early";
-}
-
 TEST(V4LayerCode, SplitsRunsThatHaveNoLength) {
     static const Bytes row(65535);
     const auto black = [](unsigned int) { return row.data(); };
@@ -93,16 +77,6 @@ TEST(V4SubZone, MasksTheLitRunsOfEachRow) {
         EXPECT_EQ(mask, plainMask(plain, pixels, width, height));
         EXPECT_EQ(LayerDef::beadMaskOfCode(code, width, field), mask);
     }
-}
-
-TEST(V4SubZone, CutsAWholeScreenAtRowEnds) {
-    LampBeadCal field = quietField();
-    // one code for all rows: a run of 94197600 white pixels
-    const Bytes mask = LayerDef::beadMaskOfCode({0xFF, 0xE5, 0x9D, 0x57, 0x60}, 15120, field);
-    unsigned int beads = 0;
-    for (unsigned int i = 0; i < 542; ++i) beads += field.mgetBit(mask, i) ? 1 : 0;
-    EXPECT_GT(beads, 477u) << "the beads under the screen and, of those outside, the ones beside them";
-    EXPECT_EQ(field.m_lastZoneEnd, 94197600u);
 }
 
 TEST(V4SubZone, LeavesOutWhatLiesBeyondTheScreen) {

@@ -101,29 +101,6 @@ public:
 
 // writing
 
-TEST(V4Write, LaysTheFileOutWithTheRecordsOfItsLayersTwice) {
-    for (const unsigned int entry : {40u, 120u}) {
-        const Bytes file = writtenFile(entry == 120);
-        const unsigned int table = 462;
-        unsigned int place = table + 3 * entry;
-        ASSERT_EQ(file.size(), place + 192 + 3 * 44 + 4);
-        // offsets in the header and in the previews
-        const std::pair<std::size_t, unsigned> words[] = {{50, 114}, {54, 462}, {58, 3},    {62, 246},
-                                                          {74, 318}, {94, 386}, {122, 146}, {254, 278}};
-        for (const auto& [offset, word] : words) EXPECT_EQ(u32At(file, offset), word) << offset;
-        for (unsigned int i = 0; i < 3; ++i) {
-            const Bytes image(10 * (i + 1), static_cast<unsigned char>('a' + i));
-            const Bytes record = Bytes().fill(40, 0).f32Le(static_cast<float>(i));
-            EXPECT_EQ(slice(file, table + entry * i + 12, 8), Bytes().le(place, 4).le(44 + image.size(), 4));
-            EXPECT_EQ(slice(file, place, 44 + image.size()), Bytes().raw(record).raw(image));
-            EXPECT_EQ(slice(file, file.size() - 4 - 44 * (3 - i), 44), record);
-            place += 54 + 10 * i;
-            if (entry == 40) continue;
-            EXPECT_EQ(slice(file, table + entry * i + 40, 80), Bytes().fill(68, i).fill(12, 0));
-        }
-    }
-}
-
 TEST(V4Write, AppendsATrailerThatIsVerifiedUnlessTheFirstStringIsNoMagic) {
     const TemporaryFile file;
     const Bytes bytes = writtenFile();
@@ -275,56 +252,7 @@ TEST(V4Write, FailsWithoutAFileOrRecordsThatMakeOne) {
     EXPECT_EQ(slice(file.bytes(), 636 + 44, 20), Bytes().fill(5, 'b').fill(15, 0));
 }
 
-TEST(V4Write, TellsOfAFullDiskOnceAndReturnsItTwice) {
-    for (const std::size_t size : {std::size_t{0}, std::size_t{1} << 20}) {
-        VNDLPV4Write writer;
-        fill(writer);
-        writer.layerDef()[2]->data.resize(writer.layerDef()[2]->dataSize += static_cast<unsigned int>(size));
-        EXPECT_TRUE(tellsOf(kFullDevice, [&] { EXPECT_EQ(encode(writer, kFullDevice), (Codes{0, -1, -1})); }));
-    }
-    const TemporaryFile file;
-    VNDLPV4Write writer;
-    fill(writer);
-    const std::string printed = printedBy([&] {
-        const FileSizeLimit limit(908);  // the records have 906 bytes
-        EXPECT_EQ(encode(writer, file.path()), (Codes{0, -1, 0}));
-    });
-    EXPECT_EQ(countOf(printed, "\nerror: write dlp file checksum, ret:-4\n"), 1) << printed;
-    EXPECT_EQ(countOf(printed, "error"), 1);
-}
-
 // reading
-
-TEST(V4Read, ReportsWhatCannotBeOpened) {
-    const std::string missing = testing::TempDir() + "no/such/folder/file.vndlpv4";
-    VNDLPV4Read reader;
-    VNDLPV4Write writer;
-    EXPECT_EQ(
-        printedBy([&] {
-            EXPECT_EQ((Codes{reader.openDlpFile(missing, false), writer.openDlpFile(missing, false)}), Codes(2, -3));
-        }),
-        "error: " + missing + " can't open\nerror: " + missing + " can't open\n");
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(reader.parseFile(), -1); }), "error: file is not open\n");
-}
-
-TEST(V4Read, ReturnsEveryRecordOfAWrittenFile) {
-    ReadFile file(writtenFile(true));
-    EXPECT_EQ(file.printed, "");
-    VNDLPV4Read& reader = file.reader;
-    ASSERT_EQ((Codes{reader.isWhole(), std::ssize(reader.preViews()), std::ssize(reader.layerDef()),
-                     std::ssize(reader.layerDefEx())}),
-              (Codes{true, 2, 3, 3}));
-    const LayerDef& layer = *reader.layerDef()[2];
-    const LayerDefEx& extended = *reader.layerDefEx()[2];
-    EXPECT_EQ(reader.headerSettings()->headerText2, "M1");
-    EXPECT_EQ((Codes{reader.printParameters()->endPosition, reader.slicerInfo()->word48, layer.tableSize}),
-              (Codes{386, 0x77, 44}));
-    EXPECT_EQ((std::vector{layer.positionZ, extended.lightPwm}), (std::vector{3.0F, 2.0F}));
-    EXPECT_EQ(extended.beginPosition, layer.dataOffset);
-    EXPECT_EQ(Bytes().raw(reader.preViews()[1]->imageData).raw(layer.beadMask()), Bytes(40, 40).fill(68, 2));
-    EXPECT_EQ((Codes{reader.closeDlpFile(), reader.closeDlpFile()}), Codes(2));
-    EXPECT_EQ(reader.layerDef().size(), 3u) << "the records stay";
-}
 
 TEST(V4Read, DecodesImagesInEveryForm) {
     for (const unsigned int key : {0u, 300u}) {

@@ -18,7 +18,7 @@ set(build ${WORK_DIR}/build)
 set(configure ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${build} ${common} -DVNDLP_BUILD_TOOLS=OFF -DVNDLP_BUILD_TESTS=ON
               -DVNDLP_WITH_LIBDEFLATE=${WITH_LIBDEFLATE} -DVNDLP_TRIMESH2_ROOT=${root} -DCMAKE_INSTALL_PREFIX=/usr/local)
 run(${configure} -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_INCLUDEDIR=include)
-set(tests line_wrappers_test line_writer_test)
+set(tests line_wrappers_test golden_test)
 run(${CMAKE_COMMAND} --build ${build} --target vndlp ${tests})
 foreach(test IN LISTS tests)
   run(${build}/tests/${test} --gtest_brief=1)
