@@ -13,6 +13,8 @@ namespace {
 constexpr int kHeaderRead = 1;
 constexpr int kNoFile = 0;
 constexpr int kPreviewCount = 2;
+/// Images behind a table that is read with them may overlap, but no more than this.
+constexpr long long kMaxImagesPerFile = 4;
 
 template <class Record>
 std::vector<Record*> releaseAll(std::vector<std::unique_ptr<Record>>&& records) {
@@ -42,16 +44,15 @@ int CTBRead::parseFile(bool /*ignored*/) {
 }
 
 int CTBRead::readHeader() {
-    if (!m_file.isOpenFile()) {
-        vndlp::report("error: no file is open to read the header from\n");
-        return kFailed;
-    }
-    if (m_header == nullptr) m_header = std::make_unique<HeaderSettings>(m_file);
+    if (!m_file.isOpenFile()) return kDone;
+    if (m_header == nullptr) m_header = std::make_unique<HeaderSettings>();
+    *m_header = HeaderSettings(m_file);
     if (m_file.remaining() < kHeaderBytes) {
         vndlp::reportShort(m_file.fileName(), "the header", kHeaderBytes,
                            static_cast<unsigned long long>(m_file.remaining()));
     }
-    m_header->DeSerialization();
+    vndlp::FileSource source(m_file, vndlp::LittleEndian, vndlp::LittleEndian, vndlp::Missing::keepsItsValue);
+    vndlp::readRecord(source, *m_header);
     return kDone;
 }
 
@@ -70,12 +71,13 @@ unsigned long long CTBRead::bytesFrom(long long offset) {
     return offset < 0 || offset > length ? 0 : static_cast<unsigned long long>(length - offset);
 }
 
-/// Moves to a record of which `bytes` bytes, at least one, must be there.
-bool CTBRead::seekTo(long long offset, unsigned int bytes, const char* what) {
+/// Moves to a record. \return bytes that are there of the `bytes` it should have, with an error line for fewer; it has
+/// not moved for 0.
+unsigned int CTBRead::seekTo(long long offset, unsigned int bytes, const char* what) {
     const unsigned long long held = bytesFrom(offset);
-    if (held >= bytes && m_file.seek(offset, 0) >= 0) return true;
+    if (held >= bytes && m_file.seek(offset, 0) >= 0) return bytes;
     vndlp::reportShort(m_file.fileName(), std::string(what) + " at offset " + std::to_string(offset), bytes, held);
-    return false;
+    return held > 0 && m_file.seek(offset, 0) >= 0 ? static_cast<unsigned int>(held) : 0;
 }
 
 std::vector<PreView*> CTBRead::preViews() {
@@ -85,12 +87,15 @@ std::vector<PreView*> CTBRead::preViews() {
     }
     std::vector<std::unique_ptr<PreView>> read;
     long long offset = kHeaderBytes;
-    for (int i = 0; i < kPreviewCount && seekTo(offset, kPreViewBytes, "a preview"); ++i) {
-        const auto& preView = read.emplace_back(std::make_unique<PreView>(m_file));
-        preView->DeSerialization();
-        if (preView->imageData.size() < preView->imageSize) {
-            vndlp::reportShort(m_file.fileName(), "the image of a preview", preView->imageSize,
-                               preView->imageData.size());
+    for (int i = 0; i < kPreviewCount; ++i) {
+        const unsigned int held = seekTo(offset, kPreViewBytes, "a preview");
+        if (held == 0) break;
+        PreView& preView = *read.emplace_back(std::make_unique<PreView>(m_file));
+        preView.DeSerialization();
+        if (held < kPreViewBytes) break;
+        if (preView.imageData.size() < preView.imageSize) {
+            vndlp::reportShort(m_file.fileName(), "the image of a preview", preView.imageSize,
+                               preView.imageData.size());
             break;
         }
         offset = m_file.currentPosition();
@@ -101,7 +106,7 @@ std::vector<PreView*> CTBRead::preViews() {
 PrintParameters CTBRead::printParameters() {
     constexpr const char* what = "the print parameters";
     PrintParameters parameters(m_file);
-    if (isReady(what) && seekTo(m_header->printParametersOffset, kPrintParametersBytes, what)) {
+    if (isReady(what) && seekTo(m_header->printParametersOffset, kPrintParametersBytes, what) > 0) {
         parameters.DeSerialization();
     }
     return parameters;
@@ -110,7 +115,7 @@ PrintParameters CTBRead::printParameters() {
 SlicerInfo CTBRead::slicerInfo() {
     constexpr const char* what = "the slicer information";
     SlicerInfo info(m_file);
-    if (isReady(what) && seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what)) info.DeSerialization();
+    if (isReady(what) && seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what) > 0) info.DeSerialization();
     return info;
 }
 
@@ -124,27 +129,20 @@ std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData) {
     std::vector<std::unique_ptr<LayerDef>> table;
     if (!isReady(what)) return table;
     const unsigned long long declared = tableEntries();
-    if (declared == 0 || !seekTo(m_header->layerDefOffset, kLayerDefBytes, what)) return table;
+    if (declared == 0 || seekTo(m_header->layerDefOffset, kLayerDefBytes, what) < kLayerDefBytes) return table;
     const unsigned long long held = static_cast<unsigned long long>(m_file.remaining()) / kLayerDefBytes;
-    // an entry's code may lie before it, so the position alone does not bound the entries
+    // an image may lie before its entry, so the position alone does not bound the entries
     const auto most = static_cast<std::size_t>(std::min(declared, held));
     table.reserve(most);
 
-    // codes of a sound file do not overlap, so all of them together are shorter than the file
-    long long codeBytesLeft = m_file.fileLength();
-    bool codesWhole = true;
-    while (table.size() < most && m_file.remaining() >= kLayerDefBytes && codeBytesLeft >= 0) {
+    long long imageBytesLeft = kMaxImagesPerFile * m_file.fileLength();
+    while (table.size() < most) {
         auto layer = std::make_unique<LayerDef>(m_file);
-        layer->DeSerialization(readData);
-        if (readData && layer->data.size() < layer->dataSize) codesWhole = false;
-        codeBytesLeft -= static_cast<long long>(layer->data.size());
+        layer->DeSerialization(readData && imageBytesLeft > 0);
+        imageBytesLeft -= static_cast<long long>(layer->data.size());
         table.push_back(std::move(layer));
     }
-    if (table.size() < declared) {
-        vndlp::reportShort(m_file.fileName(), what, declared, table.size(), "entries");
-    } else if (!codesWhole) {
-        vndlp::report("error: %s: the image of a layer is not whole\n", m_file.fileName().c_str());
-    }
+    if (most < declared) vndlp::reportShort(m_file.fileName(), what, declared, most, "entries");
     return table;
 }
 
@@ -187,7 +185,7 @@ void CTBRead::readLayerImage(LayerDef* layer, LayerDefEx* ex) {
         vndlp::report("error: a layer's image cannot be read without an open file and both its records\n");
         return;
     }
-    if (!seekTo(layer->dataOffset, kLayerDefExBytes, "the extended record of a layer")) {
+    if (seekTo(layer->dataOffset, kLayerDefExBytes, "the extended record of a layer") < kLayerDefExBytes) {
         layer->data.clear();
         return;
     }

@@ -1,16 +1,13 @@
 #include "ctb/image_limits.h"
 
-#include <vndlp/ctb.h>
-
 #include "io/report.h"
 
 namespace CTB {
 
 bool countPixels(const char* what, unsigned int width, unsigned int height, unsigned int most, std::size_t& count) {
     const unsigned long long pixels = static_cast<unsigned long long>(width) * height;
-    if (width > kLongestImageSide || height > kLongestImageSide || pixels > most) {
-        vndlp::report("error: %s of %u x %u pixels is not decoded, at most %u pixels and %u a side are\n", what, width,
-                      height, most, kLongestImageSide);
+    if (pixels > most) {
+        vndlp::report("error: %s of %u x %u pixels is not decoded, at most %u pixels are\n", what, width, height, most);
         return false;
     }
     count = static_cast<std::size_t>(pixels);

@@ -86,11 +86,19 @@ TEST_F(LayerCodeTest, DecodesEveryLengthFormAndStaysInsideTheImage) {
 TEST_F(LayerCodeTest, RefusesImagesTooLargeToBeMeantAndTellsOfCodesCutShort) {
     Bytes pixels;
     for (const auto& [width, height] :
-         {std::pair{65536u, 1u}, {1u, 65536u}, {65535u, 4097u}, {0xFFFFFFFFu, 0xFFFFFFFFu}}) {
+         {std::pair{(1u << 28) + 1, 1u}, {1u, (1u << 28) + 1}, {65535u, 4097u}, {0xFFFFFFFFu, 0xFFFFFFFFu}}) {
         pixels = {1};
         const auto decode = [&, w = width, h = height] { pixels = CTB::LayerDef().decodeCtbImage(w, h, 0, 0); };
         EXPECT_TRUE(isOneErrorLine(printedBy(decode), "pixels"));
         EXPECT_TRUE(pixels.empty());
+    }
+    // only the pixels count, not the sides
+    CTB::PreView preView;
+    for (const auto& [width, height] : {std::pair{65536u, 1u}, {1u, 65536u}, {2097153u, 1u}}) {
+        EXPECT_EQ(CTB::LayerDef().decodeCtbImage(width, height, 0, 0), Bytes(width * height));
+        preView.resolutionX = width;
+        preView.resolutionY = height;
+        EXPECT_EQ(preView.decodeImg(nullptr, 0), Bytes(3 * width * height));
     }
     CTB::LayerDef layer(input(Bytes{0x7F, 0x7F}));
     layer.dataSize = 0xFFFFFFFF;

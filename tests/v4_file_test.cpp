@@ -336,6 +336,23 @@ TEST(V4HostileFiles, CutAtEveryLengthAndDamagedAtEveryByte) {
     }
 }
 
+TEST(V4HostileFiles, RecordsCutOffKeepWhatIsThereAndTheirDefaultsBehindIt) {
+    Bytes whole = writtenFile();
+    setU32(whole, 318 + 36, std::bit_cast<unsigned>(2.5F));
+    ReadFile parameters(slice(whole, 0, 318 + 40));
+    EXPECT_EQ(parameters.reader.printParameters()->lightOffDelay, 2.5F);
+    ReadFile info(slice(whole, 0, 386 + 56));
+    EXPECT_EQ(info.reader.slicerInfo()->word48, 0x77u);
+    EXPECT_EQ(info.reader.slicerInfo()->restTimeAfterRetract, -1.0F);
+    EXPECT_EQ(info.reader.slicerInfo()->word64, 0u);
+    ReadFile preView(slice(whole, 0, 246 + 16));
+    ASSERT_EQ(preView.reader.preViews().size(), 2u);
+    EXPECT_EQ(preView.reader.preViews()[1]->imageSize, 40u);
+    setU32(whole, 582, std::bit_cast<unsigned>(7.0F));
+    ReadFile extended(slice(whole, 0, 582 + 5));
+    EXPECT_EQ(extended.reader.layerDefEx()[0]->liftHeight, 7.0F);
+}
+
 TEST(V4HostileFiles, HugeCountsGiveWhatIsThereAndOneLine) {
     Bytes bytes = writtenFile();
     setU32(bytes, 58, 0xFFFFFFFF);  // layerCount

@@ -86,12 +86,14 @@ void VNDLPV4Read::noteShort(const std::string& what, unsigned long long declared
     m_whole = false;
 }
 
-/// Moves to a record of which `bytes` bytes, at least one, must be there.
+/// Moves to a record. \return whether some of its bytes are there; the first of a file that has fewer than `bytes` is
+/// told.
 bool VNDLPV4Read::seekTo(long long offset, unsigned int bytes, const std::string& what) {
     const long long held = std::max(m_file.fileLength() - offset, 0LL);
-    if (held >= bytes && m_file.seek(offset, 0) >= 0) return true;
-    noteShort(what + " at offset " + std::to_string(offset), bytes, static_cast<unsigned long long>(held));
-    return false;
+    if (held < bytes) {
+        noteShort(what + " at offset " + std::to_string(offset), bytes, static_cast<unsigned long long>(held));
+    }
+    return held > 0 && m_file.seek(offset, 0) >= 0;
 }
 
 int VNDLPV4Read::readHeader() {
@@ -137,7 +139,11 @@ int VNDLPV4Read::readSlicerInfo() {
     constexpr const char* what = "the slicer information";
     if (!isReady(what)) return kFailed;
     m_slicerInfo = unreadSlicerInfo();
-    if (seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what)) m_slicerInfo->DeSerialization(m_file);
+    if (!seekTo(m_header->slicerInfoOffset, kSlicerInfoBytes, what)) return kDone;
+    m_slicerInfo->beginPosition = static_cast<unsigned int>(m_file.currentPosition());
+    vndlp::FileSource source(m_file, vndlp::LittleEndian, vndlp::LittleEndian, vndlp::Missing::keepsItsValue);
+    vndlp::readRecord(source, *m_slicerInfo);
+    m_slicerInfo->endPosition = static_cast<unsigned int>(m_file.currentPosition());
     return kDone;
 }
 

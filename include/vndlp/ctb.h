@@ -48,12 +48,12 @@ using vndlp::FileWrite;
 constexpr unsigned int kMagic = vndlp::kCtbMagic;
 /// From this `HeaderSettings::version` on every layer has a `LayerDefEx` in front of its image code.
 constexpr unsigned int kFirstExtendedVersion = 3;
-/// An image with more pixels than this, or with a side longer than `kLongestImageSide`, is taken for damage and not
-/// decoded: a code of a few bytes may stand for a whole blank layer, so the size of the code bounds nothing.
+/// An image with more pixels than this is taken for damage and not decoded: a few bytes may stand for a whole blank
+/// layer, so the size of the encoded data bounds nothing.
 constexpr unsigned int kMostLayerPixels = 1u << 28;
 /// The same for previews.
 constexpr unsigned int kMostPreviewPixels = 1u << 24;
-/// Pixels of the longest side of an image that is decoded.
+/// Longest side that a resolution of 16 bits can say, as V4 files have it. Images are bounded by their pixels alone.
 constexpr unsigned int kLongestImageSide = 65535;
 
 /// The constants of the layer scrambling: a file for a real machine needs that machine's.
@@ -189,8 +189,7 @@ struct VNDLP_API PreView : RecordStreams {
     /// Decodes an image code.
     /// \param code `size` bytes.
     /// \return `resolutionX` x `resolutionY` x 3 bytes, 0 where the code ends early; what it holds beyond that is left
-    ///         out. Empty, with an error line, for an image of more than `kMostPreviewPixels` pixels or with a side
-    ///         beyond `kLongestImageSide`.
+    ///         out. Empty, with an error line, for an image of more than `kMostPreviewPixels` pixels.
     std::vector<unsigned char> decodeImg(unsigned char* code, unsigned int size);
 };
 
@@ -302,8 +301,8 @@ struct VNDLP_API LayerDef : RecordStreams {
     /// behind them; `data` is not used.
     /// \return width x height grey bytes, 0 where the code ends early (so all 0 for a `dataSize` of 0); what it holds
     ///         beyond the image is left out. When the file does not hold the whole code an error line is printed and
-    ///         what is there is decoded. Empty, with an error line, for an image of more than `kMostLayerPixels` pixels
-    ///         or with a side beyond `kLongestImageSide`.
+    ///         what is there is decoded. Empty, with an error line, for an image of more than `kMostLayerPixels`
+    ///         pixels.
     std::vector<unsigned char> decodeCtbImage(unsigned int width, unsigned int height, unsigned int layerIndex,
                                               unsigned int key);
     /// The same into a buffer of the caller's.
@@ -452,26 +451,28 @@ public:
     ///         is open then.
     int openDlpFile(std::string path, bool verify);
     /// Reads the header at the current position, which is the start of a freshly opened file. The argument is ignored.
-    /// \return 0 when no file is open, else 1: also for a file shorter than a header (missing fields are 0 then, and an
-    ///         error line is printed). The magic is not looked at.
+    /// \return 0 when no file is open, else 1: also for a file shorter than a header (missing fields keep their
+    ///         defaults then, and an error line is printed). The magic is not looked at.
     int parseFile(bool);
-    /// Reads the header at the current position. \return 0; -1, with an error line, when no file is open.
+    /// Reads the header at the current position. \return 0, also when no file is open: nothing is read then.
     int readHeader();
     /// The header read; null before. It stays the reader's.
     const HeaderSettings* headerSettings() const;
     /// Reads the two previews, which stand at offset 112, one behind the other.
-    /// \return up to two records, the caller's to delete; the last one's `imageData` may be cut short.
+    /// \return up to two records, the caller's to delete; the last one may be cut short.
     std::vector<PreView*> preViews();
-    /// Reads the print parameters at the header's offset; a record as constructed when they are not there.
+    /// Reads the print parameters at the header's offset; of what the file does not hold the fields keep their
+    /// defaults.
     PrintParameters printParameters();
-    /// Reads the slicer information at the header's offset; a record as constructed when it is not there. See
-    /// `SlicerInfo::DeSerialization` for the machine name.
+    /// Reads the slicer information at the header's offset, likewise. See `SlicerInfo::DeSerialization` for the machine
+    /// name.
     SlicerInfo slicerInfo();
     /// Reads the layer table: `antiAliasLevel` x `layerCount` entries, one behind the other.
-    /// \param readData true reads each entry's image code as well, which moves the position: the next entry is then
-    ///                 read from *behind that code*, not from the table. Pass false and use `readLayerImage`.
-    /// \return the entries, the caller's to delete; fewer when the file ends earlier or (with `readData`) when codes
-    ///         overlap so much that their bytes exceed the file's.
+    /// \param readData true reads each entry's encoded image as well, which moves the position: the next entry is then
+    ///                 read from *behind that image*, not from the table, and zeros behind the end of the file. Pass
+    ///                 false and use `readLayerImage`.
+    /// \return the entries, the caller's to delete; fewer when the file is too short for the table. With `readData` the
+    ///         images of a damaged file stay empty once all of them together exceed a small multiple of the file.
     std::vector<LayerDef*> layerDef(bool readData);
     /// Reads the extended record of every layer, 84 bytes in front of its image code, once for each of `antiAliasLevel`
     /// levels (the same records every time), and appends them to the reader's list.
@@ -490,7 +491,7 @@ public:
 private:
     bool isReady(const char* what);
     unsigned long long bytesFrom(long long offset);
-    bool seekTo(long long offset, unsigned int bytes, const char* what);
+    unsigned int seekTo(long long offset, unsigned int bytes, const char* what);
     unsigned long long tableEntries() const;
     std::vector<std::unique_ptr<LayerDef>> readTable(bool readData);
 
