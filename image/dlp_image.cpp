@@ -78,10 +78,13 @@ int DlpImage::pixelWidth() const { return m_pixelWidth; }
 
 DlpImage::PIXEL_TYPE DlpImage::pixelType() { return m_pixelWidth; }
 
-int DlpImage::widthBytes() const { return m_pixelWidth * m_width; }
+int DlpImage::widthBytes() const {
+    const long long bytes = static_cast<long long>(m_pixelWidth) * m_width;
+    return bytes > INT_MAX || bytes < INT_MIN ? 0 : static_cast<int>(bytes);
+}
 
 int DlpImage::size() const {
-    if (m_width < 0 || m_height < 0) return 0;
+    if (m_width < 0 || m_height < 0 || m_pixelWidth < 1) return 0;
     const long long pixels = static_cast<long long>(m_width) * m_height;
     return pixels > INT_MAX / m_pixelWidth ? 0 : static_cast<int>(pixels * m_pixelWidth);
 }

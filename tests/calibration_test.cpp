@@ -255,6 +255,9 @@ TEST(Build, PrinterFieldIsAsDocumented) {
     EXPECT_EQ(field.m_cellMap.size(), 6 * kBeads);
     EXPECT_EQ(field.m_workCellMap, field.m_cellMap);
     EXPECT_FLOAT_EQ(field.m_workCellMap.max_load_factor(), 0.25F);
+    EXPECT_LE(field.m_workCellMap.load_factor(), 0.25F);
+    EXPECT_EQ(std::distance(field.m_workCellMap.cbegin(), field.m_workCellMap.cend()),
+              static_cast<std::ptrdiff_t>(field.m_workCellMap.size()));
     EXPECT_EQ(field.m_generation, 2);
     EXPECT_EQ(field.m_beads[29].row, 0);
     // the top left bead of column 0: 1.1 radii up, sqrt(3) radii and the apothem to the left

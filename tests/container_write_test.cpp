@@ -84,6 +84,25 @@ TEST_F(WriteTest, ATableIsReservedWithZerosAndFilledInPlace) {
     EXPECT_EQ(writer.filePosition(), 3 * without + 404) << "only the tag of an empty table";
 }
 
+/// `skipLayerAreas` on its own reserved nothing that the filling found.
+TEST_F(WriteTest, ATableSkippedByTheCallerIsFilledAsFarAsThereAreValues) {
+    Printed printed;
+    EXPECT_EQ((Codes{writer.openDlpFile(file), writer.skipLayerAreas(100), writer.filePosition()}), (Codes{0, 0, 402}));
+    std::vector<unsigned int> areas(100, 5);
+    EXPECT_EQ((Codes{writer.writeLayerAreasDealyer(areas), writer.filePosition(), writer.flush()}), (Codes{0, 402, 0}));
+    Bytes expected;
+    for (int i = 0; i < 100; ++i) expected.u32(5);
+    EXPECT_TRUE(sameBytes(readFile(file), expected.tag()));
+    areas = {6, 7};
+    EXPECT_EQ((Codes{writer.writeLayerAreasDealyer(areas), writer.flush()}), Codes(2));
+    EXPECT_TRUE(
+        sameBytes(Bytes(readFile(file)), Bytes().u32(6).u32(7).tag().raw({expected.begin() + 10, expected.end()})));
+    EXPECT_EQ(printed.take(), "");
+    EXPECT_EQ((Codes{writer.skipLayerAreas(1 << 29), writer.skipLayerAreas(-3), writer.skipLayerAreas(-2147483647),
+                     writer.filePosition()}),
+              (Codes{-7, 0, 0, 392}));
+}
+
 // ---- failures
 
 TEST_F(WriteTest, WithoutAFileNothingIsWritten) {

@@ -4,6 +4,7 @@
 #include <vndlp/image.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <tuple>
 
@@ -13,6 +14,20 @@ namespace {
 using RunTuple = std::tuple<float, float, float, float, int>;
 
 RunTuple tupleOf(const WhiteData& run) { return {run.start.x, run.start.y, run.end.x, run.end.y, run.grey}; }
+
+TEST(Points, AndImagesOfAnySizeAreDefined) {
+    Vec3i point;
+    point.setX(3e9F);
+    point.setY(-3e9F);
+    point.setZ(std::nanf(""));
+    EXPECT_EQ((Codes{point.x, point.y, point.z}), (Codes{2147483647, -2147483648LL, 0}));
+    DlpImage none(4, 4, static_cast<DlpImage::PIXEL_TYPE>(0));
+    DlpImage wide(2000000000, 1, DlpImage::PIXEL_RGB16);
+    EXPECT_EQ((Codes{none.size(), none.widthBytes(), wide.size(), wide.widthBytes()}), Codes(4));
+    none.needData();
+    wide.needData();
+    EXPECT_FALSE(none.haveDatas() || wide.haveDatas());
+}
 
 TEST(Runs, FollowGreyValuesAndGaps) {
     Bytes pixels = {16, 16, 15, 200,  // four columns, five rows

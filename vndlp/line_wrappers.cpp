@@ -110,6 +110,7 @@ void VnLineV2WriteWrapper::setGrayPreview290X290(unsigned char* pixels, int whic
 }
 
 void VnLineV2WriteWrapper::setLayerPath(int /*layerIndex*/, const std::vector<std::vector<Vec3i>>& paths, double area) {
+    if (!m_structure) return;
     // a layer that cannot be written keeps its place in the table; the stream remembers, and writeTail tells
     unsigned int stored = storedLayerArea(area);
     m_layerAreas.push_back(stored);
@@ -117,7 +118,7 @@ void VnLineV2WriteWrapper::setLayerPath(int /*layerIndex*/, const std::vector<st
 }
 
 bool VnLineV2WriteWrapper::writeDlpStructure() {
-    if (m_readyFlags != kAllSet) return false;
+    if (!m_structure || m_readyFlags != kAllSet) return false;
     const int head = m_writer.writeDlpStructure(*m_structure);
     m_writer.writeDlpImageParam(m_imageParam);
     return head >= 0;

@@ -21,12 +21,18 @@ std::uint16_t previewPixel(unsigned char grey) {
 
 /// Fills a preview with pixels in the host's byte order.
 void fillPreview(const unsigned char* grey, DlpImage& preview) {
-    if (grey == nullptr || !preview.haveDatas()) return;
+    if (!preview.haveDatas()) return;
     const auto pixels = static_cast<std::size_t>(preview.width()) * static_cast<std::size_t>(preview.height());
     for (std::size_t i = 0; i < pixels; ++i) {
         const std::uint16_t pixel = previewPixel(grey[i]);
         std::memcpy(preview.bits() + sizeof pixel * i, &pixel, sizeof pixel);
     }
+}
+
+/// Whether there are no pixels to take, which is told.
+bool lacksPixels(const unsigned char* grey) {
+    if (grey == nullptr) report("error: no pixels given\n");
+    return grey == nullptr;
 }
 
 }  // namespace
@@ -63,13 +69,13 @@ void VndlpV2Wrapper::setDlpV2Param(const DlpV2ParamWrapper& p) {
 }
 
 void VndlpV2Wrapper::setGrayPreview116X116(unsigned char* grey) {
-    if (!m_structure) return;
+    if (!m_structure || lacksPixels(grey)) return;
     fillPreview(grey, m_structure->v2Header.smallPreview);
     m_readyFlags |= kSmallPreviewSet;
 }
 
 void VndlpV2Wrapper::setGrayPreview290X290(unsigned char* grey, int which) {
-    if (!m_structure || (which != 0 && which != 1)) return;
+    if (!m_structure || (which != 0 && which != 1) || lacksPixels(grey)) return;
     DlpV2Header& header = m_structure->v2Header;
     fillPreview(grey, which == 0 ? header.middlePreview : header.largePreview);
     m_readyFlags |= which == 0 ? kFirstLargePreviewSet : kSecondLargePreviewSet;
@@ -80,6 +86,7 @@ void VndlpV2Wrapper::setLayerImage(int layerIndex, unsigned char* grey, int widt
         report("error: layer %d given, the parameters announced %zu layers\n", layerIndex, m_layerRuns.size());
         return;
     }
+    if (lacksPixels(grey)) return;
     const auto index = static_cast<std::size_t>(layerIndex);
     m_layerRuns[index].clear();
     grayDataVecWhiteData(grey, width, height, m_layerRuns[index]);
@@ -88,6 +95,7 @@ void VndlpV2Wrapper::setLayerImage(int layerIndex, unsigned char* grey, int widt
 }
 
 void VndlpV2Wrapper::wrieLayerImage(unsigned char* grey, int width, int height, double area) {
+    if (!m_structure || lacksPixels(grey)) return;
     std::vector<WhiteData> runs;
     grayDataVecWhiteData(grey, width, height, runs);
     // the height, not the area, goes in front of the layer: kept, and said in the header
@@ -97,13 +105,14 @@ void VndlpV2Wrapper::wrieLayerImage(unsigned char* grey, int width, int height, 
 }
 
 bool VndlpV2Wrapper::writeDlpStructure() {
-    return m_readyFlags == kAllSet && m_writer.writeDlpStructure(*m_structure) >= 0;
+    return m_structure && m_readyFlags == kAllSet && m_writer.writeDlpStructure(*m_structure) >= 0;
 }
 
 int VndlpV2Wrapper::writeTail() {
     // a layer never given has no area yet
     if (m_layerAreas.size() < m_layerRuns.size()) m_layerAreas.resize(m_layerRuns.size());
-    for (std::size_t i = 0; i < m_layerRuns.size(); ++i) m_writer.writeLayerWhiteData(m_layerRuns[i], &m_layerAreas[i]);
+    const std::size_t layers = m_structure ? m_layerRuns.size() : 0;
+    for (std::size_t i = 0; i < layers; ++i) m_writer.writeLayerWhiteData(m_layerRuns[i], &m_layerAreas[i]);
     const int table = m_writer.writeLayerAreasDealyer(m_layerAreas);
     const int tail = m_writer.writeTail(kV2Header);
     return table < 0 ? table : tail;

@@ -156,10 +156,6 @@ int VndlpRead::readDlpStructure(bool withPreview) {
     }
     if (code != kOk) {
         report("error: read %s fail\n", headerName(s.headerType));
-        // V4 files begin with the same magic and are told apart by this version only
-        if (s.headerType == kV2Header && s.v2Header.versionCode == kV4FileVersion) {
-            report("error: this is a V4 file, or a damaged one of version 4: read it with VNDLPV4Read\n");
-        }
         close();
         return code;
     }

@@ -31,6 +31,8 @@ enum WriteCode : int {
 };
 
 /// What ends a file whose kind has no row of its own, too.
+/// Entries of the largest table whose bytes an int counts.
+constexpr int kMaxReservedAreas = (1 << 29) - 1;
 constexpr std::string_view kCommonTailMagic = "VNKT3D";
 
 void writeMagic(FileWrite& out, std::string_view magic) {
@@ -241,8 +243,6 @@ int VndlpWrite::writeDlpParameters(DlpParameters& parameters, std::vector<unsign
         return kOk;
     }
     if (layerCount < 1) return kOk;
-    m_tablePosition = m_output->currentPosition();
-    m_tableEntries = layerCount;
     return skipLayerAreas(layerCount);
 }
 
@@ -262,7 +262,13 @@ int VndlpWrite::skipLayerAreas(int layerCount) {
         report("error: file not open\n");
         return kNoFile;
     }
-    m_output->skipRawData(layerCount * kAreaBytes + kSplitTagBytes);
+    if (layerCount > kMaxReservedAreas) {
+        report("error: no room for %d layer areas\n", layerCount);
+        return kTableLength;
+    }
+    m_tablePosition = m_output->currentPosition();
+    m_tableEntries = std::max(layerCount, 0);
+    m_output->skipRawData(std::max(layerCount, -kMaxReservedAreas) * kAreaBytes + kSplitTagBytes);
     return kOk;
 }
 
@@ -272,9 +278,10 @@ int VndlpWrite::writeLayerAreasDealyer(std::vector<unsigned int>& areas) {
         return kNoFileForTable;
     }
     const auto reserved = static_cast<std::size_t>(m_tableEntries);
-    if (areas.size() != reserved) {
+    if (areas.size() > reserved) {
+        // they would overwrite what follows the table
         report("error: %zu layer areas given, room was reserved for %zu\n", areas.size(), reserved);
-        if (areas.size() > reserved) return kTableLength;
+        return kTableLength;
     }
     if (reserved == 0) return kOk;
     m_output->seek(m_tablePosition, 0, false);
@@ -282,7 +289,7 @@ int VndlpWrite::writeLayerAreasDealyer(std::vector<unsigned int>& areas) {
     for (const unsigned int area : areas) writer.number(area);
     writer.tag();
     m_output->seek(0, 2, false);
-    return areas.size() == reserved ? kOk : kTableLength;
+    return kOk;
 }
 
 int VndlpWrite::layerResult() const { return m_output->failed() ? kNotWritten : kOk; }

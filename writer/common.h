@@ -16,7 +16,7 @@ namespace vndlp {
 constexpr std::size_t kPreviewCount = 3;
 
 /// The result code of what fails in the front end itself; the container writers' codes are passed on.
-enum WriterCode : int { kWriterOk = 0, kBadImage = -30, kBadLayerIndex = -31 };
+enum WriterCode : int { kWriterOk = 0, kTooFewLayers = -7, kBadImage = -30, kBadLayerIndex = -31 };
 
 /// Keeps the first failure of a job: later calls go on, and `finish` still tells of it. Noting is safe from several
 /// threads at once.
@@ -47,6 +47,13 @@ inline bool takePreviews(std::vector<SliceImage>& from, SliceImage& first, Slice
         to->pixels = std::move(image.pixels);
     }
     return true;
+}
+
+/// Tells of layers that were announced and not delivered; of too many the container's writer tells.
+inline int checkLayerCount(std::size_t delivered, int announced) {
+    if (static_cast<long long>(delivered) >= announced) return kWriterOk;
+    report("error: %zu layers delivered, %d were announced\n", delivered, announced);
+    return kTooFewLayers;
 }
 
 /// Bytes from one row of a layer image to the next.

@@ -61,6 +61,7 @@ int DLPLine::addLayerPaths(unsigned /*layerIndex*/, const std::vector<std::vecto
 }
 
 int DLPLine::finish() {
+    m_failure.note(checkLayerCount(m_layerAreas.size(), fileStructure.layerCount()));
     m_failure.note(m_writer.writeLayerAreasDealyer(m_layerAreas));
     m_failure.note(m_writer.writeTail(kLineHeader));
     reset();

@@ -124,6 +124,7 @@ void DLPVNV2::clearPending() {
 int DLPVNV2::finish() {
     if (!m_pendingIndex.empty()) flushPending();
     std::vector<unsigned int> areas(m_layerAreas.begin(), m_layerAreas.end());
+    m_failure.note(checkLayerCount(areas.size(), fileStructure.layerCount()));
     m_failure.note(m_writer.writeLayerAreasDealyer(areas));
     m_failure.note(m_writer.writeTail(kV2Header));
     reset();

@@ -75,6 +75,8 @@ public:
 
     const_iterator begin() const { return m_table->begin(); }
     const_iterator end() const { return m_table->end(); }
+    const_iterator cbegin() const { return m_table->cbegin(); }
+    const_iterator cend() const { return m_table->cend(); }
     const_iterator find(Key key) const { return m_table->find(key); }
     std::size_t count(Key key) const { return m_table->count(key); }
     /// The entry of `key`, which must be there: std::out_of_range is thrown otherwise.
@@ -82,6 +84,7 @@ public:
     std::size_t size() const { return m_table->size(); }
     bool empty() const { return m_table->empty(); }
     std::size_t bucket_count() const { return m_table->bucket_count(); }
+    float load_factor() const { return m_table->load_factor(); }
     float max_load_factor() const { return m_table->max_load_factor(); }
     /// The entries as a standard map; valid until this map is changed or destroyed.
     const Table& table() const { return *m_table; }
@@ -196,8 +199,10 @@ public:
     /// and (1, 0, 1), which lie outside the hexagon, are left out. Each triangle with the bands base + offset that is
     /// absent is entered with edge `m_cellEdges[counter]`, and `counter` goes up by one; one already there is left
     /// alone and not counted. Nothing happens while there is no bead, or when `dims` is 0 or more than `base` has
-    /// entries. \param base    least band of the bead in each dimension. \param counter entries made for this bead so
-    /// far. \param offsets first and last offset of each dimension; a dimension without an entry takes 0 to 1.
+    /// entries.
+    /// \param base    least band of the bead in each dimension.
+    /// \param counter entries made for this bead so far.
+    /// \param offsets first and last offset of each dimension; a dimension without an entry takes 0 to 1.
     void processLoops(unsigned dims, const std::vector<long long>& base, unsigned long long& counter,
                       const std::vector<std::pair<long long, long long>>& offsets);
 

@@ -23,9 +23,9 @@
 namespace vndlp {
 
 /// The stored value of a layer's area: a thousandth of what the caller gives, rounded to the nearest whole number,
-/// halves away from zero, its low 32 bits. \param area square micrometres, for a stored value in thousandths of a
-/// square millimetre. No number, or one whose
-///        thousandth is beyond 64 bits, gives 0.
+/// halves away from zero, its low 32 bits.
+/// \param area square micrometres, for a stored value in thousandths of a square millimetre. NaN, or a number whose
+///             thousandth is beyond 64 bits, gives 0.
 VNDLP_API unsigned int storedLayerArea(double area);
 
 /// Header of the first generation, magic "VNKT3D".
@@ -266,9 +266,9 @@ public:
 
     /// Reads the head of the open file: magic, header, parameters, area table, slicing settings. The position is then
     /// at the first layer (of a line file: at its image parameters). A V2 or line file written for no layers and
-    /// without an area table lacks the tag behind it too and cannot be read back. \param withPreview read the previews
-    /// too; otherwise they are skipped and stay without pixels. \return 0; -1 no open file; -2 unknown magic or wrong
-    /// tag; -3 layer count beyond the file; -4 zero resolution or
+    /// without an area table lacks the tag behind it too and cannot be read back.
+    /// \param withPreview read the previews too; otherwise they are skipped and stay without pixels.
+    /// \return 0; -1 no open file; -2 unknown magic or wrong tag; -3 layer count beyond the file; -4 zero resolution or
     ///         bad parameters; -5 bad slicing settings. After a failure the file is closed and the structure holds what
     ///         was read before it.
     int readDlpStructure(bool withPreview);
@@ -426,14 +426,13 @@ public:
 
     /// Writes a whole file from the structure, areas and runs given by the swaps.
     /// \return 0; -1 cannot open; -6, -9, -10 as judged, or layer count and areas differ; -11 fewer run lists than
-    /// layers;
-    ///         -20 the trailer could not be appended; -21 not everything could be written.
+    ///         layers; -20 the trailer could not be appended; -21 not everything could be written.
     int writeDlpFile(std::string path);
 
     /// Writes the head: magic, header, parameters, area table, slicing settings.
     /// \param areas the area table; null (V2 and line) reserves it, to be filled by `writeLayerAreasDealyer`.
     /// \return 0; -1 no open file; -6 a preview without pixels, or a layer count other than that of `areas`; -10 header
-    /// kind. Sets the V2 header's versionCode to the structure's headerVersion.
+    ///         kind. Sets the V2 header's versionCode to the structure's headerVersion.
     int writeDlpStructure(DlpFileStructure& structure, std::vector<unsigned int>* areas = nullptr);
 
     /// Write one header. \return 0; -1 no open file; -6 a preview without pixels.
@@ -450,11 +449,13 @@ public:
     /// The file must be open. \return 0.
     int writeDlpImageParam(const DlpImageParam& parameters);
 
-    /// Reserves `layerCount` x 4 + 2 bytes. \return 0; -1 no open file.
+    /// Reserves a table of `layerCount` x 4 + 2 bytes at the position, to be filled by `writeLayerAreasDealyer`.
+    /// \return 0; -1 no open file; -7 from 2^29 layers on (nothing is reserved then).
     int skipLayerAreas(int layerCount);
-    /// Fills the reserved table and returns to the end of the file; the name is spelled so.
-    /// \return 0; -2 no open file; -7 `areas` does not have as many values as were reserved (fewer are written all the
-    ///         same, more are not: they would overwrite what follows the table).
+    /// Fills the table reserved last, as far as there are values, and returns to the end of the file; the name is
+    /// spelled so. \return 0; -2 no open file; -7, with nothing written, for more values than were reserved: they would
+    /// overwrite what
+    ///         follows the table.
     int writeLayerAreasDealyer(std::vector<unsigned int>& areas);
 
     /// Write one layer at the position.
@@ -470,8 +471,9 @@ public:
     int writeLayerTrimesh(const trimesh::TriMesh& mesh, unsigned int* area, bool withZ);
 
     void writeSplitTag();
-    /// Finishes the file: tail magic, close, trailer.
-    /// \return 0; -1 no open file; -20 the trailer could not be appended; -21 not everything could be written (a full
+    /// Finishes the file: tail magic, close, trailer. What is sealed is the sum kept while writing: bytes that someone
+    /// else has changed in the file since do not enter it, unless they changed its length. \return 0; -1 no open file;
+    /// -20 the trailer could not be appended; -21 not everything could be written (a full
     ///         disk, an I/O error): the file is closed, incomplete and unsealed.
     int writeTail(int headerType);
 

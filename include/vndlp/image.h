@@ -36,7 +36,8 @@ struct Vec3f {
     void setZ(float value) { z = value; }
 };
 
-/// A point of three ints, with the quirk of `Vec3f`: `Vec3i(1, 2, 3)` has z = 2. The setters truncate toward zero.
+/// A point of three ints, with the quirk of `Vec3f`: `Vec3i(1, 2, 3)` has z = 2. The setters truncate toward zero; what
+/// no int holds becomes the nearest one that there is, NaN 0.
 struct Vec3i {
     int x = 0;
     int y = 0;
@@ -44,9 +45,16 @@ struct Vec3i {
 
     Vec3i() = default;
     Vec3i(int x_, int y_, int /*ignored*/) : x(x_), y(y_), z(y_) {}
-    void setX(float value) { x = static_cast<int>(value); }
-    void setY(float value) { y = static_cast<int>(value); }
-    void setZ(float value) { z = static_cast<int>(value); }
+    void setX(float value) { x = truncated(value); }
+    void setY(float value) { y = truncated(value); }
+    void setZ(float value) { z = truncated(value); }
+
+private:
+    static int truncated(float value) {
+        constexpr float beyond = 2147483648.0F;
+        if (value >= beyond) return 2147483647;
+        return value > -beyond ? static_cast<int>(value) : value <= -beyond ? -2147483647 - 1 : 0;
+    }
 };
 
 /// One run: consecutive rows of one column whose pixels share one grey value. Coordinates are whole pixel numbers; the
@@ -101,9 +109,9 @@ public:
     int height() const;
     int pixelWidth() const;
     PIXEL_TYPE pixelType();
-    /// Bytes of one row.
+    /// Bytes of one row; 0 where that does not fit an int.
     int widthBytes() const;
-    /// Bytes of the image; 0 where that does not fit an int.
+    /// Bytes of the image; 0 where that does not fit an int, and for a pixel type below 1.
     int size() const;
 
 private:

@@ -54,8 +54,8 @@ struct VNDLP_API DlpV2ParamWrapper {
 /// Writes a ".vndlp" file of the V2 kind from a parameter record, grey previews and grey layer images.
 ///
 /// Calls: `open`, `setDlpV2Param`, `setGrayPreview116X116`, `setGrayPreview290X290` for 0 and 1, `writeDlpStructure`,
-/// the layers, `writeTail`, `close`. Layers are given by `setLayerImage`, in any order. Calls between `open` and
-/// `close` need a successful `open`.
+/// the layers, `writeTail`, `close`. Layers are given by `setLayerImage`, in any order. Calls without an open file write
+/// nothing, and null pixels are refused with a message.
 ///
 /// Slicers that want version 3 files, or layers streamed without keeping their runs, use `createDLPWriter` and
 /// `DLPWriter::addLayerImage` instead: two habits of this class give files a slicer may not expect, see
