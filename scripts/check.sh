@@ -52,7 +52,7 @@ run_tidy() {  # CHECKS
 }
 
 check_integers() {
-  local tests=(container_write_test front_end_test golden_test known_faults_test v4_file_test)
+  local tests=(container_test front_end_test golden_test known_faults_test v4_file_test)
   scripts/install-deps.sh build test fuzz
   cmake --preset integer
   cmake --build --preset integer --target "${tests[@]}" fuzz/all

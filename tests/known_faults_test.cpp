@@ -1,6 +1,6 @@
 // The faults that image-file libraries have had most often, each tried on a file of a kind where it could be. Data
 // behind the end of a file are in damage_test.cpp (EveryCutAndAddedByteIsReported), tables larger than the file in
-// container_read_test.cpp (EveryDamageHasItsCodeBehindASoundTrailer), short reads of numbers in streams_test.cpp.
+// container_test.cpp (EveryDamageHasItsCodeBehindASoundTrailer), short reads of numbers in streams_test.cpp.
 
 #include "support/ctb.h"
 #include "support/every_kind.h"

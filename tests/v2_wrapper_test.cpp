@@ -1,5 +1,5 @@
-#include "support/container_sample.h"
 #include "support/files.h"
+#include "support/front_end.h"
 
 #include <vndlp/wrappers.h>
 
