@@ -1,202 +1,223 @@
-/// The byte layout of every record of the vendor container, stated once: each function lists a record's members in file
-/// order and hands them to a visitor. Reading (`FieldReader`), writing (`FieldWriter`) and measuring (`FieldSize`) are
-/// such visitors.
+/// The fields of every record of the vendor container in file order: the one list that reading, writing, measuring and
+/// describing are made from.
 
 #pragma once
 
 #include <vndlp/container.h>
 #include <vndlp/formats.h>
+#include "io/record_layout.h"
 #include "io/report.h"
 
 #include <cstdint>
+#include <string>
 
 namespace vndlp {
 
-template <class Visitor, class Record>
-constexpr void backUseFields(Visitor&& v, Record& r) {
-    v.number(r.machineHeightUm);
-    v.number(r.flags);
-    v.number(r.supportDensity);
-    v.number(r.blurPixel);
-    v.number(r.lineExposureTime);
-    v.number(r.totalVolume);
-    v.number(r.sliceModelX);
-    v.number(r.sliceModelY);
-    v.number(r.sliceModelZ);
-    v.bytes(r.reserved);
-}
+// what stands in the lists besides fields
 
-template <class Visitor>
-void headerFields(Visitor&& v, DlpV1Header& r) {
-    v.layerCount(r.layerCount);
-    v.resolution(r.resolution_x, r.resolution_y);
-    v.previews(r.smallPreview, r.largePreview);
-}
+/// The two bytes behind a record.
+struct SplitTag {
+    static constexpr std::size_t kBytes = kSplitTagBytes;
+};
+/// Checks on the fields in front of them.
+struct LayerCountCheck {};
+struct ResolutionCheck {};
+struct TextsCheck {};
+
+/// Quirk of a preview: raw pixels and a tag.
+struct RawPixels {
+    static std::size_t storedBytes(const DlpImage& image) {
+        return static_cast<std::size_t>(image.size()) + kSplitTagBytes;
+    }
+};
+
+template <>
+struct Layout<VndlpBackUse> {
+    using R = VndlpBackUse;
+    static constexpr const char* name = "VndlpBackUse";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"machineHeightUm", &R::machineHeightUm, "um"}, Field{"flags", &R::flags},
+        Field{"supportDensity", &R::supportDensity},         Field{"blurPixel", &R::blurPixel, "px"},
+        Field{"lineExposureTime", &R::lineExposureTime},     Field{"totalVolume", &R::totalVolume, "ml"},
+        Field{"sliceModelX", &R::sliceModelX, "mm"},         Field{"sliceModelY", &R::sliceModelY, "mm"},
+        Field{"sliceModelZ", &R::sliceModelZ, "mm"},         Field{"reserved", &R::reserved},
+    };
+};
+static_assert(fixedBytes<VndlpBackUse>() == 64);
+
+template <>
+struct Layout<DlpV1Header> {
+    using R = DlpV1Header;
+    static constexpr const char* name = "DlpV1Header";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"layerCount", &R::layerCount},
+        LayerCountCheck{},
+        Field{"resolution_x", &R::resolution_x, "px"},
+        Field{"resolution_y", &R::resolution_y, "px"},
+        ResolutionCheck{},
+        Field{"smallPreview", &R::smallPreview, "", RawPixels{}},
+        Field{"largePreview", &R::largePreview, "", RawPixels{}},
+    };
+};
 
 /// The V2 and the line header.
-template <class Visitor, class Record>
-void headerFields(Visitor&& v, Record& r) {
-    v.number(r.versionCode);
-    v.string(r.machine_type);
-    v.layerCount(r.layerCount);
-    v.resolution(r.resolution_x, r.resolution_y);
-    backUseFields(v, r.backUse);
-    v.previews(r.smallPreview, r.middlePreview, r.largePreview);
+template <class R>
+constexpr auto versionedHeaderFields() {
+    return std::tuple{
+        Field{"versionCode", &R::versionCode},
+        Field{"machine_type", &R::machine_type},
+        Field{"layerCount", &R::layerCount},
+        LayerCountCheck{},
+        Field{"resolution_x", &R::resolution_x, "px"},
+        Field{"resolution_y", &R::resolution_y, "px"},
+        ResolutionCheck{},
+        Field{"backUse", &R::backUse},
+        Field{"smallPreview", &R::smallPreview, "", RawPixels{}},
+        Field{"middlePreview", &R::middlePreview, "", RawPixels{}},
+        Field{"largePreview", &R::largePreview, "", RawPixels{}},
+    };
 }
 
-template <class Visitor>
-void headerFields(Visitor&& v, DlpV3Header& r) {
-    v.previews(r.smallPreview, r.secondPreview, r.thirdPreview);
-    v.number(r.z_begin);
-    v.number(r.z_end);
-    v.layerCount(r.layerCount);
-    v.resolution(r.resolution_x, r.resolution_y);
-}
-
-template <class Visitor, class Record>
-void parameterFields(Visitor&& v, Record& r) {
-    v.texts(r.platformX, r.platformY, r.thickness);
-    v.number(r.exposure_time);
-    v.number(r.light_off_delay);
-    v.number(r.first_exposure_time);
-    v.number(r.first_layer_count);
-    v.number(r.first_lift_distance);
-    v.number(r.first_lift_speed);
-    v.number(r.lifting_distance);
-    v.number(r.lifting_speed);
-    v.number(r.retract_speed);
-    v.number(r.firstBrightnessPVM);
-    v.number(r.brightnessPVM);
-}
-
-template <class Visitor, class Record>
-void settingsFields(Visitor&& v, Record& r) {
-    v.string(r.sliceSoftVersion);
-    v.string(r.consumables);
-    v.number(r.enableBOffset);
-    v.number(r.bOffsetThickness);
-    v.number(r.bOffsetFocalLength);
-    v.number(r.enableXYCompensation);
-    v.number(r.XYCompensation);
-    v.number(r.enableZCompensation);
-    v.number(r.ZCompensation);
-    v.number(r.enableAntiAliasing);
-    v.number(r.antiAliasingMixGray);
-    v.number(r.antiAliasingMaxGray);
-    v.number(r.enableImageBlur);
-    v.number(r.imageBlurPixelNum);
-    v.tag();
-}
-
-template <class Visitor, class Record>
-constexpr void imageParamFields(Visitor&& v, Record& r) {
-    v.number(r.zThrough);
-    v.number(r.enableAliasing);
-    v.number(r.minGray);
-    v.number(r.maxGray);
-    v.tag();
-}
-
-/// Measures what a record of fixed size takes in a file.
-class FieldSize {
-public:
-    template <class Number>
-    constexpr void number(const Number& /*value*/) {
-        m_bytes += static_cast<int>(sizeof(Number));
-    }
-    template <std::size_t n>
-    constexpr void bytes(const unsigned char (&/*value*/)[n]) {
-        m_bytes += static_cast<int>(n);
-    }
-    constexpr void tag() { m_bytes += kSplitTagBytes; }
-    constexpr int total() const { return m_bytes; }
-
-private:
-    int m_bytes = 0;
+template <>
+struct Layout<DlpV2Header> {
+    static constexpr const char* name = "DlpV2Header";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr auto fields = versionedHeaderFields<DlpV2Header>();
 };
 
-constexpr int backUseSize() {
-    FieldSize size;
-    VndlpBackUse record;
-    backUseFields(size, record);
-    return size.total();
-}
-static_assert(backUseSize() == 64);
-
-constexpr int imageParamSize() {
-    FieldSize size;
-    DlpImageParam record;
-    imageParamFields(size, record);
-    return size.total();
-}
-static_assert(imageParamSize() == 10);
-
-/// Bytes of raw previews, each followed by a tag.
-template <class... Image>
-int previewSize(const Image&... images) {
-    return ((images.size() + kSplitTagBytes) + ...);
-}
-
-/// Picks the previews out of a header.
-template <class Action>
-class PreviewVisitor {
-public:
-    explicit PreviewVisitor(Action action) : m_action(action) {}
-    template <class Number>
-    void number(Number& /*value*/) {}
-    void bytes(unsigned char* /*value*/) {}
-    void string(std::string& /*value*/) {}
-    void layerCount(unsigned short& /*value*/) {}
-    void resolution(unsigned short& /*x*/, unsigned short& /*y*/) {}
-    template <class... Image>
-    void previews(Image&... images) {
-        (m_action(images), ...);
-    }
-
-private:
-    Action m_action;
+template <>
+struct Layout<DlpV2LineHeader> {
+    static constexpr const char* name = "DlpV2LineHeader";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr auto fields = versionedHeaderFields<DlpV2LineHeader>();
 };
+
+template <>
+struct Layout<DlpV3Header> {
+    using R = DlpV3Header;
+    static constexpr const char* name = "DlpV3Header";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"smallPreview", &R::smallPreview, "", RawPixels{}},
+        Field{"secondPreview", &R::secondPreview, "", RawPixels{}},
+        Field{"thirdPreview", &R::thirdPreview, "", RawPixels{}},
+        Field{"z_begin", &R::z_begin},
+        Field{"z_end", &R::z_end},
+        Field{"layerCount", &R::layerCount},
+        LayerCountCheck{},
+        Field{"resolution_x", &R::resolution_x, "px"},
+        Field{"resolution_y", &R::resolution_y, "px"},
+        ResolutionCheck{},
+    };
+};
+
+template <>
+struct Layout<DlpParameters> {
+    using R = DlpParameters;
+    static constexpr const char* name = "DlpParameters";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"platformX", &R::platformX, "mm", Utf16{}},
+        Field{"platformY", &R::platformY, "mm", Utf16{}},
+        Field{"thickness", &R::thickness, "mm", Utf16{}},
+        TextsCheck{},
+        Field{"exposure_time", &R::exposure_time, "0.1 s"},
+        Field{"light_off_delay", &R::light_off_delay, "s"},
+        Field{"first_exposure_time", &R::first_exposure_time, "s"},
+        Field{"first_layer_count", &R::first_layer_count},
+        Field{"first_lift_distance", &R::first_lift_distance, "mm"},
+        Field{"first_lift_speed", &R::first_lift_speed, "mm/min"},
+        Field{"lifting_distance", &R::lifting_distance, "mm"},
+        Field{"lifting_speed", &R::lifting_speed, "mm/min"},
+        Field{"retract_speed", &R::retract_speed, "mm/min"},
+        Field{"firstBrightnessPVM", &R::firstBrightnessPVM},
+        Field{"brightnessPVM", &R::brightnessPVM},
+    };
+};
+
+template <>
+struct Layout<DlpSliceBasicParameters> {
+    using R = DlpSliceBasicParameters;
+    static constexpr const char* name = "DlpSliceBasicParameters";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"sliceSoftVersion", &R::sliceSoftVersion},
+        Field{"consumables", &R::consumables},
+        Field{"enableBOffset", &R::enableBOffset},
+        Field{"bOffsetThickness", &R::bOffsetThickness},
+        Field{"bOffsetFocalLength", &R::bOffsetFocalLength},
+        Field{"enableXYCompensation", &R::enableXYCompensation},
+        Field{"XYCompensation", &R::XYCompensation},
+        Field{"enableZCompensation", &R::enableZCompensation},
+        Field{"ZCompensation", &R::ZCompensation},
+        Field{"enableAntiAliasing", &R::enableAntiAliasing},
+        Field{"antiAliasingMixGray", &R::antiAliasingMixGray},
+        Field{"antiAliasingMaxGray", &R::antiAliasingMaxGray},
+        Field{"enableImageBlur", &R::enableImageBlur},
+        Field{"imageBlurPixelNum", &R::imageBlurPixelNum, "px"},
+        SplitTag{},
+    };
+};
+
+template <>
+struct Layout<DlpImageParam> {
+    using R = DlpImageParam;
+    static constexpr const char* name = "DlpImageParam";
+    static constexpr BYTEORDER order = BigEndian;
+    static constexpr std::tuple fields{
+        Field{"zThrough", &R::zThrough},
+        Field{"enableAliasing", &R::enableAliasing},
+        Field{"minGray", &R::minGray},
+        Field{"maxGray", &R::maxGray},
+        SplitTag{},
+    };
+};
+static_assert(fixedBytes<DlpImageParam>() == 10);
 
 /// Calls `action(DlpImage&)` for every preview of a header, in file order.
 template <class Header, class Action>
 void forEachPreview(Header& header, Action&& action) {
-    headerFields(PreviewVisitor(action), header);
+    forEachItem<std::remove_const_t<Header>>([&](const auto& item) {
+        if constexpr (requires { DlpImage{header.*item.member}; }) action(header.*item.member);
+    });
 }
 
-/// Writes members as they come.
-class FieldWriter {
+/// Bytes of raw previews, each followed by a tag.
+template <class Header>
+int previewSize(const Header& header) {
+    std::size_t bytes = 0;
+    forEachPreview(header, [&bytes](const DlpImage& image) { bytes += RawPixels::storedBytes(image); });
+    return static_cast<int>(bytes);
+}
+
+/// Writes fields in the file's byte order.
+class FieldWriter : public NumberOrders {
 public:
-    explicit FieldWriter(FileWrite& out) : m_out(out) {}
+    explicit FieldWriter(FileWrite& out) : NumberOrders(BigEndian, BigEndian), m_out(out) {}
 
     template <class Number>
-    void number(const Number& value) {
+    void number(const Number& value, BYTEORDER /*the file's*/ = BigEndian) {
         m_out << value;
     }
     template <std::size_t n>
-    void bytes(const unsigned char (&value)[n]) {
+    void write(const unsigned char (&value)[n], Plain /*quirk*/) {
         m_out.writeBytes(value, n);
     }
-    void string(std::string& value) { m_out.writeStdString(value); }
-    void texts(std::string& a, std::string& b, std::string& c) {
-        for (std::string* text : {&a, &b, &c}) m_out.writeStdStringAsQAnsic(*text);
+    void write(std::string& value, Plain /*quirk*/) { m_out.writeStdString(value); }
+    void write(std::string& value, Utf16 /*quirk*/) { m_out.writeStdStringAsQAnsic(value); }
+    void write(const DlpImage& image, RawPixels /*quirk*/) {
+        m_out.writeRawData(image.bits(), image.size());
+        tag();
     }
-    void layerCount(unsigned short value) { number(value); }
-    void resolution(unsigned short x, unsigned short y) {
-        number(x);
-        number(y);
-    }
-    template <class... Image>
-    void previews(const Image&... images) {
-        (preview(images), ...);
+    template <class Item, class Record>
+    void mark(const Item& /*item*/, const Record& /*record*/) {
+        if constexpr (std::is_same_v<Item, SplitTag>) tag();
     }
     void tag() { number(kSplitTag); }
 
 private:
-    void preview(const DlpImage& image) {
-        m_out.writeRawData(image.bits(), image.size());
-        tag();
-    }
-
     FileWrite& m_out;
 };
 
@@ -205,62 +226,62 @@ enum class [[nodiscard]] ReadStatus : int{
     ok = 0, noFile = -1, badTag = -2, badLayerCount = -3, emptyText = -3, badResolution = -4,
 };
 
-/// Reads members as they come, checking each behind its reading; after the first failure it reads no more.
-class FieldReader {
+/// Reads fields in the file's byte order, checking each behind its reading; after the first failure it reads no more.
+class FieldReader : public NumberOrders {
 public:
-    FieldReader(FileRead& in, bool withPreview) : m_in(in), m_withPreview(withPreview) {}
+    FieldReader(FileRead& in, bool withPreview)
+        : NumberOrders(BigEndian, BigEndian), m_in(in), m_withPreview(withPreview) {}
 
     ReadStatus status() const { return m_status; }
+    [[nodiscard]] bool isGood() const { return m_status == ReadStatus::ok; }
 
     template <class Number>
-    void number(Number& value) {
-        if (m_status == ReadStatus::ok) m_in >> value;
+    bool number(Number& value, BYTEORDER /*the file's*/ = BigEndian) {
+        m_in >> value;
+        return true;
     }
     template <std::size_t n>
-    void bytes(unsigned char (&value)[n]) {
-        if (m_status == ReadStatus::ok) m_in.readBytes(value, n);
+    void read(unsigned char (&value)[n], Plain /*quirk*/) {
+        m_in.readBytes(value, n);
     }
-    void string(std::string& value) {
-        if (m_status == ReadStatus::ok) value = m_in.readStdString();
-    }
-    void texts(std::string& a, std::string& b, std::string& c) {
-        for (std::string* text : {&a, &b, &c}) *text = m_in.readQAnsicString();
-        if (a.empty() || b.empty() || c.empty()) m_status = ReadStatus::emptyText;
-    }
-    void layerCount(unsigned short& value) {
-        number(value);
-        // every layer takes more bytes than one packed run
-        if (m_status != ReadStatus::ok || value <= m_in.fileLength() / kPackedRunBytes) return;
-        report("error: layerCount error: %d\n", value);
-        m_status = ReadStatus::badLayerCount;
-    }
-    void resolution(unsigned short& x, unsigned short& y) {
-        number(x);
-        number(y);
-        if (m_status != ReadStatus::ok || (x != 0 && y != 0)) return;
-        report("error: resolution error [%d %d]\n", x, y);
-        m_status = ReadStatus::badResolution;
-    }
-    template <class... Image>
-    void previews(Image&... images) {
-        if (m_status != ReadStatus::ok) return;
+    void read(std::string& value, Plain /*quirk*/) { value = m_in.readStdString(); }
+    void read(std::string& value, Utf16 /*quirk*/) { value = m_in.readQAnsicString(); }
+    void read(DlpImage& image, RawPixels quirk) {
         if (m_withPreview) {
-            (preview(images), ...);
-        } else if (m_in.skipRawData(previewSize(images...)) < 0) {
+            image.needData();
+            m_in.readRawData(image.bits(), image.haveDatas() ? image.size() : 0);
+            tag();
+        } else if (m_in.skipRawData(static_cast<long long>(quirk.storedBytes(image))) < 0) {
             wrongTag();
         }
     }
+    template <class Record>
+    void mark(SplitTag /*item*/, const Record& /*record*/) {
+        tag();
+    }
+    template <class Record>
+    void mark(LayerCountCheck /*item*/, const Record& record) {
+        // every layer takes more bytes than one packed run
+        if (record.layerCount <= m_in.fileLength() / kPackedRunBytes) return;
+        report("error: layerCount error: %d\n", record.layerCount);
+        m_status = ReadStatus::badLayerCount;
+    }
+    template <class Record>
+    void mark(ResolutionCheck /*item*/, const Record& record) {
+        if (record.resolution_x != 0 && record.resolution_y != 0) return;
+        report("error: resolution error [%d %d]\n", record.resolution_x, record.resolution_y);
+        m_status = ReadStatus::badResolution;
+    }
+    void mark(TextsCheck /*item*/, const DlpParameters& record) {
+        if (record.platformX.empty() || record.platformY.empty() || record.thickness.empty()) {
+            m_status = ReadStatus::emptyText;
+        }
+    }
     void tag() {
-        if (m_status == ReadStatus::ok && m_in.readBigEndianUint16() != kSplitTag) wrongTag();
+        if (m_in.readBigEndianUint16() != kSplitTag) wrongTag();
     }
 
 private:
-    void preview(DlpImage& image) {
-        if (m_status != ReadStatus::ok) return;
-        image.needData();
-        m_in.readRawData(image.bits(), image.haveDatas() ? image.size() : 0);
-        tag();
-    }
     void wrongTag() {
         report("error: split tag error\n");
         m_status = ReadStatus::badTag;

@@ -76,17 +76,17 @@ unsigned int storedLayerArea(double area) {
 void DlpV1Header::needData() { allocatePreviews(*this); }
 void DlpV1Header::release() { releasePreviews(*this); }
 void DlpV1Header::show() const { showScreen(*this); }
-int DlpV1Header::thumbImageSize() const { return previewSize(smallPreview, largePreview); }
+int DlpV1Header::thumbImageSize() const { return previewSize(*this); }
 
 void DlpV2Header::needData() { allocatePreviews(*this); }
 void DlpV2Header::release() { releasePreviews(*this); }
 void DlpV2Header::show() const { showV2(*this); }
-int DlpV2Header::thumbImageSize() const { return previewSize(smallPreview, middlePreview, largePreview); }
+int DlpV2Header::thumbImageSize() const { return previewSize(*this); }
 
 void DlpV2LineHeader::needData() { allocatePreviews(*this); }
 void DlpV2LineHeader::release() { releasePreviews(*this); }
 void DlpV2LineHeader::show() const { showV2(*this); }
-int DlpV2LineHeader::thumbImageSize() const { return previewSize(smallPreview, middlePreview, largePreview); }
+int DlpV2LineHeader::thumbImageSize() const { return previewSize(*this); }
 
 void DlpV3Header::needData() { allocatePreviews(*this); }
 void DlpV3Header::release() { releasePreviews(*this); }
@@ -95,7 +95,7 @@ void DlpV3Header::show() const {
     report("z_end = %u\n", z_end);
     showScreen(*this);
 }
-int DlpV3Header::thumbImageSize() const { return previewSize(smallPreview, secondPreview, thirdPreview); }
+int DlpV3Header::thumbImageSize() const { return previewSize(*this); }
 
 void VndlpBackUse::setDataType(int type, int subType) {
     dataType = type;
@@ -134,12 +134,14 @@ float VndlpBackUse::getSliceModelZ() const { return sliceModelZ; }
 void VndlpBackUse::setSliceModelZ(float value) { sliceModelZ = value; }
 
 int VndlpBackUse::write(FileWrite& out) {
-    backUseFields(FieldWriter(out), *this);
+    FieldWriter writer(out);
+    writeRecord(writer, *this);
     return 0;
 }
 
 int VndlpBackUse::read(FileRead& in) {
-    backUseFields(FieldReader(in, false), *this);
+    FieldReader reader(in, false);
+    readRecord(reader, *this);
     return 0;
 }
 

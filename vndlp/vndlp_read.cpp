@@ -38,7 +38,7 @@ int readHeader(FileRead& in, Header& header, bool withPreview) {
         return kNoFile;
     }
     FieldReader reader(in, withPreview);
-    headerFields(reader, header);
+    readRecord(reader, header);
     return codeOf(reader.status());
 }
 
@@ -233,7 +233,7 @@ int VndlpRead::readDlpV3Header(DlpV3Header& header, bool withPreview) {
 int VndlpRead::readDlpParameters(DlpParameters& parameters, std::vector<unsigned int>* areas) {
     if (!m_input->isOpenFile()) return kNoFile;
     FieldReader reader(*m_input, false);
-    parameterFields(reader, parameters);
+    readRecord(reader, parameters);
     if (reader.status() != ReadStatus::ok || areas == nullptr) return codeOf(reader.status());
     for (unsigned int& area : *areas) reader.number(area);
     reader.tag();
@@ -243,7 +243,7 @@ int VndlpRead::readDlpParameters(DlpParameters& parameters, std::vector<unsigned
 int VndlpRead::readDlpSliceBasicParameters(DlpSliceBasicParameters& parameters) {
     if (!m_input->isOpenFile()) return kNoFile;
     FieldReader reader(*m_input, false);
-    settingsFields(reader, parameters);
+    readRecord(reader, parameters);
     return codeOf(reader.status());
 }
 
@@ -253,7 +253,7 @@ int VndlpRead::readDlpImageParam(DlpImageParam& parameters) {
         return kNoFile;
     }
     FieldReader reader(*m_input, false);
-    imageParamFields(reader, parameters);
+    readRecord(reader, parameters);
     return codeOf(reader.status());
 }
 

@@ -219,7 +219,8 @@ int VndlpWrite::writeHeader(Header& header) {
         report("error: no preview image\n");
         return kIncomplete;
     }
-    headerFields(FieldWriter(*m_output), header);
+    FieldWriter writer(*m_output);
+    writeRecord(writer, header);
     return kOk;
 }
 
@@ -234,7 +235,7 @@ int VndlpWrite::writeDlpV3Header(DlpV3Header& header) { return writeHeader(heade
 int VndlpWrite::writeDlpParameters(DlpParameters& parameters, std::vector<unsigned int>* areas, int layerCount) {
     if (!m_output->isOpenFile()) return kNoFile;
     FieldWriter writer(*m_output);
-    parameterFields(writer, parameters);
+    writeRecord(writer, parameters);
     m_tablePosition = 0;
     m_tableEntries = 0;
     if (areas != nullptr) {
@@ -248,12 +249,15 @@ int VndlpWrite::writeDlpParameters(DlpParameters& parameters, std::vector<unsign
 
 int VndlpWrite::writeDlpSliceBasicParameters(DlpSliceBasicParameters& parameters) {
     if (!m_output->isOpenFile()) return kNoFile;
-    settingsFields(FieldWriter(*m_output), parameters);
+    FieldWriter writer(*m_output);
+    writeRecord(writer, parameters);
     return kOk;
 }
 
 int VndlpWrite::writeDlpImageParam(const DlpImageParam& parameters) {
-    imageParamFields(FieldWriter(*m_output), parameters);
+    FieldWriter writer(*m_output);
+    DlpImageParam written = parameters;
+    writeRecord(writer, written);
     return kOk;
 }
 
