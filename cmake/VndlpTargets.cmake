@@ -141,3 +141,14 @@ function(vndlp_use_trimesh2 target)
   set(VNDLP_TRIMESH2_INCLUDE_DIR "${VNDLP_FOUND_TRIMESH2_HEADER}" PARENT_SCOPE)
   set(VNDLP_TRIMESH2_LIBRARY "${VNDLP_FOUND_TRIMESH2_LIBRARY}" PARENT_SCOPE)
 endfunction()
+
+# Keeps what our code instantiates of the standard library out of a shared library's exports, where the linker takes version
+# scripts. Elsewhere (Windows) only what is declared for export is exported anyway. Instrumented builds are left as they are.
+function(vndlp_limit_exports target)
+  if(VNDLP_IS_STATIC OR VNDLP_SANITIZE OR VNDLP_BUILD_FUZZ OR NOT UNIX OR APPLE)
+    return()
+  endif()
+  set(map ${PROJECT_SOURCE_DIR}/cmake/vndlp.map)
+  target_link_options(${target} PRIVATE LINKER:--version-script=${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
+endfunction()

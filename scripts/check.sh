@@ -117,7 +117,7 @@ write_lists() {
   cmake -DUPDATE=1 -DTOOLS=ON -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
     -DWORK_DIR="$PWD/build/release/lists" -DC_COMPILER=cc -DCXX_COMPILER=c++ -DGENERATOR=Ninja \
     -P tests/package/run.cmake
-  git diff --stat -- tests/package
+  git diff --stat -- packaging/expected
 }
 
 for check in "${@:-test}"; do
