@@ -1,4 +1,5 @@
-# Packages: `cpack -G DEB` makes the library's, its -dev, the program's and the documents'; `cpack -G TGZ` one archive of all.
+# Packages: `cpack -G DEB` makes the library's, its -dev, the program's, Python's and the documents'; `cpack -G TGZ` one
+# archive of all.
 
 set(CPACK_PACKAGE_NAME vndlp)
 set(CPACK_PACKAGE_VENDOR "vndlp developers")
@@ -12,6 +13,9 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
 set(CPACK_COMPONENTS_ALL library dev doc)
 if(VNDLP_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+if(VNDLP_PYTHON AND NOT VNDLP_IS_STATIC)
+  list(APPEND CPACK_COMPONENTS_ALL python)
 endif()
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -56,5 +60,16 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${exactly}")
+
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-vndlp)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION
+    "slice files of resin 3D printers - Python package\nReads, checks, changes, converts and writes slice files with numpy arrays as layers,\nand does so for thousands of files on many machines.\n${about}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+    "python3 (>= 3.9), python3-cffi-backend, python3-cffi, python3-numpy, libvndlp${soversion} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-distributed")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA
+    "${PROJECT_SOURCE_DIR}/packaging/debian/python/postinst;${PROJECT_SOURCE_DIR}/packaging/debian/python/prerm")
 
 include(CPack)

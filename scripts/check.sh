@@ -114,7 +114,7 @@ write_lists() {
   cmake -DUPDATE=1 -DLIBRARY=build/release/libvndlp.so -DNM=nm -P tests/package/symbols.cmake
   local version
   version=$(cd build/release && ls libvndlp.so.*.*.*)
-  cmake -DUPDATE=1 -DTOOLS=ON -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
+  cmake -DUPDATE=1 -DTOOLS=ON -DPYTHON=ON -DPYTHON_DIR=lib/python3/dist-packages -DVERSION="${version#libvndlp.so.}" -DBUILD_DIR="$PWD/build/release" \
     -DWORK_DIR="$PWD/build/release/lists" -DC_COMPILER=cc -DCXX_COMPILER=c++ -DGENERATOR=Ninja \
     -P tests/package/run.cmake
   git diff --stat -- packaging/expected

@@ -5,7 +5,7 @@ set -euo pipefail
 
 declare -A sets=(
   [build]="g++ cmake ninja-build pkg-config libdeflate-dev libhwy-dev libspng-dev libzip-dev libpugixml-dev nlohmann-json3-dev libcli11-dev"
-  [test]="libgtest-dev locales"
+  [test]="libgtest-dev locales python3-cffi python3-numpy python3-pytest python3-distributed"
   [lint]="clang-format clang-tidy"
   [bench]="libbenchmark-dev python3 time"
   [fuzz]="clang libclang-rt-14-dev"

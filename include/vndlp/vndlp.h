@@ -15,6 +15,7 @@
 #include <vndlp/mesh.h>
 #include <vndlp/messages.h>
 #include <vndlp/print_time.h>
+#include <vndlp/slice_check.h>
 #include <vndlp/slice_file.h>
 #include <vndlp/streams.h>
 #include <vndlp/v4.h>

@@ -5,7 +5,9 @@
 #   WITH_TRIMESH2   whether the build took its mesh type from trimesh2
 #   STATIC          whether the library is static
 #   ABSOLUTE_DIR    set when CMAKE_INSTALL_*DIR of the build are absolute, below this directory: nothing is moved then
-#   TOOLS           whether the program is installed too; then the list of files is compared
+#   TOOLS           whether the program is installed too; then, and with PYTHON, the list of files is compared
+#   PYTHON          whether the Python package is installed too
+#   PYTHON_DIR      where, below the prefix
 #   VERSION         of the library
 #   UPDATE          set to write files.txt anew
 #   C_COMPILER, CXX_COMPILER, CXX_FLAGS, GENERATOR
@@ -15,6 +17,9 @@ file(REMOVE_RECURSE ${WORK_DIR})
 set(components library dev)
 if(TOOLS)
   list(APPEND components tools)
+endif()
+if(PYTHON)
+  list(APPEND components python)
 endif()
 foreach(component IN LISTS components)
   run(${CMAKE_COMMAND} --install ${BUILD_DIR} --component ${component} --prefix ${WORK_DIR}/first)
@@ -33,9 +38,10 @@ file(GLOB_RECURSE pc ${tree}/*/vndlp.pc)
 get_filename_component(pc_dir ${pc} DIRECTORY)
 get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 
-if(TOOLS AND NOT STATIC AND NOT WITH_TRIMESH2)
+if(TOOLS AND PYTHON AND NOT STATIC AND NOT WITH_TRIMESH2)
   file(GLOB_RECURSE files RELATIVE ${tree} ${tree}/*)
   file(RELATIVE_PATH lib ${tree} ${lib_dir})
+  list(TRANSFORM files REPLACE "^${PYTHON_DIR}/" "PYTHONDIR/")
   list(TRANSFORM files REPLACE "^${lib}/" "LIBDIR/")
   list(TRANSFORM files REPLACE "so\\.${VERSION}$" "so.VERSION")
   list(TRANSFORM files REPLACE "vndlp-targets-[a-z]+" "vndlp-targets-BUILD")
@@ -45,6 +51,17 @@ if(TOOLS AND NOT STATIC AND NOT WITH_TRIMESH2)
   expect_text("${output}" "vndlp ${VERSION}")
   file(READ ${CMAKE_CURRENT_LIST_DIR}/../../packaging/vcpkg/vndlp/vcpkg.json port)
   expect_text("${port}" "\"version\": \"${VERSION}\"")
+endif()
+
+# the Python package finds the library beside it
+if(PYTHON)
+  find_program(PYTHON3 NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH)
+  execute_process(COMMAND ${PYTHON3} -c "import cffi, numpy" RESULT_VARIABLE missing OUTPUT_QUIET ERROR_QUIET)
+  if(missing EQUAL 0)
+    run(${CMAKE_COMMAND} -E env --unset=VNDLP_LIBRARY PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=${tree}/${PYTHON_DIR}
+        ${PYTHON3} -c "import vndlp; print('Python', vndlp.__version__)" OUTPUT output)
+    expect_text("${output}" "Python ${VERSION}")
+  endif()
 endif()
 
 # nothing remembers where it was built, and only the mesh header in use is there
