@@ -127,6 +127,15 @@ bool CheckLayer::close() {
 
 std::uint64_t CheckLayer::litPixels() const { return m_lines->litPixels(); }
 
+std::vector<LitRun> CheckLayer::litRuns() const {
+    std::vector<LitRun> runs;
+    for (std::uint32_t index = 0; index < m_lines->closedLines(); ++index) {
+        const LabelledLine line = m_lines->line(index);
+        for (std::size_t i = 1; i < line.ends.size(); i += 2) runs.push_back({index, line.begin(i), line.ends[i] - 1});
+    }
+    return runs;
+}
+
 class CheckWork {
 public:
     CheckWork(const CheckJob& job_, const CheckOptions& options_)

@@ -75,6 +75,7 @@ public:
     void close();
 
     std::uint32_t lines() const { return m_lines; }
+    std::uint32_t closedLines() const { return static_cast<std::uint32_t>(m_lineBegins.size() - 1); }
     std::uint32_t length() const { return m_length; }
     std::uint64_t litPixels() const { return m_litPixels; }
     bool isSound() const { return m_isSound; }

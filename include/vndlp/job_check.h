@@ -161,6 +161,8 @@ public:
 
     /// Lit pixels so far.
     std::uint64_t litPixels() const;
+    /// The lit runs of a closed layer, those that touch joined.
+    std::vector<LitRun> litRuns() const;
 
 private:
     friend class JobCheck;

@@ -5,6 +5,7 @@
 #define VNDLP_VNDLP_H
 
 #include <vndlp/calibration.h>
+#include <vndlp/check_file.h>
 #include <vndlp/checksum.h>
 #include <vndlp/container.h>
 #include <vndlp/ctb.h>

@@ -119,11 +119,11 @@ private:
         for (const std::string& note : source.notes()) printNote(note);
         JobCheck check(source.job(), options);
         ProgressBar bar("checking", source.layerCount());
-        runOrdered<GreyImage, CheckLayer>(
+        runOrdered<GreyImage, SourceLayer>(
             source.layerCount(), threadsOf(m_threads),
             [&](int index, GreyImage& scratch) { return source.readLayer(index, scratch); },
-            [&](int index, CheckLayer&& layer) {
-                check.addLayer(layer);
+            [&](int index, SourceLayer&& layer) {
+                source.addLayer(index, layer, check);
                 bar.advanceTo(index + 1);
             });
         const std::vector<CheckFinding> findings = check.finish();

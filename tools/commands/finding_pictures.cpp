@@ -31,7 +31,7 @@ struct DrawnLayer {
         index = wanted;
         if (wanted < 0) return;
         GreyImage scratch;
-        layer.emplace(source.readLayer(wanted, scratch));
+        layer.emplace(std::move(source.readLayer(wanted, scratch).layer));
         source.paintLayer(wanted, image);
     }
     unsigned char grey(std::int64_t x, std::int64_t y) const {
@@ -55,10 +55,10 @@ Crop cropAround(const std::vector<LitRun>& runs, const CheckJob& job) {
     std::int64_t x1 = 0;
     std::int64_t y1 = 0;
     for (const LitRun& run : runs) {
-        x0 = std::min<std::int64_t>(x0, run.first);
-        x1 = std::max<std::int64_t>(x1, run.last);
-        y0 = std::min<std::int64_t>(y0, run.line);
-        y1 = std::max<std::int64_t>(y1, run.line);
+        x0 = std::min<std::int64_t>(x0, job.linesAreColumns ? run.line : run.first);
+        x1 = std::max<std::int64_t>(x1, job.linesAreColumns ? run.line : run.last);
+        y0 = std::min<std::int64_t>(y0, job.linesAreColumns ? run.first : run.line);
+        y1 = std::max<std::int64_t>(y1, job.linesAreColumns ? run.last : run.line);
     }
     x0 = std::max<std::int64_t>(x0 - kMargin, 0);
     y0 = std::max<std::int64_t>(y0 - kMargin, 0);
@@ -69,7 +69,7 @@ Crop cropAround(const std::vector<LitRun>& runs, const CheckJob& job) {
 }
 
 ColourImage drawFinding(const Crop& crop, const DrawnLayer& below, const DrawnLayer& own,
-                        const std::vector<LitRun>& runs) {
+                        const std::vector<LitRun>& runs, bool runsAreColumns) {
     ColourImage picture{static_cast<int>(crop.pictureWidth()), static_cast<int>(crop.pictureHeight()), {}};
     const auto width = static_cast<std::size_t>(picture.width);
     picture.pixels.assign(width * static_cast<std::size_t>(picture.height) * 4, 255);
@@ -89,7 +89,9 @@ ColourImage drawFinding(const Crop& crop, const DrawnLayer& below, const DrawnLa
         }
     }
     for (const LitRun& run : runs) {
-        for (std::uint32_t x = run.first; x <= run.last; ++x) paint(x, run.line, kFound);
+        for (std::uint32_t i = run.first; i <= run.last; ++i) {
+            paint(runsAreColumns ? run.line : i, runsAreColumns ? i : run.line, kFound);
+        }
     }
     return picture;
 }
@@ -116,7 +118,8 @@ void drawFindings(const CheckSource& source, const JobCheck& check, const std::v
         const std::vector<LitRun> runs =
             check.runsOf(finding, index > 0 ? &*below.layer : nullptr, *own.layer, static_cast<std::uint32_t>(index));
         if (runs.empty()) continue;
-        const std::vector<unsigned char> png = encodePng(drawFinding(cropAround(runs, source.job()), below, own, runs));
+        const std::vector<unsigned char> png =
+            encodePng(drawFinding(cropAround(runs, source.job()), below, own, runs, source.job().linesAreColumns));
         char name[64];
         std::snprintf(name, sizeof name, "%04zu_%s_layer_%05d.png", i + 1, nameOf(finding.kind), index);
         writeWholeFile((std::filesystem::path(folder) / name).string(), png.data(), png.size(), true);

@@ -4,15 +4,13 @@
 #include "tools/base/text.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
-#include <cstring>
 
 namespace vndlp::tools {
 
 namespace {
 
-constexpr double kAssumedPixelMm = 0.05;
+constexpr double kAssumedPixelUm = 50;
 constexpr double kAssumedLayerHeightMm = 0.05;
 constexpr std::ptrdiff_t kDarkPiece = 64;
 
@@ -37,86 +35,143 @@ void appendRow(const unsigned char* pixels, int width, int row, int threshold, s
     }
 }
 
+std::vector<LitRun> litRunsOf(const GreyImage& image, int threshold) {
+    std::vector<LitRun> runs;
+    for (int y = 0; y < image.height; ++y) appendRow(image.row(y), image.width, y, threshold, runs);
+    return runs;
+}
+
+GreyImage blackImage(const CheckJob& job) {
+    GreyImage image{static_cast<int>(job.width), static_cast<int>(job.height), {}};
+    image.pixels.assign(std::size_t{job.width} * job.height, 0);
+    return image;
+}
+
 }  // namespace
 
 CheckSource::CheckSource(const std::string& path, const std::string& profile,
                          const std::vector<std::string>& assignments, int threshold)
-    : m_input(openInput(path)), m_threshold(threshold) {
-    if (!profile.empty()) applyProfile(profile, m_input.settings);
-    for (const std::string& assignment : assignments) applyOption(assignment, m_input.settings);
-    takeSettings(path);
+    : m_path(path), m_threshold(threshold) {
+    PrintSettings wished;
+    if (!profile.empty()) applyProfile(profile, wished);
+    for (const std::string& assignment : assignments) applyOption(assignment, wished);
+    if (m_file.open(path).isOk()) {
+        openFile();
+    } else {
+        openJob();
+    }
+    take(wished);
+    // the screen of a profile is the printer's; that of the file is the job's own
+    m_job.printerWidth = wished.has("resolution_x") ? static_cast<std::uint32_t>(wished.whole("resolution_x")) : 0;
+    m_job.printerHeight = wished.has("resolution_y") ? static_cast<std::uint32_t>(wished.whole("resolution_y")) : 0;
+    if (m_job.printerWidth == 0) m_job.printerWidth = m_job.width;
+    if (m_job.printerHeight == 0) m_job.printerHeight = m_job.height;
+    assumeTheRest();
 }
 
-void CheckSource::takeSettings(const std::string& path) {
-    const PrintSettings& s = m_input.settings;
+void CheckSource::openFile() {
+    const SliceInfo& info = m_file.info();
+    SliceHeadState state;
+    SliceResult result = m_file.headState(state);
+    if (!result.isOk()) fail(result);
+    if (!state.isWhole) fail({SliceCode::damaged, 0, -1, state.offset, state.text});
+    m_job = checkJobOf(m_file);
+    m_layerCount = static_cast<int>(info.layers);
+    if (!(info.pixelXUm > 0)) m_job.pixelXUm = 0;
+    if (!(info.pixelYUm > 0)) m_job.pixelYUm = 0;
+    if (info.layerKind == SliceLayers::mesh) {
+        m_notes.push_back(m_path + ": its layers are meshes; only polylines are checked");
+    }
+}
+
+void CheckSource::openJob() {
+    m_input = openInput(m_path);
+    m_layerCount = m_input.layerCount;
     m_job.width = static_cast<std::uint32_t>(m_input.width);
     m_job.height = static_cast<std::uint32_t>(m_input.height);
-    const auto take = [&s](const char* key, double& value) {
+    m_job.pixelXUm = 0;
+    m_job.pixelYUm = 0;
+    take(m_input.settings);
+}
+
+void CheckSource::take(const PrintSettings& s) {
+    const auto number = [&s](const char* key, double& value) {
         if (s.has(key)) value = s.number(key);
     };
-    double widthMm = 0;
-    double heightMm = 0;
-    take("display_width_mm", widthMm);
-    take("display_height_mm", heightMm);
-    if (widthMm <= 0 || heightMm <= 0) {
-        m_notes.push_back(path + ": the size of the screen is not known, pixels are taken for " +
-                          shortNumber(kAssumedPixelMm) + " mm");
+    if (s.has("display_width_mm")) m_job.pixelXUm = s.number("display_width_mm") * 1000 / m_job.width;
+    if (s.has("display_height_mm")) m_job.pixelYUm = s.number("display_height_mm") * 1000 / m_job.height;
+    number("layer_height_mm", m_job.layerHeightMm);
+    number("machine_height_mm", m_job.machineHeightMm);
+    number("exposure_s", m_job.exposureS);
+    number("bottom_exposure_s", m_job.bottomExposureS);
+    number("pwm", m_job.lightPower);
+    number("bottom_pwm", m_job.bottomLightPower);
+    if (s.has("bottom_layers")) m_job.bottomLayers = s.whole("bottom_layers");
+}
+
+void CheckSource::assumeTheRest() {
+    if (!(m_job.pixelXUm > 0) || !(m_job.pixelYUm > 0)) {
+        m_notes.push_back(m_path + ": the size of the screen is not known, pixels are taken for " +
+                          shortNumber(kAssumedPixelUm / 1000) + " mm");
+        if (!(m_job.pixelXUm > 0)) m_job.pixelXUm = kAssumedPixelUm;
+        if (!(m_job.pixelYUm > 0)) m_job.pixelYUm = kAssumedPixelUm;
     }
-    m_job.pixelXUm = widthMm > 0 ? widthMm * 1000 / m_input.width : kAssumedPixelMm * 1000;
-    m_job.pixelYUm = heightMm > 0 ? heightMm * 1000 / m_input.height : kAssumedPixelMm * 1000;
-    take("layer_height_mm", m_job.layerHeightMm);
     if (m_job.layerHeightMm < 0) {
         m_job.layerHeightMm = kAssumedLayerHeightMm;
-        m_notes.push_back(path + ": the layer height is not known and taken for " + shortNumber(kAssumedLayerHeightMm) +
-                          " mm");
+        m_notes.push_back(m_path + ": the layer height is not known and taken for " +
+                          shortNumber(kAssumedLayerHeightMm) + " mm");
     }
-    take("machine_height_mm", m_job.machineHeightMm);
-    take("exposure_s", m_job.exposureS);
-    take("bottom_exposure_s", m_job.bottomExposureS);
-    take("pwm", m_job.lightPower);
-    take("bottom_pwm", m_job.bottomLightPower);
-    if (s.has("bottom_layers")) m_job.bottomLayers = s.whole("bottom_layers");
-    // the screen of a profile is the printer's; that of the file is the job's own
-    const auto takeScreen = [&s](const char* key, std::uint32_t own, std::uint32_t& pixels) {
-        pixels = own;
-        if (s.has(key) && s.origin(key) > Origin::job) pixels = static_cast<std::uint32_t>(s.whole(key));
-    };
-    takeScreen("resolution_x", m_job.width, m_job.printerWidth);
-    takeScreen("resolution_y", m_job.height, m_job.printerHeight);
 }
 
-std::vector<LitRun> CheckSource::litRunsOfShapes(int index) const {
-    return litRunsOfPolylines(m_input.readOutlines(index).polylines, m_job.width, m_job.height, m_job.pixelXUm,
-                              m_job.pixelYUm);
+void CheckSource::fail(const SliceResult& result) const {
+    std::string text = m_path + ": ";
+    if (result.layer >= 0) text += "layer " + std::to_string(result.layer) + ": ";
+    if (result.offset >= 0) text += "offset " + std::to_string(result.offset) + ": ";
+    throw Failure(text + result.text);
 }
 
-CheckLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
-    CheckLayer layer(m_job);
+SourceLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
+    SourceLayer read{CheckLayer(m_job), 0};
+    if (m_file.isOpen()) {
+        const SliceResult result =
+            readCheckLayer(m_file, m_job, static_cast<std::uint32_t>(index), m_threshold, read.layer, read.areaMm2);
+        if (!result.isOk()) fail(result);
+        return read;
+    }
+    std::vector<LitRun> runs;
     if (m_input.readOutlines) {
-        const std::vector<LitRun> runs = litRunsOfShapes(index);
-        layer.append(runs.data(), runs.size());
+        runs = litRunsOfPolylines(m_input.readOutlines(index).polylines, m_job.width, m_job.height, m_job.pixelXUm,
+                                  m_job.pixelYUm);
     } else {
         m_input.readLayer(index, scratch);
-        std::vector<LitRun> runs;
-        for (int y = 0; y < scratch.height; ++y) {
-            runs.clear();
-            appendRow(scratch.row(y), scratch.width, y, m_threshold, runs);
-            layer.append(runs.data(), runs.size());
-        }
+        runs = litRunsOf(scratch, m_threshold);
     }
-    layer.close();
-    return layer;
+    read.layer.append(runs.data(), runs.size());
+    read.layer.close();
+    return read;
+}
+
+void CheckSource::addLayer(int index, SourceLayer& layer, JobCheck& check) const {
+    const double litMm2 = static_cast<double>(layer.layer.litPixels()) * m_job.pixelXUm * m_job.pixelYUm / 1e6;
+    check.addLayer(layer.layer);
+    if (m_file.isOpen()) compareAreas(m_file, static_cast<std::uint32_t>(index), layer.areaMm2, litMm2, check);
 }
 
 void CheckSource::paintLayer(int index, GreyImage& out) const {
-    if (!m_input.readOutlines) {
+    if (!m_file.isOpen() && !m_input.readOutlines) {
         m_input.readLayer(index, out);
         removePadding(out);
         return;
     }
-    out = GreyImage{m_input.width, m_input.height, {}};
-    out.pixels.assign(static_cast<std::size_t>(out.width) * static_cast<std::size_t>(out.height), 0);
-    for (const LitRun& run : litRunsOfShapes(index)) {
+    out = blackImage(m_job);
+    if (m_file.isOpen() && m_file.info().layerKind == SliceLayers::images) {
+        const SliceResult result =
+            m_file.layerPixels(static_cast<std::uint32_t>(index), out.pixels.data(), 0, out.pixels.size());
+        if (!result.isOk()) fail(result);
+        return;
+    }
+    GreyImage scratch;
+    for (const LitRun& run : readLayer(index, scratch).layer.litRuns()) {
         unsigned char* const row = out.pixels.data() + std::size_t{run.line} * out.stride();
         std::fill(row + run.first, row + run.last + 1, static_cast<unsigned char>(255));
     }

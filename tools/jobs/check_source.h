@@ -4,18 +4,17 @@
 
 #include "tools/jobs/input.h"
 
-#include <vndlp/job_check.h>
+#include <vndlp/check_file.h>
 
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace vndlp::tools {
 
-/// The area a file holds of a layer, and what the layer has, mm^2.
-struct ComparedArea {
-    double storedMm2;
-    double litMm2;
+/// A layer on its way into the check.
+struct SourceLayer {
+    CheckLayer layer;
+    double areaMm2;  ///< what a slice file's layer cures, see `readCheckLayer`
 };
 
 /// Layers may be read in several threads at once.
@@ -27,23 +26,31 @@ public:
                 int threshold);
 
     const CheckJob& job() const { return m_job; }
-    int layerCount() const { return m_input.layerCount; }
+    int layerCount() const { return m_layerCount; }
     /// What was missing and assumed, for the user.
     const std::vector<std::string>& notes() const { return m_notes; }
 
     /// Reads one layer. Throws Failure.
     /// \param scratch saves allocations.
-    CheckLayer readLayer(int index, GreyImage& scratch) const;
+    SourceLayer readLayer(int index, GreyImage& scratch) const;
+    /// Hands a layer to the check, in order.
+    void addLayer(int index, SourceLayer& layer, JobCheck& check) const;
 
     /// One layer's greys, for drawing; shapes are painted white. Throws Failure.
     void paintLayer(int index, GreyImage& out) const;
 
 private:
-    std::vector<LitRun> litRunsOfShapes(int index) const;
-    void takeSettings(const std::string& path);
+    void openFile();
+    void openJob();
+    void take(const PrintSettings& settings);
+    void assumeTheRest();
+    [[noreturn]] void fail(const SliceResult& result) const;
 
-    Input m_input;
+    std::string m_path;
+    SliceFile m_file;  ///< not open for jobs
+    Input m_input;     ///< of jobs
     CheckJob m_job;
+    int m_layerCount = 0;
     int m_threshold;
     std::vector<std::string> m_notes;
 };
