@@ -203,18 +203,5 @@ TEST(RunningSum, IsThatOfTheBytesHoweverTheyWereWritten) {
     }
 }
 
-TEST(RunningSum, SaysWhenItIsNotKnown) {
-    const Bytes megabyte(std::size_t{1} << 20, 1);
-    RunningSum gap;
-    gap.add(1, megabyte.data(), 1);
-    EXPECT_FALSE(gap.known());
-    RunningSum late;
-    for (int i = 0; i < 3; ++i) late.add(late.length(), megabyte.data(), megabyte.size());
-    late.add(5, megabyte.data(), 9);
-    EXPECT_TRUE(late.known());
-    late.add((2 << 20) + 5, megabyte.data(), 9);
-    EXPECT_FALSE(late.known()) << "what was there is not remembered";
-}
-
 }  // namespace
 }  // namespace vndlp::test

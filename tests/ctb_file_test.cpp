@@ -174,28 +174,6 @@ TEST_F(CtbFileTest, EveryCallWithoutAFileFailsWithALine) {
 
 // reading
 
-TEST_F(CtbFileTest, ReturnsEveryRecordOfAWrittenFile) {
-    CTB::CTBRead& reader = opened(writtenFile());
-    const Owned<CTB::PreView> preViews(reader.preViews());
-    ASSERT_EQ(preViews.size(), 2u);
-    EXPECT_EQ(Bytes().raw(preViews[0]->imageData).raw(preViews[1]->imageData), Bytes(100, 100).fill(40, 40));
-    EXPECT_EQ(reader.printParameters().volume, 9.131F);
-    const CTB::SlicerInfo info = reader.slicerInfo();
-    // the name's bytes and the first table entry's first are taken for a length beyond the file
-    EXPECT_EQ((Codes{info.machineNameSize, std::ssize(info.machineName)}), (Codes{3, kFileSize - 456}));
-    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
-    ASSERT_EQ(layers.size(), 3u);
-    EXPECT_EQ(layers[2]->positionZ, 3.0F);
-    EXPECT_EQ(layers[2]->dataOffset, kImages[2]);
-    EXPECT_TRUE(layers[2]->data.empty());
-    CTB::LayerDefEx extended;
-    layers[1]->dataOffset -= 84;
-    reader.readLayerImage(layers[1], &extended);
-    EXPECT_EQ(extended.totalSize, 104u);
-    EXPECT_EQ(layers[1]->data, Bytes(20, 'b'));
-    EXPECT_EQ((Codes{reader.closeDlpFile(), reader.closeDlpFile()}), Codes(2));
-}
-
 TEST_F(CtbFileTest, EntriesStandBehindTheirImagesWhenAskedForBoth) {
     for (const unsigned int version : {3u, 2u}) {
         for (const unsigned int levels : {1u, 2u}) {

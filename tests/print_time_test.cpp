@@ -74,20 +74,6 @@ TEST(MachineTable, HoldsEveryMachine) {
     EXPECT_EQ(job.m_motorSpeedMap.size(), 28U);
 }
 
-TEST(MachineTable, HasDefaultsForOthersAndCanBeFilledAgain) {
-    OpenedPrinterTime job;
-    job.setMachineName("M03");
-    job.setMachineName("M33");
-    EXPECT_EQ(job.m_levelHeight, 236.0F);
-    EXPECT_FALSE(job.m_fullSpeed);
-    EXPECT_EQ(job.m_motorSpeed, 3.0F);
-    EXPECT_EQ(job.getLevelHeight(), 236.0F);
-    EXPECT_EQ(job.m_levelHeightMap.size(), 28U);
-    job.m_levelHeightMap.clear();
-    job.initParameterValue();
-    EXPECT_EQ(job.m_levelHeightMap.at("M28"), 325);
-}
-
 TEST(MachineName, IsNormalised) {
     const std::pair<const char*, const char*> names[] = {
         {"m01", "M01"},
@@ -211,26 +197,6 @@ TEST(RecentAreaDeathTest, StartsFromItsInitialTable) {
     EXPECT_EXIT(std::exit(mean(24000) == 24000 ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
-TEST(ReturnTrip, TakesTheAccelerationOfTheLevelElseLiftByLevel) {
-    CPrinterTime job;
-    const auto tripsOf = [&job](float speed, float lift) {
-        job.setMotorSpeed(speed);
-        job.setLiftHeight(lift);
-        return std::pair(job.calculateM31ReturnTripTime(), job.calculateM32ReturnTripTime());
-    };
-    // each lift makes 2 x lift / a = 100
-    for (const auto& [speed, lift] : {std::pair{1.0F, 3.5F}, {2.0F, 6.0F}, {3.0F, 7.4F}, {3.9F, 7.4F}})
-        EXPECT_FLOAT_EQ(tripsOf(speed, lift).first, 10) << speed;
-    for (const auto& [speed, lift] : {std::pair{2.0F, 5.45F}, {3.0F, 8.4F}, {4.0F, 11.15F}, {5.9F, 14.4F}})
-        EXPECT_FLOAT_EQ(tripsOf(speed, lift).second, 10) << speed;
-    EXPECT_EQ(tripsOf(4.9F, 9).first, 2.25F);
-    EXPECT_EQ(tripsOf(1.9F, 9).second, 9.0F);
-    EXPECT_EQ(tripsOf(-3.5F, 9).first, -3.0F);
-    for (const float zero : {0.5F, -0.5F}) EXPECT_EQ(tripsOf(zero, 9), std::pair(kInfinity, kInfinity)) << zero;
-    job.setMotorSpeed(kNaN);
-    EXPECT_TRUE(std::isnan(job.calculateM31ReturnTripTime()));
-}
-
 TEST(M31AndM32Estimates, AddFourTerms) {
     CPrinterTime job = tenLayerJob();
     job.setMotorSpeed(3);
@@ -260,19 +226,6 @@ TEST(M31AndM32Estimates, AddFourTerms) {
     job.setMotorSpeed(3);
     job.setLiftHeight(7.4F);
     EXPECT_NEAR(silently([&] { return job.calM31PrintTime(); }), 60 + 2 * 60 + 8 + 20, 1e-4);
-}
-
-TEST(M31AndM32Estimates, DifferInPrecision) {
-    CPrinterTime job;
-    job.setMotorSpeed(1);
-    job.setLiftHeight(0);
-    job.setLightOffDelay(0);
-    job.setExposure(0);
-    job.setFirstLayerNum(3);
-    job.setLayerCount(4);
-    job.setFirstLayerExposure(0.1F);
-    EXPECT_EQ(silently([&] { return job.calM32PrintTime(); }), 3 * 0.1F);
-    EXPECT_EQ(silently([&] { return job.calM31PrintTime(); }), 3 * static_cast<double>(0.1F));
 }
 
 TEST(M33Estimate, AddsAreaDelays) {

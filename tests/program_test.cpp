@@ -49,30 +49,6 @@ protected:
     Workspace m_workspace;
 };
 
-TEST_F(ProgramTest, HelpAndVersionAreResults) {
-    for (const char* arguments : {"--help", "convert --help", "info --help", "verify --help", "extract --help",
-                                  "estimate --help", "machines --help"}) {
-        const Outcome outcome = runProgram(arguments);
-        EXPECT_EQ(outcome.status, 0) << arguments;
-        EXPECT_NE(outcome.output.find("Example:"), std::string::npos) << arguments;
-        EXPECT_EQ(outcome.error, "");
-    }
-    EXPECT_EQ(runProgram("--version").output, "vndlp " VNDLP_VERSION "\n");
-}
-
-TEST_F(ProgramTest, WrongUsageIsTwoAndWritesNothing) {
-    makeLayers("layers", 1);
-    for (const char* arguments :
-         {"", "nonsense", "convert", "convert layers", "convert layers out.xyz", "convert layers a.vndlp --rotate 45",
-          "info", "verify", "extract layers", "info --frobnicate x", "convert layers a.vndlp -j 0"}) {
-        const Outcome outcome = runProgram(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.output, "") << arguments;
-        EXPECT_NE(outcome.error, "") << arguments;
-    }
-    expectOnly({"layers"});
-}
-
 TEST_F(ProgramTest, LayersGoInAndComeOutUnchanged) {
     makeLayers("layers", 12);
     const Outcome converted = runProgram("convert layers job.vndlp");
@@ -135,90 +111,6 @@ TEST_F(ProgramTest, SettingsWinInTheirOrder) {
         EXPECT_EQ(outcome.error, message + std::string(isUsage ? "vndlp: for help: vndlp convert --help\n" : ""));
     }
     EXPECT_FALSE(fs::exists("b.vndlp"));
-}
-
-TEST_F(ProgramTest, AnExistingOutputNeedsForce) {
-    const Bytes job = convertLayers("job.vndlp");
-    std::ofstream("old.vndlp") << "precious";
-    const Outcome refused = runProgram("convert layers old.vndlp");
-    EXPECT_EQ(refused.status, 1);
-    EXPECT_EQ(refused.error, "vndlp: old.vndlp: exists already; --force replaces it\n");
-    EXPECT_EQ(textOf("old.vndlp"), "precious");
-    EXPECT_EQ(runProgram("convert layers old.vndlp --force").status, 0);
-    EXPECT_EQ(readFile("old.vndlp"), job);
-    const Outcome onto = runProgram("convert job.vndlp ./job.vndlp --force");
-    EXPECT_EQ(onto.error, "vndlp: ./job.vndlp: is the input itself; choose another name\n");
-    expectOnly({"job.vndlp", "layers", "old.vndlp"});
-}
-
-TEST_F(ProgramTest, AFailureLeavesWhatWasThere) {
-    makeLayers("layers", 3, 400, 300);
-    std::ofstream("old.vndlp") << "precious";
-    // 200 blocks of 1 KiB are not enough for the previews alone; 364 are for all but the last bytes
-    for (const char* limit : {"200", "356"}) {
-        const Outcome outcome =
-            runProgram("convert layers old.vndlp --force", std::string("ulimit -f ") + limit + "; ");
-        EXPECT_EQ(outcome.status, 1) << limit;
-        EXPECT_TRUE(contains(outcome.error, "vndlp: old.vndlp: could not be written completely: "));
-        EXPECT_EQ(textOf("old.vndlp"), "precious");
-    }
-    std::ofstream("layers/layer1.png") << "no picture";
-    EXPECT_EQ(runProgram("convert layers old.vndlp --force").status, 1);
-    EXPECT_EQ(textOf("old.vndlp"), "precious");
-    expectOnly({"layers", "old.vndlp"});
-    EXPECT_EQ(runProgram("info old.vndlp >/dev/full").status, 1);
-}
-
-TEST_F(ProgramTest, VerifyTellsWhatIsDamagedAndWhere) {
-    const Bytes sound = convertLayers("job.vndlp");
-    const auto json = infoOf("job.vndlp");
-    const auto layer = json["layers"][1]["offset"].get<std::size_t>();
-    const auto tail = json["sections"][7]["offset"].get<std::size_t>();
-    struct {
-        std::size_t offset;
-        unsigned char value;
-        std::size_t place;
-        const char* finding;
-    } const cases[] = {
-        {layer + 3, 7, layer, "layer 1: its area is 7, the area table says 150"},
-        {layer + 7, 1, layer, "layer 1: does not end where its run count says; nothing behind it can be checked"},
-        {layer + 13, 15, layer + 8, "layer 1: run 0 (column 0, rows 0 to 29) has the background grey 15"},
-        {layer + 18, 0, layer + 14, "layer 1: run 1 (column 0, rows 0 to 29) is not behind the run before it"},
-        {layer + 18, 40, layer + 14, "layer 1: run 1 (column 40, rows 0 to 29) is outside the screen of 40 x 30"},
-        {tail + 11, 'X', tail, "the tail magic \"VNKT3DV2\" is missing"},
-    };
-    for (const auto& [offset, value, place, finding] : cases) {
-        writeFile("bad.vndlp", sound);
-        corruptByte("bad.vndlp", offset, value);
-        const Outcome bad = runProgram("verify bad.vndlp job.vndlp");
-        EXPECT_EQ(bad.status, 1);
-        EXPECT_TRUE(contains(bad.output, "the crc32 trailer does not match the file"));
-        EXPECT_TRUE(contains(bad.output, "job.vndlp: ok\n"));
-        fixTrailer("bad.vndlp");
-        const Outcome resealed = runProgram("verify bad.vndlp");
-        EXPECT_EQ(resealed.status, 1);
-        EXPECT_EQ(resealed.output, placeOf("bad.vndlp", place) + finding + "\n");
-    }
-    writeFile("bad.vndlp", Bytes(sound).raw("junk"));
-    fixTrailer("bad.vndlp");
-    EXPECT_EQ(runProgram("verify bad.vndlp").output,
-              placeOf("bad.vndlp", sound.size() - 4) + "4 bytes are left over behind the tail magic\n");
-    EXPECT_EQ(runProgram("verify nothing.vndlp").error, "vndlp: nothing.vndlp: cannot be opened\n");
-    EXPECT_EQ(runProgram("verify layers/layer0.png").status, 1);
-}
-
-TEST_F(ProgramTest, ExtractTakesRangesAndRefusesOthers) {
-    convertLayers("job.vndlp");
-    EXPECT_EQ(runProgram("extract job.vndlp --layers 2,0-1 -o a").output, "a: 3 layers\n");
-    EXPECT_EQ(runProgram("extract job.vndlp --previews -o b").output, "b: 0 layers, 3 previews\n");
-    EXPECT_TRUE(fs::exists("b/preview_large.png"));
-    EXPECT_EQ(runProgram("extract job.vndlp --layers 0 -o a").error,
-              "vndlp: a/layer_00000.png: exists already; --force replaces it\n");
-    for (const char* layers : {"3", "1-", "2-1", "x", "0,,1", "-1", "0 1"}) {
-        const Outcome outcome = runProgram(std::string("extract job.vndlp -o c --layers='") + layers + "'");
-        EXPECT_EQ(outcome.status, 2) << layers;
-        EXPECT_EQ(outcome.error.rfind("vndlp: --layers ", 0), 0u) << outcome.error;
-    }
 }
 
 TEST_F(ProgramTest, TurnsAndMirrorsLayersAndRefusesTooLargeScreens) {
@@ -291,41 +183,6 @@ TEST_F(ProgramTest, CtbKeepsSevenBitsOfEveryGrey) {
     EXPECT_EQ(again["header"], first["header"]);
     EXPECT_EQ(again["previews"].size(), 2u);
     EXPECT_EQ(again["previews"][1]["blank"], false);
-}
-
-TEST_F(ProgramTest, VerifyFindsDamageInCtbFiles) {
-    const Bytes sound = convertLayers("job.ctb");
-    const auto record = infoOf("job.ctb")["layers"][1]["offset"].get<std::size_t>();
-    struct {
-        std::size_t offset;
-        unsigned char value;
-        const char* finding;
-    } const cases[] = {
-        {record + 8, 99, "layer 1: its extended record differs from its entry"},
-        {record + 36, 99, "layer 1: its total size is 99"},
-        {52, 41, "its code makes 1200 pixels, the screen has 1230"},
-        {67, 127, "the layer table"},
-        {70, 1, "the layer table"},
-    };
-    for (const auto& [offset, value, finding] : cases) {
-        writeFile("bad.ctb", sound);
-        corruptByte("bad.ctb", offset, value);
-        const Outcome outcome = runProgram("verify bad.ctb");
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_TRUE(contains(outcome.output, finding));
-    }
-    for (const std::size_t length : {std::size_t{50}, std::size_t{200}, sound.size() - 1}) {
-        writeFile("bad.ctb", sound);
-        fs::resize_file("bad.ctb", length);
-        EXPECT_EQ(runProgram("verify bad.ctb").status, 1) << length;
-        EXPECT_NE(runProgram("extract bad.ctb -o out --force").status, 0) << length;
-    }
-    writeFile("bad.ctb", Bytes(sound).raw("junk"));
-    EXPECT_TRUE(contains(runProgram("verify bad.ctb").output, "4 bytes are left over behind the last layer"));
-    const Outcome full = runProgram("convert layers full.ctb", "ulimit -f 4; ");
-    EXPECT_EQ(full.status, 1);
-    EXPECT_TRUE(contains(full.error, "full.ctb: could not be written completely"));
-    EXPECT_FALSE(fs::exists("full.ctb"));
 }
 
 TEST_F(ProgramTest, V4FilesAreToldByTheirVersionAndCheckedThrough) {

@@ -187,40 +187,6 @@ TEST(JobSettings, AreThoseOfTheSampleJob) {
     EXPECT_EQ(s.assumptions, std::vector<std::string>{});
 }
 
-TEST(JobSettings, FillGapsFromTheSlicersOwn) {
-    const JobSettings s =
-        parseJobSettings("a.sl1", "expTime = 2\n",
-                         "layer_height = 0.05\nexposure_time = 9\ninitial_exposure_time = 40\nfaded_layers = 7\n");
-    EXPECT_EQ(s.layerHeightMm, 0.05);
-    EXPECT_EQ(s.exposureSeconds, 2);
-    EXPECT_EQ(s.firstExposureSeconds, 40);
-    EXPECT_EQ(s.fadeLayers, 7);
-    EXPECT_EQ(s.assumptions,
-              (std::vector<std::string>{
-                  "config.ini does not give layerHeight: layer_height of prusaslicer.ini is used.",
-                  "config.ini does not give expTimeFirst: initial_exposure_time of prusaslicer.ini is used.",
-                  "config.ini does not give numFade: faded_layers of prusaslicer.ini is used."}));
-}
-
-TEST(JobSettings, NameABadNumber) {
-    struct {
-        const char *config, *printerConfig, *message;
-    } const cases[] = {
-        {"\nexpTime = 3s", "", "config.ini, line 2: expTime = 3s is not a number"},
-        {"expTime = nan", "", "config.ini, line 1: expTime = nan is not a number"},
-        {"expTime = 1e999", "", "config.ini, line 1: expTime = 1e999 is not a number"},
-        {"numFade = 2.5", "", "config.ini, line 1: numFade = 2.5 is not a whole number"},
-        {"numFast = 99999999999", "", "config.ini, line 1: numFast = 99999999999 is not a whole number"},
-        {"layerHeight = -0.1", "", "config.ini, line 1: layerHeight = -0.1 is not within 0.0001 and 100"},
-        {"", "display_pixels_x = 0", "prusaslicer.ini, line 1: display_pixels_x = 0 is not within 1 and 65535"},
-        {"", "display_orientation = \x1B[31mup",
-         "prusaslicer.ini, line 1: display_orientation = \\x1b[31mup is neither landscape nor portrait"},
-    };
-    for (const auto& [config, printerConfig, message] : cases)
-        EXPECT_EQ(failureOf([&, c = config, p = printerConfig] { parseJobSettings("a.sl1", c, p); }),
-                  std::string("a.sl1: ") + message + "; mend the line or slice the model again");
-}
-
 // ---- sliced jobs
 
 TEST_F(Job, OrdersLayersByNumberWhereverTheyLie) {
@@ -340,12 +306,6 @@ TEST_F(Job, OfPlainLayersIsOrderedNaturally) {
 }
 
 // ---- archives
-
-TEST_F(Job, IsReadFromZip64Fields) {
-    const std::string zip = writeBelow("raw.zip", rawZip64({RawEntry::stored("1.png", flatPng(1, 1, 50)),
-                                                            RawEntry::stored("2.png", flatPng(1, 1, 60))}));
-    EXPECT_EQ(greysOf(*openJob(zip)), (std::vector<int>{50, 60}));
-}
 
 TEST_F(Job, IsRefusedWhereTheArchiveCannotBeTrue) {
     const auto entry = [](std::uint64_t size, std::uint64_t packedSize, std::uint16_t method, std::uint16_t flags = 0,

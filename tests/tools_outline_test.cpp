@@ -89,30 +89,6 @@ TEST(Outline, HolesRunClockwiseAndCornersPart) {
     }
 }
 
-TEST(Outline, AnAntiAliasedSlantIsStraight) {
-    // the line y = x / 4 from the lower left corner: what lies below it is lit; greys are the covered parts
-    GreyImage image{40, 12, std::vector<unsigned char>(40 * 12)};
-    for (int row = 0; row < 12; ++row) {
-        for (int x = 0; x < 40; ++x) {
-            double covered = 0;
-            for (int i = 0; i < 64; ++i) covered += std::clamp((x + (i + 0.5) / 64) / 4 - (11 - row), 0.0, 1.0) / 64;
-            image.pixels[static_cast<std::size_t>(row * 40 + x)] =
-                static_cast<unsigned char>(std::lround(covered * 255));
-        }
-    }
-    const Polylines outlines = traceOutlines(image, {100, 100, 0});
-    ASSERT_EQ(outlines.size(), 1U);
-    for (const Vec3i& p : outlines[0]) {
-        if (p.y == 0 || p.x > 3950 || p.x < 400) continue;  // the other sides, and the ends
-        EXPECT_NEAR(p.y, p.x / 4.0, 13) << "more than an eighth of a pixel away at " << p.x;
-    }
-    // the tolerance makes it a triangle
-    const Polylines thin = traceOutlines(image, {100, 100, 25});
-    ASSERT_EQ(thin.size(), 1U);
-    EXPECT_LE(thin[0].size(), 6U);
-    EXPECT_NEAR(signedArea(thin[0]), 4000 * 1000 / 2, 4000 * 1000 * 0.01);
-}
-
 TEST(Outline, ToleranceBoundsTheError) {
     // a staircase of single pixels, whose inner and outer corners lie 71 micrometres apart
     std::vector<std::string> rows;

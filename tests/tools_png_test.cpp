@@ -71,20 +71,6 @@ TEST(GreyPng, DecodesLiteralBytes) {
     EXPECT_EQ(image.pixels, (Bytes{0, 255, 16, 128}));
 }
 
-TEST(GreyPng, UndoesEveryFilter) {
-    const Bytes raw = {1, 10,  5, 250,  // Sub
-                       2, 1,   2, 3,    // Up
-                       3, 100, 0, 50,   // Average: of 0 and 11, 105 and 17, 61 and 12, halves dropped
-                       4, 7,   7, 200,  // Paeth: predicts 105 (above), 61 (above), 86 (above)
-                       0, 1,   2, 255};
-    const Bytes expected = {10, 15, 9, 11, 17, 12, 105, 61, 86, 112, 68, 30, 1, 2, 255};
-    EXPECT_EQ(decode(greyPng(3, 5, raw)).pixels, expected);
-    // zeros above the first row
-    EXPECT_EQ(decode(greyPng(3, 1, {2, 9, 8, 7})).pixels, (Bytes{9, 8, 7}));
-    EXPECT_EQ(decode(greyPng(3, 1, {3, 9, 8, 7})).pixels, (Bytes{9, 12, 13}));
-    EXPECT_EQ(decode(greyPng(3, 1, {4, 9, 8, 7})).pixels, (Bytes{9, 17, 24}));
-}
-
 TEST(GreyPng, TakesWhateverAPngMayHold) {
     const Bytes packed = zlibStored({0, 1, 2, 0, 3, 4});
     const auto part = [&](std::size_t from, std::size_t to) {
@@ -187,19 +173,6 @@ TEST(ColourPng, DecodesEveryKind) {
     EXPECT_EQ(pixels(8, 6, {0, 1, 2, 3, 4}), (Bytes{1, 2, 3, 4}));
     EXPECT_EQ(pixels(8, 0, {0, 9}), (Bytes{9, 9, 9, 255}));
     EXPECT_EQ(pixels(16, 2, {0, 1, 99, 2, 99, 3, 99}), (Bytes{1, 2, 3, 255}));
-}
-
-TEST(ColourPng, RefusesWhatCannotBe) {
-    const auto failure = [](std::uint32_t width, std::uint32_t height, unsigned colour, const Bytes& raw) {
-        const Bytes png = pngFrom(headerChunk(width, height, 8, colour), zlibStored(raw));
-        return failureOf([&] { decodeColour(png, kName); });
-    };
-    EXPECT_EQ(failure(8193, 8192, 6, {0}),
-              std::string(kName) + ": is 8193 x 8192 pixels; images of more than 67108864 pixels are refused");
-    EXPECT_EQ(failure(200, 200, 6, {0}),
-              damaged("it claims 200 x 200 pixels, more than its 12 bytes of data can hold"));
-    // a palette image without a palette; the reason is libspng's
-    EXPECT_TRUE(failure(1, 1, 3, {0, 0}).starts_with(std::string(kName) + ": the PNG is damaged ("));
 }
 
 // ---- encoding
