@@ -2,6 +2,7 @@
 // bytes of its files are golden ones, failing disks and cut files have suites of their own.
 
 #include "support/front_end.h"
+#include "support/allocations.h"
 #include "support/every_kind.h"
 #include "support/v4.h"
 
@@ -186,6 +187,7 @@ TEST_F(FrontEnd, RefusesLayersThatCannotBeAndFinishTellsTheFirst) {
         writer->resizeLayers(2);
         Printed printed;
         for (const auto& [image, told] : images) {
+            if (isOf(name, ".ctb") && image == &tooSmall) continue;  // the bytes alone count there
             EXPECT_EQ(writer->setLayerImageAt(0, *image, 0), -30);
             EXPECT_EQ(printed.take(), told) << name;
             EXPECT_EQ(writer->addLayerImage(0, *image, 0, 1), -30);
@@ -212,12 +214,55 @@ TEST_F(FrontEnd, RefusesLayersThatCannotBeAndFinishTellsTheFirst) {
         writer->setLayerImageAt(0, layerImage(0), 0);
         EXPECT_TRUE(tellsOf("layer 1", [&] { EXPECT_LT(writer->finish(), 0); })) << "never delivered";
     }
-    for (const int layers : {1, 3}) {
-        const std::unique_ptr<DLPWriter> writer = newWriter("a.vnline", 2);
+}
+
+TEST_F(FrontEnd, FinishTellsOfLayersOtherThanAnnouncedInOneLine) {
+    const auto deliver = [](DLPWriter& writer, unsigned layers) {
+        for (unsigned i = 0; i < layers; ++i) {
+            writer.addLayerImage(i, sliceImage({200}, 1, 1), 1, 0);
+            writer.addLayerMesh({}, 1);
+        }
+    };
+    for (const Format& format : kFormats) {
+        const std::unique_ptr<DLPWriter> writer = newWriter("a" + std::string(format.ending), 2);
+        for (const unsigned layers : {1u, 3u, 2u}) {
+            start(*writer);
+            deliver(*writer, layers);
+            const std::string printed = printedBy([&] { EXPECT_EQ(writer->finish(), layers == 2 ? 0 : -7); });
+            const std::string told =
+                "error: " + writer->filePath + ": 2 layers were announced, " + std::to_string(layers) + " delivered\n";
+            // of more than the area table has room for its writer tells
+            const bool hasTable = format.formatFlag == 1 || format.formatFlag == 2;
+            EXPECT_EQ(countOf(printed, told), layers == 2 || (hasTable && layers > 2) ? 0 : 1) << printed;
+            EXPECT_EQ(countOf(printed, "error: "), layers == 2 ? 0 : 1) << printed;
+        }
+        // a header that was refused for want of previews
+        std::vector<SliceImage> two = previews(2);
+        ASSERT_EQ((Codes{writer->openFile(), writer->writeHeader(two)}), (Codes{0, 2}));
+        EXPECT_TRUE(printedBy([&] { EXPECT_LT(writer->finish(), 0); }).find("error: ") != std::string::npos);
+    }
+    for (const char* name : {"a.ctb", "a.vndlpv4"}) {
+        const std::unique_ptr<DLPWriter> writer = newWriter(name, 65536);
         start(*writer);
-        for (int i = 0; i < layers; ++i) writer->addLayerMesh({}, 1);
-        const Printed printed;
-        EXPECT_EQ(writer->finish(), -7) << "of an area table for two";
+        printedBy([&] { deliver(*writer, 65536); });
+        const std::string printed = printedBy([&] { EXPECT_EQ(writer->finish(), -7); });
+        EXPECT_EQ(countOf(printed, "65536 layers, a file holds at most 65535\n"), 1) << printed;
+    }
+}
+
+TEST_F(FrontEnd, IsNullWhateverAllocationFails) {
+    for (const Format& format : kFormats) {
+        const std::string name = format.ending;
+        int refused = 0;
+        for (bool isMade = false; !isMade && refused < 100; refused += isMade ? 0 : 1) {
+            failAllocationsAfter(refused);
+            DLPWriter* made = createDLPWriter(name);
+            failAllocationsAfter(-1);
+            isMade = made != nullptr;
+            delete made;
+        }
+        EXPECT_GT(refused, 1) << name;
+        EXPECT_LT(refused, 100) << name;
     }
 }
 
@@ -303,7 +348,49 @@ TEST_F(FrontEnd, AResolutionInTheStructureWinsAndLineFilesIgnoreImages) {
     }
 }
 
+TEST_F(FrontEnd, EveryFileOfAWriterTakesItsOwnResolution) {
+    for (const char* name : {"a.vndlp", "a.vnline"}) {
+        const std::unique_ptr<DLPWriter> writer = newWriter(name, 0);
+        for (const unsigned x : {30u, 40u, 0u, 50u}) {
+            writer->resolutionX = x;
+            if (x == 50) writer->fileStructure.setResolution(99, 20);
+            printedBy([&] { ASSERT_EQ((Codes{openAndWriteHeader(*writer, previews()), writer->finish()}), Codes(2)); });
+            const Bytes bytes = readFile(path(name));
+            const std::size_t at = 13 + 2 + 8 + 2;  // magic, version, "M01", count
+            EXPECT_EQ(bytes[at] << 8 | bytes[at + 1], x == 50 ? 99 : static_cast<int>(x)) << name;
+        }
+    }
+}
+
 // ---- CTB files
+
+TEST_F(FrontEnd, CtbLayersEncodeTheBytesTheyStateWhateverTheirSidesSay) {
+    const std::unique_ptr<DLPWriter> writer = newWriter("a.ctb", 4);
+    start(*writer);
+    Bytes pixels(600, 0);
+    pixels[2] = 255;
+    SliceImage image = sliceImage(pixels, kWidth, kHeight);
+    const std::pair<unsigned, Bytes> rows[] = {
+        {3, {0x80, 2, 0x7F}}, {600, {0x80, 2, 0x7F, 0x80, 0x82, 0x55}}, {5, {0x80, 2, 0x7F, 0x80, 2}}};
+    for (unsigned i = 0; i < 3; ++i) {
+        image.size = rows[i].first;
+        if (i == 2) image.width = image.height = 0;
+        EXPECT_EQ(writer->addLayerImage(i, image, 0, 0), 0);
+    }
+    EXPECT_EQ(writer->addLayerImage(3, SliceImage{0, 2, 2, image.pixels}, 0, 0), 0) << "no size: its sides";
+    ASSERT_EQ(writer->finish(), 0);
+    CTB::CTBRead reader;
+    EXPECT_EQ((Codes{reader.openDlpFile(path("a.ctb"), false), reader.parseFile(true)}), (Codes{0, 1}));
+    const Owned<CTB::LayerDef> layers(reader.layerDef(false));
+    const Bytes file = readFile(path("a.ctb"));
+    for (unsigned i = 0; i < 4; ++i) {
+        const Bytes expected = i < 3 ? rows[i].second : Bytes{0x80, 2, 0x7F, 0};
+        EXPECT_EQ(Bytes(CTB::CTBWrite::LayerRleCrypt(reader.headerSettings()->encryptionKey, i,
+                                                     slice(file, layers[i]->dataOffset, layers[i]->dataSize))),
+                  expected)
+            << i;
+    }
+}
 
 TEST_F(FrontEnd, CtbNumbersOfSixteenBitsWrapOrAreSigned) {
     const std::unique_ptr<DLPWriter> writer = newWriter("a.ctb", 70000);
@@ -312,7 +399,8 @@ TEST_F(FrontEnd, CtbNumbersOfSixteenBitsWrapOrAreSigned) {
     writer->fileStructure.parameters.first_layer_count = 0xFFFF;  // -1: every layer is a bottom layer
     start(*writer);
     writer->addLayerImage(0, layerImage(0), 0, 0);
-    EXPECT_EQ(countOf(printedBy([&] { EXPECT_EQ(writer->finish(), 0); }), "warning: "), 1) << "of other layers counted";
+    EXPECT_EQ(countOf(printedBy([&] { EXPECT_EQ(writer->finish(), -7); }), "warning: "), 1)
+        << "of other layers counted";
     CTB::CTBRead reader;
     EXPECT_EQ((Codes{reader.openDlpFile(path("a.ctb"), false), reader.parseFile(true)}), (Codes{0, 1}));
     const CTB::HeaderSettings& header = *reader.headerSettings();
@@ -412,12 +500,10 @@ TEST_F(FrontEnd, V4WarnsOfImagesAndCountsThatAreNotTheJobsAndRefusesTooLargeScre
     start(*writer);
     const std::string printed = printedBy([&] {
         for (unsigned i = 0; i < 2; ++i) writer->addLayerImage(i, sliceImage(Bytes(300, 9), 30, 10), 0, 0);
-        EXPECT_EQ(writer->finish(), 0);
+        EXPECT_EQ(writer->finish(), -7);
     });
-    const std::string warning = "warning: " + writer->filePath;
     EXPECT_EQ(printed.substr(0, printed.find("checkFileSum")),
-              warning + ": layer 0 has 30 x 10 pixels, the screen 30 x 20\n" + warning +
-                  ": 7 layers were announced, 2 delivered\n");
+              "warning: " + writer->filePath + ": layer 0 has 30 x 10 pixels, the screen 30 x 20\n");
     EXPECT_EQ(layersOf("a.vndlpv4"), std::vector<Bytes>(2, Bytes().fill(300, 9).fill(300, 0)));
     writer->resolutionX = 65536;
     EXPECT_TRUE(tellsOf("65536 x 20", [&] { EXPECT_EQ(openAndWriteHeader(*writer, previews()), -30); }));

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <bit>
 #include <cstdlib>
 #include <ctime>
 
@@ -53,10 +52,10 @@ void replaceOwned(Record*& slot, std::unique_ptr<Record> record) {
 /// Bytes of an image: what it states, or width x height where it states nothing.
 unsigned int byteCount(const SliceImage& image) { return image.size != 0 ? image.size : image.width * image.height; }
 
-/// Whether a layer image can be read.
+/// Whether a layer image can be read. Without padding it is the bytes it states, whatever its width and height say.
 int checkLayer(const SliceImage& image, long long layerIndex) {
-    const int checked = checkLayerImage(image, layerIndex);
-    if (checked < 0 || byteCount(image) == 0 || image.pixels != nullptr) return checked;
+    if (image.size == 0 || strideOf(image) != image.width) return checkLayerImage(image, layerIndex);
+    if (image.pixels != nullptr) return kWriterOk;
     report("error: layer %lld has no pixels\n", layerIndex);
     return kBadImage;
 }
@@ -82,6 +81,7 @@ int DLPCTB::writeHeader(std::vector<SliceImage>& previews) {
     fileStructure.setMachineType(machineType);
     fileStructure.needData();
     fileStructure.setLayerCount(layerCount);
+    m_announced.set(layerCount);
     addPreview(m_previewSmall);
     addPreview(m_previewLarge1);
     // the vendor writer has no file: its message is what users of this format have always seen, and no failure
@@ -94,15 +94,7 @@ int DLPCTB::writeHeader(std::vector<SliceImage>& previews) {
 
 void DLPCTB::addPreview(const SliceImage& image) {
     auto preView = std::make_unique<CTB::PreView>();
-    preView->resolutionX = image.width;
-    preView->resolutionY = image.height;
-    if (image.pixels == nullptr && image.size != 0) {
-        report("error: a preview of %u bytes has no pixels\n", image.size);
-        m_failure.note(kBadImage);
-    } else {
-        preView->imageData = preView->Encode(image.pixels.get(), image.size);
-    }
-    preView->imageSize = static_cast<unsigned int>(preView->imageData.size());
+    fillPreview(*preView, image, m_failure);
     m_writer.preViews()->push_back(preView.release());
 }
 
@@ -146,17 +138,9 @@ void DLPCTB::fillHeader() {
 }
 
 void DLPCTB::fillPrintParameters() {
-    const DlpParameters& from = fileStructure.parameters;
-    CTB::PrintParameters to;
-    to.bottomLiftHeight = asFloat(from.first_lift_distance);
-    to.bottomLiftSpeed = asFloat(from.first_lift_speed);
-    to.liftHeight = asFloat(from.lifting_distance);
-    to.liftSpeed = asFloat(from.lifting_speed);
-    to.retractSpeed = asFloat(from.retract_speed);
-    to.volume = std::bit_cast<float>(resinVolume);
-    to.weight = resinWeight;
+    auto to = printParametersOf<CTB::PrintParameters>(*this);
     to.lightOffDelay = kLightOffDelay;
-    to.bottomLayerCount = widened(from.first_layer_count);
+    to.bottomLayerCount = widened(fileStructure.parameters.first_layer_count);
     *m_writer.printParameters() = to;
 }
 
@@ -228,8 +212,10 @@ int DLPCTB::setLayerImageAt(int layerIndex, const SliceImage& image, double /*ar
 }
 
 int DLPCTB::finish() {
+    const std::size_t layers = m_writer.layerDef().size();
     m_failure.note(m_writer.encode());
     m_failure.note(m_writer.close());
+    if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, layers));
     emptyLists();
     return m_failure.code();
 }
@@ -241,6 +227,7 @@ int DLPCTB::cancel() {
 }
 
 void DLPCTB::emptyLists() {
+    m_announced = {};
     resizeOwned(*m_writer.preViews(), 0);
     resizeLayers(0);
 }

@@ -38,6 +38,7 @@ private:
     SliceImage m_previewLarge2;
     VndlpWrite m_vendorWriter;  // never opened
     CTB::CTBWrite m_writer;
+    AnnouncedLayers m_announced;
     FirstFailure m_failure;
 };
 

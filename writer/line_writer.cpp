@@ -36,7 +36,8 @@ int DLPLine::writeHeader(std::vector<SliceImage>& previews) {
     fileStructure.setMachineType(machineType);
     fileStructure.needData();
     fileStructure.setLayerCount(layerCount);
-    completeResolution(fileStructure, resolutionX, resolutionY);
+    m_resolution.lendTo(fileStructure, resolutionX, resolutionY);
+    m_announced.set(layerCount);
     // the image parameters follow whether or not the head could be written; finish tells of the head
     m_failure.note(m_writer.writeDlpStructure(fileStructure));
     const auto low16 = [](unsigned int value) { return static_cast<short>(value); };
@@ -61,9 +62,10 @@ int DLPLine::addLayerPaths(unsigned /*layerIndex*/, const std::vector<std::vecto
 }
 
 int DLPLine::finish() {
-    m_failure.note(checkLayerCount(m_layerAreas.size(), fileStructure.layerCount()));
     m_failure.note(m_writer.writeLayerAreasDealyer(m_layerAreas));
     m_failure.note(m_writer.writeTail(kLineHeader));
+    // the table tells of too many itself
+    if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, m_layerAreas.size()));
     reset();
     return m_failure.code();
 }
@@ -74,6 +76,7 @@ int DLPLine::cancel() {
 }
 
 void DLPLine::reset() {
+    m_announced = {};
     m_writer.close();
     m_layerAreas.clear();
 }

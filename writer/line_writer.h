@@ -29,6 +29,8 @@ private:
     SliceImage m_previewLarge1;
     SliceImage m_previewLarge2;
     std::vector<unsigned int> m_layerAreas;
+    ResolutionLoan m_resolution;
+    AnnouncedLayers m_announced;
     FirstFailure m_failure;
 };
 

@@ -44,7 +44,8 @@ int DLPVNV2::writeHeader(std::vector<SliceImage>& previews) {
     fileStructure.setMachineType(machineType);
     fileStructure.needData();
     fileStructure.setLayerCount(layerCount);
-    completeResolution(fileStructure, resolutionX, resolutionY);
+    m_resolution.lendTo(fileStructure, resolutionX, resolutionY);
+    m_announced.set(layerCount);
     if (VndlpBackUse* backUse = fileStructure.getVndlpBackUse()) {
         const auto extent = [this](int axis) { return modelBoxValid ? modelBox[axis + 3] - modelBox[axis] : 0.0F; };
         backUse->setSliceModelX(extent(0));
@@ -124,9 +125,10 @@ void DLPVNV2::clearPending() {
 int DLPVNV2::finish() {
     if (!m_pendingIndex.empty()) flushPending();
     std::vector<unsigned int> areas(m_layerAreas.begin(), m_layerAreas.end());
-    m_failure.note(checkLayerCount(areas.size(), fileStructure.layerCount()));
     m_failure.note(m_writer.writeLayerAreasDealyer(areas));
     m_failure.note(m_writer.writeTail(kV2Header));
+    // the table tells of too many itself
+    if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, m_layerAreas.size()));
     reset();
     return m_failure.code();
 }
@@ -137,6 +139,7 @@ int DLPVNV2::cancel() {
 }
 
 void DLPVNV2::reset() {
+    m_announced = {};
     m_writer.close();
     clearPending();
     m_runs = {};

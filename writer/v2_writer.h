@@ -36,6 +36,8 @@ private:
     std::vector<unsigned char> m_runs;                      // of the layer being written
     std::vector<int> m_pendingIndex;
     std::vector<SliceImage> m_pendingImages;
+    ResolutionLoan m_resolution;
+    AnnouncedLayers m_announced;
     FirstFailure m_failure;
 };
 

@@ -1,10 +1,10 @@
 #include "writer/v4_writer.h"
 
+#include <vndlp/ctb.h>
 #include <vndlp/formats.h>
 #include "ctb/scramble.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <utility>
 
@@ -18,7 +18,6 @@ constexpr unsigned int kProjectionType = 1;
 constexpr unsigned int kAntiAliasLevel = 1;
 constexpr unsigned int kSlicerVersion = 0x01090000;
 constexpr double kExposureStepsPerSecond = 10;
-constexpr unsigned int kLongestSide = 65535;
 
 /// Pixels of a layer image; where it states no size in pixels, its bytes.
 std::size_t pixelCount(const SliceImage& image) {
@@ -76,9 +75,9 @@ int DLPVNV4::writeHeader(std::vector<SliceImage>& previews) {
     SliceImage large;
     SliceImage unused;
     if (!takePreviews(previews, small, large, unused)) return static_cast<int>(previews.size());
-    if (resolutionX > kLongestSide || resolutionY > kLongestSide) {
+    if (resolutionX > CTB::kLongestImageSide || resolutionY > CTB::kLongestImageSide) {
         report("error: %s: a screen of %u x %u pixels, a side has at most %u\n", filePath.c_str(), resolutionX,
-               resolutionY, kLongestSide);
+               resolutionY, CTB::kLongestImageSide);
         return m_failure.note(kBadImage);
     }
     fileStructure.headerType = static_cast<int>(headerType);
@@ -86,6 +85,7 @@ int DLPVNV4::writeHeader(std::vector<SliceImage>& previews) {
     fileStructure.setMachineType(machineName);
     fileStructure.needData();
     fileStructure.setLayerCount(layerCount);
+    m_announced.set(layerCount);
 
     m_writer.preViews()->clear();
     addPreview(small);
@@ -97,17 +97,7 @@ int DLPVNV4::writeHeader(std::vector<SliceImage>& previews) {
 }
 
 void DLPVNV4::addPreview(const SliceImage& image) {
-    auto preView = std::make_shared<VNDLPV4::PreView>();
-    preView->resolutionX = image.width;
-    preView->resolutionY = image.height;
-    if (image.pixels == nullptr && image.size != 0) {
-        report("error: a preview of %u bytes has no pixels\n", image.size);
-        m_failure.note(kBadImage);
-    } else {
-        preView->imageData = VNDLPV4::PreView::Encode(image.pixels.get(), image.size);
-    }
-    preView->imageSize = static_cast<unsigned int>(preView->imageData.size());
-    m_writer.preViews()->push_back(std::move(preView));
+    fillPreview(*m_writer.preViews()->emplace_back(std::make_shared<VNDLPV4::PreView>()), image, m_failure);
 }
 
 void DLPVNV4::fillHeader() {
@@ -140,18 +130,11 @@ void DLPVNV4::fillHeader() {
 
 void DLPVNV4::fillParameters() {
     const DlpParameters& parameters = fileStructure.parameters;
-    VNDLPV4::PrintParameters& to = *m_writer.printParameters();
-    to = {};
-    to.bottomLiftHeight = parameters.first_lift_distance;
-    to.bottomLiftSpeed = parameters.first_lift_speed;
-    to.liftHeight = parameters.lifting_distance;
-    to.liftSpeed = parameters.lifting_speed;
-    to.retractSpeed = parameters.retract_speed;
-    to.volume = std::bit_cast<float>(resinVolume);
-    to.weight = resinWeight;
+    auto to = printParametersOf<VNDLPV4::PrintParameters>(*this);
     to.bottomLightOffDelay = parameters.light_off_delay;
     to.lightOffDelay = parameters.light_off_delay;
     to.bottomLayerCount = parameters.first_layer_count;
+    *m_writer.printParameters() = to;
 }
 
 void DLPVNV4::fillSlicerInfo() {
@@ -267,9 +250,6 @@ void DLPVNV4::completeMasks() {
 void DLPVNV4::completeCounts() {
     VNDLPV4::HeaderSettings& header = *m_writer.headerSettings();
     const std::size_t layers = m_writer.layerDef().size();
-    if (layers != header.layerCount) {
-        report("warning: %s: %u layers were announced, %zu delivered\n", filePath.c_str(), header.layerCount, layers);
-    }
     header.layerCount = static_cast<unsigned int>(layers);
     header.floatField3 = static_cast<float>(layers) * header.floatField4;
 }
@@ -277,8 +257,10 @@ void DLPVNV4::completeCounts() {
 int DLPVNV4::finish() {
     completeMasks();
     completeCounts();
+    const std::size_t layers = m_writer.layerDef().size();
     m_failure.note(m_writer.encode(filePath));
     m_failure.note(m_writer.close());
+    if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, layers));
     reset();
     return m_failure.code();
 }
@@ -290,6 +272,7 @@ int DLPVNV4::cancel() {
 }
 
 void DLPVNV4::reset() {
+    m_announced = {};
     m_writer.preViews()->clear();
     m_writer.layerDef().clear();
     m_writer.layerDefEx().clear();

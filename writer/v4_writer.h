@@ -84,6 +84,7 @@ private:
     std::vector<unsigned int> m_lightData;  // kept for the host; a V4 file has no place for it
     long long m_lightValue = 0;
     std::atomic<bool> m_sizeWarned{false};
+    AnnouncedLayers m_announced;
     FirstFailure m_failure;
 };
 

@@ -12,9 +12,14 @@ namespace vndlp {
 
 namespace {
 
+/// Null when there is no memory, for the writer or for anything it holds.
 template <class Writer>
 DLPWriter* makeWriter() {
-    return new (std::nothrow) Writer;
+    try {
+        return new Writer;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ namespace vndlp {
 /// Previews: three bytes a pixel (blue, green, red) for CTB and V4; the V2 and line writers do not write the previews
 /// they are given.
 struct SliceImage {
-    unsigned int size = 0;  ///< bytes of the pixels
+    unsigned int size = 0;  ///< bytes of the pixels; CTB encodes just these, whatever the sides say (0: all)
     unsigned int width = 0;
     unsigned int height = 0;
     std::shared_ptr<unsigned char[]> pixels;
@@ -127,7 +127,9 @@ public:
     virtual void setLayerArea(int layerIndex, double area);
 
     /// Writes what is pending, the layer tables and the tail, and closes the file.
-    /// \return 0; negative for the first failure since `openFile`. The file is incomplete then.
+    /// \return 0; negative for the first failure since `openFile`, and, with an error line, for layers other than
+    ///         `layerCount` announced to `writeHeader`, for more than 65535, and for a header that was refused. The
+    ///         file is written then all the same, and incomplete.
     virtual int finish() = 0;
 
     /// Closes the file and deletes it. \return the result of the deletion, 0 on success.

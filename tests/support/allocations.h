@@ -15,5 +15,7 @@ struct Allocations {
 void countAllocations();
 /// Since `countAllocations`.
 Allocations allocations();
+/// From the allocation on that comes behind `count` others none succeeds; all do for a negative count.
+void failAllocationsAfter(long long count);
 
 }  // namespace vndlp::test
