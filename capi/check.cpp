@@ -2,7 +2,7 @@
 
 #include "capi/capi.h"
 
-#include <vndlp/slice_check.h>
+#include <vndlp/check_file.h>
 
 #include <cmath>
 #include <vector>
@@ -75,19 +75,14 @@ std::int64_t vndlp_check(const VndlpFile* file, const VndlpCheckOptions* options
     return guarded([&]() -> std::int64_t {
         CheckOptions wanted;
         if (const std::int32_t code = takeOptions(options, wanted); code != VNDLP_OK) return code;
-        CheckJob job;
-        SliceResult result = checkJobOf(file->file, job);
+        const SliceInfo& info = file->file.info();
+        if (info.width == 0 || info.height == 0) return fail(VNDLP_E_DAMAGED, "the file names no screen");
+        std::vector<CheckFinding> findings;
+        const SliceResult result = checkSliceFile(file->file, wanted, findings);
         if (!result.isOk()) return codeOf(result);
-        JobCheck check(job, wanted);
-        for (std::uint32_t index = 0; index < file->file.info().layers; ++index) {
-            FileCheckLayer layer(job);
-            result = readCheckLayer(file->file, job, index, wanted.threshold, layer);
-            if (!result.isOk()) return codeOf(result);
-            addCheckLayer(check, job, index, layer);
-        }
-        const std::vector<CheckFinding> findings = check.finish();
+        const JobCheck words(checkJobOf(file->file), wanted);
         for (const CheckFinding& found : findings) {
-            const std::string text = check.describe(found);
+            const std::string text = words.describe(found);
             const VndlpFinding told = findingOf(found, text);
             if (finding != nullptr && finding(context, &told) != 0) return fail(VNDLP_E_STOPPED, "stopped");
         }

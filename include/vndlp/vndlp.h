@@ -16,7 +16,6 @@
 #include <vndlp/mesh.h>
 #include <vndlp/messages.h>
 #include <vndlp/print_time.h>
-#include <vndlp/slice_check.h>
 #include <vndlp/slice_file.h>
 #include <vndlp/streams.h>
 #include <vndlp/v4.h>
