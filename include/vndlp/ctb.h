@@ -310,8 +310,8 @@ struct VNDLP_API LayerDef : RecordStreams {
     /// \return 0; -1, with an error line, when the file does not hold the whole code (what is there is decoded).
     int decodeCtbImageInto(unsigned char* pixels, std::size_t size, unsigned int layerIndex, unsigned int key);
 
-    /// Reads this layer's encoded image, as `decodeCtbImage` does, and adds up its runs: a sound layer has as many pixels
-    /// as its screen.
+    /// Reads this layer's encoded image, as `decodeCtbImage` does, and adds up its runs: a sound layer has as many
+    /// pixels as its screen.
     /// \return pixels, also beyond any screen; -1 when the file does not hold all of it (with an error line) or it ends
     ///         within a run.
     long long codedPixelCount(unsigned int layerIndex, unsigned int key);
