@@ -388,5 +388,142 @@ TEST(JobCheck, AgreesWithTheDefinitionsOnSmallGrids) {
     EXPECT_EQ(seen.size(), 11U);
 }
 
+/// Layers from the plate up, each of rows: '#' is lit.
+using Picture = std::vector<std::vector<std::string>>;
+
+Grid gridOf(const Picture& picture) {
+    Grid grid{static_cast<int>(picture[0][0].size()), static_cast<int>(picture[0].size()),
+              static_cast<int>(picture.size())};
+    for (int z = 0; z < grid.layers; ++z) {
+        for (int y = 0; y < grid.height; ++y) {
+            for (int x = 0; x < grid.width; ++x) {
+                grid.lit[grid.at(x, y, z)] =
+                    picture[static_cast<std::size_t>(z)][static_cast<std::size_t>(y)][static_cast<std::size_t>(x)] ==
+                    '#';
+            }
+        }
+    }
+    return grid;
+}
+
+TEST(JobCheck, FindsWhatWasWorkedOutByHand) {
+    const std::vector<std::string> none = {"     ", "     ", "     "};
+    const std::vector<std::string> full = {"#####", "#####", "#####"};
+    const std::vector<std::string> ring = {"#####", "# ###", "#####"};
+    const std::vector<std::string> open = {"#####", "  ###", "#####"};
+    const std::vector<std::string> left = {"#    ", "#    ", "#    "};
+    const std::vector<std::string> both = {"#   #", "#   #", "#   #"};
+    const std::vector<std::string> bridge = {"#   #", "#####", "#   #"};
+    const struct {
+        Picture layers;
+        std::vector<std::string> found;  // kind, layers, pixels, voxels
+    } cases[] = {
+        {{none, none}, {"empty 0-1 0 -1"}},
+        {{none, full, none}, {"island 1-1 15 15", "empty 0-0 0 -1", "empty 2-2 0 -1"}},
+        {{full, none, full}, {"island 2-2 15 15", "empty 1-1 0 -1"}},
+        // a second pillar hangs in the air until a bridge joins it; what hangs is found as it was
+        {{left, left, both, bridge}, {"island 2-2 3 3"}},
+        // sealed; open at the plate; closed by the film only; open at a lower layer; opened above
+        {{full, ring, full}, {"trap 1-1 1 1"}},
+        {{ring, full}, {"cup 0-0 1 1"}},
+        {{full, ring, ring}, {"cup 1-2 1 2"}},
+        {{open, ring, full}, {}},
+        {{full, ring, open}, {"cup 1-1 1 1"}},
+        // corners join what is lit, not what is unlit
+        {{{"#  ", "   "}, {"#  ", " # "}}, {}},
+        {{{"####", "####", "####"}, {"####", "# ##", "## #"}}, {"cup 1-1 1 1"}},
+    };
+    CheckJob job;
+    job.pixelXUm = job.pixelYUm = 10;
+    CheckOptions options;
+    options.marginPx = 0;
+    options.overhangUm = 1000;
+    for (const auto& one : cases) {
+        const Grid grid = gridOf(one.layers);
+        job.width = static_cast<std::uint32_t>(grid.width);
+        job.height = static_cast<std::uint32_t>(grid.height);
+        JobCheck check(job, options);
+        for (int z = 0; z < grid.layers; ++z) {
+            CheckLayer layer = layerOf(job, grid, z);
+            check.addLayer(layer);
+        }
+        std::vector<std::string> found;
+        for (const CheckFinding& f : check.finish()) {
+            found.push_back(std::string(nameOf(f.kind)) + " " + std::to_string(f.layer) + "-" +
+                            std::to_string(f.lastLayer) + " " + std::to_string(f.pixels) + " " +
+                            std::to_string(f.voxels));
+        }
+        EXPECT_EQ(found, one.found) << "case " << &one - cases;
+    }
+}
+
+TEST(JobCheck, ImpossibleSettingsAreOneFindingEach) {
+    CheckJob job;
+    job.width = 4;
+    job.height = 3;
+    job.exposureS = job.bottomExposureS = job.lightPower = job.bottomLightPower = job.layerHeightMm = 0;
+    job.bottomLayers = 1;
+    job.printerWidth = 3;
+    job.printerHeight = 4;
+    JobCheck check(job, CheckOptions());
+    check.compareArea(3, 1.0, 1.009);  // as hosts round
+    check.compareArea(4, 0.001, 0.002);
+    check.compareArea(5, 1.0, 1.02);
+    check.compareArea(6, 0, 1);
+    std::vector<std::string> texts;
+    for (const CheckFinding& f : check.finish()) {
+        EXPECT_TRUE(f.layer == -1 && f.pixels == -1 && f.severity == CheckSeverity::error);
+        texts.push_back(check.describe(f));
+    }
+    EXPECT_EQ(texts, (std::vector<std::string>{
+                         "outside: the job is made for 4 x 3 pixels, the printer has 3 x 4",
+                         "settings: the exposure is 0",
+                         "settings: the exposure of bottom layers is 0",
+                         "settings: the light power is 0",
+                         "settings: the light power of bottom layers is 0",
+                         "settings: the layer height is 0",
+                         "settings: 1 bottom layers, but only 0 layers",
+                         "settings: the areas of 2 layers in the file are not those of what is lit, first of layer 5: "
+                         "1.000 mm2 stored, 1.020 mm2 lit",
+                     }));
+}
+
+TEST(JobCheck, RunsOutOfOrderAreRefused) {
+    CheckJob job;
+    job.width = 10;
+    job.height = 2;
+    const std::vector<LitRun> wrong[] = {
+        {{0, 0, 10}}, {{2, 0, 0}}, {{0, 3, 2}}, {{1, 0, 0}, {0, 0, 0}}, {{0, 2, 4}, {0, 4, 5}}, {{0, 2, 4}, {0, 0, 0}},
+    };
+    for (const std::vector<LitRun>& runs : wrong) {
+        CheckLayer layer(job);
+        EXPECT_FALSE(layer.append(runs.data(), runs.size()));
+        EXPECT_FALSE(layer.close());
+    }
+}
+
+TEST(Polylines, LightThePixelsWhoseCentresAreInside) {
+    // pixels of 10 x 10 um, four of them a row, three rows, the lowest from 0 to 10
+    const auto rows = [](const std::vector<std::vector<Vec3i>>& polylines) {
+        std::vector<std::string> image(3, "....");
+        for (const LitRun& run : litRunsOfPolylines(polylines, 4, 3, 10, 10)) {
+            for (std::uint32_t x = run.first; x <= run.last; ++x) image[run.line][x] = '#';
+        }
+        return image;
+    };
+    const auto box = [](int x0, int y0, int x1, int y1) {
+        return std::vector<Vec3i>{{x0, y0, 0}, {x1, y0, 0}, {x1, y1, 0}, {x0, y1, 0}, {x0, y0, 0}};
+    };
+    using Rows = std::vector<std::string>;
+    EXPECT_EQ(rows({box(0, 0, 20, 10)}), (Rows{"....", "....", "##.."}));
+    // centres on the left and the lower side are inside, on the right and the upper one outside
+    EXPECT_EQ(rows({box(5, 5, 25, 25)}), (Rows{"....", "##..", "##.."}));
+    EXPECT_EQ(rows({box(-100, -100, 900, 900), box(10, 10, 20, 20)}), (Rows{"####", "#.##", "####"}));
+    // open lines and lines without an inside do not count
+    EXPECT_EQ(rows({{{0, 0, 0}, {40, 0, 0}, {40, 30, 0}}, {{0, 0, 0}, {40, 30, 0}, {0, 0, 0}}, {}}),
+              (Rows{"....", "....", "...."}));
+    EXPECT_EQ(rows({{{0, 0, 0}, {40, 0, 0}, {0, 30, 0}, {0, 0, 0}}}), (Rows{"#...", "##..", "###."}));
+}
+
 }  // namespace
 }  // namespace vndlp
