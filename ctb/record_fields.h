@@ -24,7 +24,7 @@ struct ReadAsInteger {
     static float fromRead(unsigned int bits) { return static_cast<float>(bits); }
 };
 
-static_assert(std::bit_cast<unsigned int>(9.131F) == 0x41121893 && std::bit_cast<unsigned int>(0.548F) == 0x3F0C49BA);
+static_assert(vndlp::bitCast<unsigned int>(9.131F) == 0x41121893 && vndlp::bitCast<unsigned int>(0.548F) == 0x3F0C49BA);
 
 // V4 files share the next two lists
 

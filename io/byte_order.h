@@ -8,6 +8,16 @@
 
 namespace vndlp {
 
+/// `std::bit_cast`, where the standard library has it; what it is made from, where only the compiler does.
+template <class To, class From>
+constexpr To bitCast(const From& from) {
+#if defined(__cpp_lib_bit_cast)
+    return std::bit_cast<To>(from);
+#else
+    return __builtin_bit_cast(To, from);
+#endif
+}
+
 constexpr std::uint32_t bigEndian16(const unsigned char* bytes) {
     return static_cast<std::uint32_t>(bytes[0]) << 8 | bytes[1];
 }
@@ -23,7 +33,7 @@ constexpr std::uint32_t littleEndian32(const unsigned char* bytes) {
 
 inline std::int32_t bigEndianInt32(const unsigned char* bytes) { return static_cast<std::int32_t>(bigEndian32(bytes)); }
 
-inline float bigEndianFloat(const unsigned char* bytes) { return std::bit_cast<float>(bigEndian32(bytes)); }
+inline float bigEndianFloat(const unsigned char* bytes) { return bitCast<float>(bigEndian32(bytes)); }
 
 constexpr void putBigEndian32(std::uint32_t value, unsigned char* out) {
     out[0] = static_cast<unsigned char>(value >> 24);

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <vndlp/streams.h>
+#include "io/byte_order.h"
 
 #include <algorithm>
 #include <array>
@@ -61,13 +62,13 @@ Number loadNumber(const unsigned char* bytes, BYTEORDER order) {
     std::array<unsigned char, sizeof(Number)> raw;
     std::memcpy(raw.data(), bytes, raw.size());
     if ((order == LittleEndian) != (std::endian::native == std::endian::little)) std::reverse(raw.begin(), raw.end());
-    return std::bit_cast<Number>(raw);
+    return bitCast<Number>(raw);
 }
 
 /// The bytes of a number in a byte order.
 template <class Number>
 std::array<unsigned char, sizeof(Number)> storedNumber(Number value, BYTEORDER order) {
-    auto raw = std::bit_cast<std::array<unsigned char, sizeof(Number)>>(value);
+    auto raw = bitCast<std::array<unsigned char, sizeof(Number)>>(value);
     if ((order == LittleEndian) != (std::endian::native == std::endian::little)) std::reverse(raw.begin(), raw.end());
     return raw;
 }

@@ -2,6 +2,7 @@
 
 #include "ctb/encoded_data.h"
 #include "image/run_builder.h"
+#include "io/byte_order.h"
 #include "v4/record_fields.h"
 
 #include <vndlp/image.h>
@@ -432,7 +433,7 @@ SliceResult decodeShapes(const Model& model, std::uint32_t layer, const LayerPla
     if (place.isMesh) {
         shapes.vertices.reserve(data.size() / 4);
         for (std::size_t at = 0; at + 4 <= data.size(); at += 4)
-            shapes.vertices.push_back(std::bit_cast<float>(word(at)));
+            shapes.vertices.push_back(bitCast<float>(word(at)));
         return result;
     }
     shapes.points.reserve(data.size() / 4);

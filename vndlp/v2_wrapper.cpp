@@ -1,7 +1,7 @@
 #include <vndlp/formats.h>
 #include <vndlp/wrappers.h>
 #include "io/report.h"
-#include "vndlp/param_text.h"
+#include "vndlp/wrapper_common.h"
 
 #include <cstdint>
 #include <cstring>

@@ -49,7 +49,7 @@ public:
     }
     void number(unsigned int value) { putBigEndian32(value, grow(4)); }
     void number(int value) { number(static_cast<unsigned int>(value)); }
-    void number(float value) { number(std::bit_cast<unsigned int>(value)); }
+    void number(float value) { number(bitCast<unsigned int>(value)); }
     /// Room for `n` more bytes, to be filled by the caller.
     unsigned char* grow(std::size_t n) {
         m_bytes.resize(m_bytes.size() + n);

@@ -5,6 +5,7 @@
 #include <vndlp/formats.h>
 #include <vndlp/writer.h>
 #include "ctb/preview_codec.h"
+#include "io/byte_order.h"
 #include "io/platform.h"
 #include "io/report.h"
 
@@ -149,7 +150,7 @@ PrintParameters printParametersOf(const DLPWriter& writer) {
     to.liftHeight = from.lifting_distance;
     to.liftSpeed = from.lifting_speed;
     to.retractSpeed = from.retract_speed;
-    to.volume = std::bit_cast<float>(writer.resinVolume);
+    to.volume = bitCast<float>(writer.resinVolume);
     to.weight = writer.resinWeight;
     return to;
 }
