@@ -269,37 +269,6 @@ TEST_F(Container, LineLayersAreReadByTheirForm) {
     EXPECT_EQ(tail, "VNLINEV2");
 }
 
-TEST_F(Container, WithoutAFileNothingIsRead) {
-    DlpFileStructure s;
-    DlpImageParam image;
-    std::vector<WhiteData> runs;
-    std::vector<std::vector<Vec3i>> paths;
-    trimesh::TriMesh mesh;
-    std::string text;
-    int version = 0;
-    Printed printed;
-    EXPECT_EQ((Codes{reader.readDlpV1Header(s.v1Header, true), reader.readDlpV2Header(s.v2Header, true),
-                     reader.readDlpLineV2Header(s.lineHeader, true), reader.readDlpV3Header(s.v3Header, true),
-                     reader.readTag(text)}),
-              Codes(5, -1));
-    EXPECT_EQ(countOf(printed.take(), "error: file not open\n"), 5);
-    EXPECT_EQ((Codes{reader.readDlpParameters(s.parameters, nullptr),
-                     reader.readDlpSliceBasicParameters(s.sliceBasicParameters)}),
-              Codes(2, -1));
-    EXPECT_EQ(printed.take(), "");
-    EXPECT_EQ(
-        (Codes{reader.readDlpStructure(true), reader.readDlpImageParam(image), reader.readLayerWhiteData(runs, nullptr),
-               reader.readLayerPath(paths, nullptr, false), reader.readLayerMesh(mesh, nullptr, false)}),
-        Codes(5, -1));
-    EXPECT_EQ(countOf(printed.take(), "error: no dlp file open\n"), 5);
-    EXPECT_EQ(reader.openDlpFile(path("missing"), false), -3);
-    EXPECT_EQ(printed.take(), "error: " + path("missing") + " can't open\n");
-    EXPECT_EQ(reader.getFileVersion(path("missing").c_str(), text, version), -1);
-    EXPECT_EQ(printed.take(), "getFileVersion failed, ret:-2\n");
-    EXPECT_EQ(reader.getFileVersion(sampleFile(kV2).c_str(), text, version), 0);
-    EXPECT_EQ(text + std::to_string(version), "VNKT3DV23");
-}
-
 TEST_F(Container, UnknownMagicsAndBadHeadersAreRefusedAndOtherAreasWarnedOf) {
     using namespace std::string_view_literals;
     for (const auto magic : {"VNKT3DV3"sv, "MKSDLP"sv, "VNKT3DV"sv, "VNKT3D\0"sv, "PK"sv, ""sv}) {
@@ -469,25 +438,6 @@ TEST_F(Container, ATableSkippedByTheCallerIsFilledAsFarAsThereAreValues) {
     EXPECT_EQ((Codes{writer.skipLayerAreas(1 << 29), writer.skipLayerAreas(-3), writer.skipLayerAreas(-2147483647),
                      writer.filePosition()}),
               (Codes{-7, 0, 0, 392}));
-}
-
-TEST_F(Container, WithoutAFileNothingIsWritten) {
-    DlpFileStructure s = structureOf(kV2);
-    std::vector<unsigned int> areas;
-    Printed printed;
-    EXPECT_EQ((Codes{writer.writeDlpStructure(s), writer.writeDlpV1Header(s.v1Header),
-                     writer.writeDlpV2Header(s.v2Header), writer.writeDlpLineV2Header(s.lineHeader),
-                     writer.writeDlpV3Header(s.v3Header), writer.skipLayerAreas(1)}),
-              Codes(6, -1));
-    EXPECT_EQ(countOf(printed.take(), "error: file not open\n"), 6);
-    EXPECT_EQ((Codes{writer.writeDlpParameters(s.parameters, nullptr, 0),
-                     writer.writeDlpSliceBasicParameters(s.sliceBasicParameters), writer.filePosition()}),
-              (Codes{-1, -1, 0}));
-    EXPECT_EQ(printed.take(), "");
-    EXPECT_EQ((Codes{writer.writeLayerAreasDealyer(areas), writer.writeTail(kV2)}), (Codes{-2, -1}));
-    EXPECT_EQ(countOf(printed.take(), "Error: no dlp file open\n"), 2);
-    EXPECT_EQ(writer.openDlpFile(path("no/such")), -1);
-    EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");
 }
 
 TEST_F(Container, IncompleteJobsAreRefused) {

@@ -212,32 +212,6 @@ int readAll(const std::string& file, bool asMeshes, bool verify = false, bool wi
     return status;
 }
 
-TEST_F(LineWrapperTest, EveryRecordComesBack) {
-    writeFile(file, lineSample().bytes);
-    VnLineV2ReadWrapper reader;
-    Head head;
-    ASSERT_EQ(head.read(reader, file, true, true), 0);
-    const DlpV2LineHeader& header = head.header;
-    EXPECT_EQ(std::tuple(header.machine_type, header.backUse.getMachineHeight(), head.parameters.thickness),
-              std::tuple("M1", 175.5F, "0.050000"));
-    EXPECT_EQ((Codes{header.versionCode, header.resolution_x, header.resolution_y, header.backUse.getBlurPixel(),
-                     header.backUse.flags, header.largePreview.haveDatas(), head.parameters.brightnessPVM,
-                     head.imageParam.zThrough, head.imageParam.maxGray}),
-              (Codes{2, 1440, 2560, 2, 0x101, true, 200, -1, 255}));
-    EXPECT_EQ(head.areas, (std::vector<unsigned int>{3000, 0}));
-    Paths paths = {{Vec3i(9, 9, 9)}};
-    unsigned int area = 0;
-    ASSERT_EQ((Codes{reader.readLayerPath(paths, area), area, std::ssize(paths)}), (Codes{2, 3000, 2}));
-    ASSERT_EQ((Codes{std::ssize(paths[0]), std::ssize(paths[1])}), (Codes{4, 2}));
-    const Vec3i& point = paths[0][2];
-    EXPECT_EQ((Codes{point.x, point.y, point.z, paths[1][1].y}), (Codes{11000, 23000, 23000, -2147483647}))
-        << "z equals y";
-    EXPECT_EQ(reader.readLayerPath(paths, area), 0);
-    EXPECT_TRUE(paths.empty());
-    reader.close();
-    EXPECT_EQ(reader.readLayerPath(paths, area), -1);
-}
-
 TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     LineSample s = lineSampleHead();
     s.bytes.u32(7).u32(2).f32(1.5F).f32(-2).f32(0.25F).f32(1e6F).tag();
@@ -256,25 +230,6 @@ TEST_F(LineWrapperTest, MeshLayersComeBackBehindWhatTheMeshHolds) {
     const auto& v = mesh.vertices;
     EXPECT_EQ((std::vector{v[0][2], v[1][0], v[1][1], v[1][2], v[2][1]}), (std::vector{3.0F, 1.5F, -2.0F, 0.0F, 1e6F}));
     EXPECT_EQ(reader.readLayerMesh(mesh, &area, false), 0);
-}
-
-TEST_F(LineWrapperTest, ReadingWithoutAFileTellsItsMessages) {
-    VnLineV2ReadWrapper reader;
-    Head head;
-    DlpSliceBasicParameters settings;
-    trimesh::TriMesh mesh;
-    Paths paths;
-    unsigned int area = 0;
-    EXPECT_EQ((Codes{reader.readHeader(head.header, false), reader.readDlpParam(head.parameters, head.areas),
-                     reader.readDlpSliceBasicParam(settings), reader.readDlpImageParam(head.imageParam),
-                     reader.readLayerMesh(mesh, nullptr, false), reader.readLayerPath(paths, area)}),
-              Codes(6, -1));
-    const std::string shared = "error: no dlp file open\nerror: readDlpImageParam error\n";
-    EXPECT_EQ(printed.take(),
-              "error: file not open\nerror: read tag error\nerror: readDlpParam error:-1\n"
-              "error: readDlpSliceBasicParam error:-1\n" +
-                  shared + shared + shared);
-    EXPECT_EQ(reader.open(path("missing"), false), -3);
 }
 
 TEST_F(LineWrapperTest, BadRecordsTellTheirMessages) {
@@ -338,12 +293,6 @@ TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {
               (Codes{0, static_cast<long long>(s.tail)}));
     EXPECT_EQ((Codes{reader.seek(layers), reader.skipLayerMesh(area, polylines)}), (Codes{0, -2}));
     EXPECT_EQ(reader.skipLayerPath(area, polylines, points), -1) << "the failure closed the file";
-}
-
-// the page about the format
-
-TEST(LineFormatPage, ShowsTheSampleByteForByte) {
-    EXPECT_TRUE(sameBytes(Golden(VNDLP_DOCS_DIR "/format-vnline.md").bytes, lineSample().bytes));
 }
 
 }  // namespace

@@ -73,32 +73,4 @@ TEST(PrintEstimate, TakesEveryModelApart) {
     expectParts(input, {4 * 30 + 96 * 2.5, 100 * (move + calMoveTime(8, 6)), 500, 0, 0});
 }
 
-TEST(PrintEstimate, SaysWhatIsWrong) {
-    struct {
-        EstimateModel model;
-        void (*spoil)(EstimateInput&);
-        const char* problem;
-    } const cases[] = {
-        {EstimateModel::General, [](EstimateInput& i) { i.exposureSeconds = -1; },
-         "exposure: expected 0 to 1e9, found -1"},
-        {EstimateModel::General, [](EstimateInput& i) { i.liftHeightMm = std::nan(""); },
-         "lift height: expected 0 to 1e9, found nan"},
-        {EstimateModel::General, [](EstimateInput& i) { i.layerAreasMm2[7] = 2e9; },
-         "area of layer 7: expected 0 to 1e9 mm^2, found 2e+09"},
-        {EstimateModel::Steps, [](EstimateInput& i) { i.layerCount = 4294967295U; },
-         "layers: expected at most 2147483647, found 4294967295"},
-        {EstimateModel::M32, [](EstimateInput& i) { i.motorSpeedMmPerSecond = 0.5; },
-         "motor speed: expected at least 1 mm/s, found 0.5"},
-        {EstimateModel::M33, [](EstimateInput& i) { i.layerAreasMm2.pop_back(); },
-         "areas: M33 needs one for each of 100 layers, found 99"},
-    };
-    for (const auto& [model, spoil, expected] : cases) {
-        EstimateInput input = job(model);
-        spoil(input);
-        std::string problem;
-        EXPECT_FALSE(estimatePrintTime(input, problem).has_value());
-        EXPECT_EQ(problem, expected);
-    }
-}
-
 }  // namespace

@@ -224,30 +224,6 @@ TEST_F(StreamsTest, StringsAreReadAsFarAsBytesArrive) {
 }
 #endif
 
-TEST_F(StreamsTest, CallsWithoutAFileFail) {
-    FileRead in(path("missing"), 0);
-    EXPECT_FALSE(in.isOpenFile());
-    EXPECT_EQ((Codes{in.open(path(""), 0), in.close(), in.fileLength(), in.currentPosition(), in.seek(0, 0),
-                     in.skipRawData(0)}),
-              Codes(6, -1));
-    EXPECT_EQ(in.readUint32(), 0U);
-    EXPECT_EQ((Codes{in.open(writeFile(path("there"), {1}), 0), in.open(path("missing"), 0)}), (Codes{0, -1}));
-    EXPECT_FALSE(in.isOpenFile()) << "the file open before is closed";
-
-    FileWrite out(path("no/such/directory"), 0);
-    EXPECT_FALSE(out.isOpenFile());
-    EXPECT_EQ((Codes{out.close(), out.flush(), out.fileLength(), out.currentPosition(), out.seek(0, 0, true)}),
-              Codes(5, -1));
-    out.skipRawData(5);
-    EXPECT_FALSE(out.failed());
-    out.writeChar(1);
-    EXPECT_TRUE(out.failed());
-    EXPECT_EQ(out.open(path("later"), 0), 0);
-    EXPECT_FALSE(out.failed()) << "opening forgets";
-    EXPECT_EQ(out.open(path("no/such/directory"), 0), -1);
-    EXPECT_EQ(out.fileName(), path("later"));
-}
-
 TEST_F(StreamsTest, WritingBeyondTheEndFillsWithZeros) {
     FileWrite out(path("holes"), 0);
     // beyond the end it is the number of zeros that is returned, else the position

@@ -155,38 +155,6 @@ protected:
 
 // ---- settings
 
-TEST(JobSettings, AreThoseOfTheSampleJob) {
-    const std::unique_ptr<LayerSource> job = openJob(kSample);
-    EXPECT_EQ(job->layerCount(), 111);
-    EXPECT_EQ(job->width(), 1440);
-    EXPECT_EQ(job->height(), 2560);
-    EXPECT_TRUE(job->thumbnails().empty());
-    const JobSettings& s = job->settings();
-    EXPECT_EQ(s.jobDir, "lattice_tower");
-    EXPECT_EQ(s.layerHeightMm, 0.1);
-    EXPECT_EQ(s.exposureSeconds, 3);
-    EXPECT_EQ(s.firstExposureSeconds, 30);
-    EXPECT_EQ(s.fadeLayers, 5);
-    EXPECT_EQ(s.slowLayers, 0);
-    EXPECT_EQ(s.fastLayers, 111);
-    EXPECT_EQ(s.usedMaterialMl, 3.227465);
-    EXPECT_EQ(s.printTimeSeconds, 1092.000001);
-    EXPECT_EQ(s.materialName, std::nullopt);  // "materialName = " has no value
-    EXPECT_EQ(s.printerModel, "SL1");
-    EXPECT_EQ(s.displayPixelsX, 1440);
-    EXPECT_EQ(s.displayPixelsY, 2560);
-    EXPECT_EQ(s.displayWidthMm, 68.04);
-    EXPECT_EQ(s.displayHeightMm, 120.96);
-    EXPECT_EQ(s.displayOrientation, DisplayOrientation::kLandscape);
-    EXPECT_EQ(s.displayMirrorX, false);
-    EXPECT_EQ(s.displayMirrorY, false);
-    EXPECT_EQ(s.initialLayerHeightMm, 0.1);
-    EXPECT_EQ(s.gammaCorrection, 1);
-    EXPECT_EQ(s.materialDensity, 1);
-    EXPECT_EQ(s.maxPrintHeightMm, 300);
-    EXPECT_EQ(s.assumptions, std::vector<std::string>{});
-}
-
 // ---- sliced jobs
 
 TEST_F(Job, OrdersLayersByNumberWhereverTheyLie) {

@@ -182,20 +182,5 @@ TEST_F(WrapperTest, NothingHappensWithoutPixelsOrAFile) {
     EXPECT_EQ(wrapper.writeTail(), 0) << "nothing is left of the calls between";
 }
 
-TEST_F(WrapperTest, FailuresAreReturned) {
-    Printed printed;
-    EXPECT_EQ(wrapper.open(path("no/such")), -1);
-    EXPECT_EQ(printed.take(), "error: " + path("no/such") + " can't open\n");
-    EXPECT_FALSE(wrapper.writeDlpStructure());
-    for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(expectedHead({0}).size() + 10)}) {
-        const FileSizeLimit limit(size);  // inside a picture, or in the tail
-        start(1);
-        EXPECT_LT(wrapper.writeTail(), 0);
-        EXPECT_EQ(printed.take(), "error: " + file + " could not be written completely: File too large\n");
-        wrapper.close();
-        wrapper.clear();
-    }
-}
-
 }  // namespace
 }  // namespace vndlp::test

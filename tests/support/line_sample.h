@@ -1,8 +1,8 @@
-/// The line file the tests share, and docs/format-vnline.md takes apart: its records, and its bytes field by field.
+/// The line file the tests share: the records that make the worked file of docs/format-vnline.md.
 
 #pragma once
 
-#include "support/bytes.h"
+#include "support/golden.h"
 
 #include <vndlp/wrappers.h>
 
@@ -56,46 +56,24 @@ inline Paths samplePaths() {
 constexpr double kSampleAreas[] = {3000000.0, 499.0};
 constexpr unsigned kStoredAreas[] = {3000, 0};
 
-/// The pictures of the head, black unless given, each with its tag.
-inline void addLinePreviews(Bytes& b, const std::vector<std::vector<unsigned char>>& pixels = {}) {
-    const std::size_t sizes[] = {26912, 168200, 168200};
-    for (std::size_t i = 0; i < 3; ++i) {
-        if (i < pixels.size()) {
-            b.raw(pixels[i]);
-        } else {
-            b.fill(sizes[i], 0);
-        }
-        b.tag();
-    }
+/// The worked file of the format's page.
+inline const Golden& linePage() {
+    static const Golden page(VNDLP_DOCS_DIR "/format-vnline.md");
+    return page;
 }
 
 struct LineSample {
-    Bytes bytes;
-    std::size_t previews = 0;  ///< offsets where the sections begin
-    std::size_t parameters = 0;
-    std::size_t table = 0;
-    std::size_t imageParam = 0;
-    std::size_t layers = 0;
-    std::size_t tail = 0;
+    Bytes bytes = linePage().bytes;
+    std::size_t previews = 0x5C;  ///< offsets where the sections begin
+    std::size_t parameters = linePage().section("parameters").offset();
+    std::size_t layers = linePage().section("layers").offset();
+    std::size_t tail = linePage().section("tail").offset();
 };
 
 /// Everything in front of the layers.
-inline LineSample lineSampleHead(const std::vector<std::vector<unsigned char>>& previews = {}) {
+inline LineSample lineSampleHead() {
     LineSample s;
-    Bytes& b = s.bytes;
-    b.string("VNLINEV2").u16(2).string("M1").u16(2).u16(1440).u16(2560);
-    // height in micrometres, flags, density, blur, line exposure, volume, model x, y, z, reserved
-    b.u32(175500).u32(0x101).f32(0.5F).u32(2).u16(0).f32(0).f32(0).f32(0).f32(0).fill(30, 0);
-    s.previews = b.size();
-    addLinePreviews(b, previews);
-    s.parameters = b.size();
-    b.text("68.040001").text("120.959999").text("0.050000");
-    for (const unsigned value : {80, 2, 40, 5, 8, 65, 6, 120, 180, 255, 200}) b.u16(value);
-    s.table = b.size();
-    b.u32(kStoredAreas[0]).u32(kStoredAreas[1]).tag();
-    s.imageParam = b.size();
-    b.u16(0xFFFF).u16(1).u16(16).u16(255).tag();
-    s.layers = b.size();
+    s.bytes.resize(s.layers);
     return s;
 }
 
@@ -105,14 +83,13 @@ inline void addLineTail(LineSample& s) {
     sealWithCrc(s.bytes);
 }
 
+/// The sample with these pixels as its previews, black unless given.
 inline LineSample lineSample(const std::vector<std::vector<unsigned char>>& previews = {}) {
-    LineSample s = lineSampleHead(previews);
-    Bytes& b = s.bytes;
-    b.u32(kStoredAreas[0]).u32(2);  // area, polylines
-    b.u32(4).u32(10000).u32(20000).u32(12000).u32(20000).u32(11000).u32(23000).u32(10000).u32(20000);  // points
-    b.u32(2).u32(0xFFFFFFFB).u32(0).u32(0x7FFFFFFF).u32(0x80000001).tag();
-    b.u32(kStoredAreas[1]).u32(0).tag();
-    addLineTail(s);
+    LineSample s;
+    auto to = s.bytes.begin() + static_cast<std::ptrdiff_t>(s.previews);
+    for (const std::vector<unsigned char>& pixels : previews) to = std::copy(pixels.begin(), pixels.end(), to) + 2;
+    s.bytes.resize(s.bytes.size() - 4);
+    sealWithCrc(s.bytes);
     return s;
 }
 
