@@ -16,7 +16,7 @@ void run(const Bytes& input) {
     float numbers[16] = {};
     std::memcpy(numbers, input.data(), std::min(input.size(), sizeof numbers));
     const unsigned int layers = input.size() < 2 ? 0 : input[0] * 256u + input[1];
-    require(std::isfinite(calMoveTime(numbers[0], numbers[1])) && std::isfinite(calPrintTime(numbers, layers)));
+    require(std::isfinite(calPrintTime(numbers, layers)));
 
     CPrinterTime model;
     model.setMachineName(std::string(input.begin(), input.end()));

@@ -18,6 +18,17 @@ constexpr unsigned kMostPrintedLayers = 100000;
 
 bool isUsable(float value) { return value > 0 && std::isfinite(value); }
 
+/// Time of one move of the build plate; 0 (no move) when either value is not above 0 or not finite.
+double moveTime(float distanceMm, float speedMmPerSecond) {
+    if (!isUsable(distanceMm) || !isUsable(speedMmPerSecond)) return 0;
+    const double steps = distanceMm / kStepMm;
+    const double stepsPerSecond = speedMmPerSecond / kStepMm;
+    // steps to gain full speed and lose it again
+    const double rampSteps = stepsPerSecond * stepsPerSecond / kStepsPerSecond2;
+    if (steps < rampSteps) return 2 * std::sqrt(steps / kStepsPerSecond2);
+    return steps / stepsPerSecond + stepsPerSecond / kStepsPerSecond2;
+}
+
 struct LayerEstimate {
     double exposure;
     double lightOff;
@@ -50,7 +61,7 @@ struct Settings {
     float operator[](int setting) const { return values[setting]; }
 
     [[nodiscard]] LayerEstimate layer(int exposureSetting) const {
-        const double move = calMoveTime((*this)[VNDLP_TIME_LIFT_HEIGHT], (*this)[VNDLP_TIME_MOTOR_SPEED]);
+        const double move = moveTime((*this)[VNDLP_TIME_LIFT_HEIGHT], (*this)[VNDLP_TIME_MOTOR_SPEED]);
         return {(*this)[exposureSetting], (*this)[VNDLP_TIME_LIGHT_OFF_DELAY], move, move};
     }
 };
@@ -64,17 +75,6 @@ double sumOfLayers(unsigned first, unsigned end, const LayerEstimate& each) {
 }  // namespace
 
 }  // namespace vndlp
-
-double calMoveTime(float distanceMm, float speedMmPerSecond) {
-    using namespace vndlp;
-    if (!isUsable(distanceMm) || !isUsable(speedMmPerSecond)) return 0;
-    const double steps = distanceMm / kStepMm;
-    const double stepsPerSecond = speedMmPerSecond / kStepMm;
-    // steps to gain full speed and lose it again
-    const double rampSteps = stepsPerSecond * stepsPerSecond / kStepsPerSecond2;
-    if (steps < rampSteps) return 2 * std::sqrt(steps / kStepsPerSecond2);
-    return steps / stepsPerSecond + stepsPerSecond / kStepsPerSecond2;
-}
 
 double calPrintTime(float* settings, unsigned int layerCount) {
     using namespace vndlp;

@@ -67,10 +67,10 @@ TEST(PrintEstimate, TakesEveryModelApart) {
     input.layerAreasMm2.assign(100, 6500);  // 65 cm^2, 11.7 s a layer
     expectParts(input, {4 * 30 + 96 * 2, 320.001, 100 * (4 + 1.05 + 11.7) + 11 * 11, 47.2, 0});
     input.model = EstimateModel::Steps;
-    const double move = calMoveTime(8, 3);
+    const double move = 12800.0 / 4800 + 4800.0 / 80000;
     expectParts(input, {4 * 30 + 96 * 2.5, 100 * 2 * move, 500, 0, 0});
     input.retractSpeedMmPerMinute = 360;
-    expectParts(input, {4 * 30 + 96 * 2.5, 100 * (move + calMoveTime(8, 6)), 500, 0, 0});
+    expectParts(input, {4 * 30 + 96 * 2.5, 100 * (move + 12800.0 / 9600 + 9600.0 / 80000), 500, 0, 0});
 }
 
 }  // namespace

@@ -291,21 +291,29 @@ TEST(M33Delay, GoesByTheBandOfTheMeanOfTheLastFifty) {
     EXPECT_NEAR(delay, 10 * 0.14, 1e-9);  // the divisor is 50 however many there are
 }
 
+/// What one of the two moves of a layer takes that has nothing besides but its second of rest.
+double moveTime(float distanceMm, float speedMmPerSecond) {
+    float settings[VNDLP_TIME_SETTING_COUNT] = {};
+    settings[VNDLP_TIME_LIFT_HEIGHT] = distanceMm;
+    settings[VNDLP_TIME_MOTOR_SPEED] = speedMmPerSecond;
+    return (calPrintTime(settings, 1) - 1) / 2;
+}
+
 TEST(MoveTime, HasItsProfileFromFullSpeedDownToNoMove) {
     // 12800 steps at 4800 steps/s, gained and lost within 288 steps
-    EXPECT_NEAR(calMoveTime(8, 3), 12800.0 / 4800 + 4800.0 / 80000, 1e-9);
+    EXPECT_NEAR(moveTime(8, 3), 12800.0 / 4800 + 4800.0 / 80000, 1e-9);
     // 200 of 288 steps: 100 steps gaining speed in sqrt(200 / 80000) = 0.05 s, as many losing it
-    EXPECT_NEAR(calMoveTime(0.125F, 3), 0.1, 1e-9);
+    EXPECT_NEAR(moveTime(0.125F, 3), 0.1, 1e-9);
     // the profiles meet where full speed is just reached
-    EXPECT_NEAR(calMoveTime(0.18F, 3), 0.12, 1e-7);  // 2 x 4800 / 80000
-    EXPECT_NEAR(calMoveTime(0.1799999F, 3), 0.12, 1e-6);
-    EXPECT_NEAR(calMoveTime(0.1800001F, 3), 0.12, 1e-6);
+    EXPECT_NEAR(moveTime(0.18F, 3), 0.12, 1e-7);  // 2 x 4800 / 80000
+    EXPECT_NEAR(moveTime(0.1799999F, 3), 0.12, 1e-6);
+    EXPECT_NEAR(moveTime(0.1800001F, 3), 0.12, 1e-6);
     for (const float none : {0.0F, -1.0F, kNaN, kInfinity, -kInfinity}) {
-        EXPECT_EQ(calMoveTime(none, 3), 0) << none;
-        EXPECT_EQ(calMoveTime(8, none), 0) << none;
+        EXPECT_EQ(moveTime(none, 3), 0) << none;
+        EXPECT_EQ(moveTime(8, none), 0) << none;
     }
     for (const float speed : {std::numeric_limits<float>::denorm_min(), kMost})
-        EXPECT_TRUE(std::isfinite(calMoveTime(kMost, speed))) << speed;
+        EXPECT_TRUE(std::isfinite(moveTime(kMost, speed))) << speed;
 }
 
 TEST(StepEstimate, SumsLayersAndPrintsThem) {

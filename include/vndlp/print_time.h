@@ -199,25 +199,19 @@ enum {
     VNDLP_TIME_SETTING_COUNT = 6
 };
 
-/// Time of one move of the build plate, which starts and ends at rest.
+/// Print time of a job, layer by layer: each takes its exposure, the light-off delay, a rest of 1 s, the lift, and the
+/// drop over the same distance at the same speed. The first layers, as many as the settings say, are bottom layers and
+/// take the bottom exposure.
 ///
-/// A step of the motor moves the plate 0.000625 mm, and the motor gains and loses speed at A = 80000 steps/s^2
-/// (50 mm/s^2). A move of D = distance / 0.000625 steps at up to V = speed / 0.000625 steps/s takes
+/// A move starts and ends at rest. A step of the motor moves the plate 0.000625 mm, and the motor gains and loses speed
+/// at A = 80000 steps/s^2 (50 mm/s^2). A move of D = distance / 0.000625 steps at up to V = speed / 0.000625 steps/s
+/// takes
 ///
 ///     D / V + V / A      where D >= V * V / A: full speed is reached, the profile is a trapezium
 ///     2 * sqrt(D / A)    else: the plate brakes before it is up to speed, the profile is a triangle
 ///
 /// seconds. D and V are not rounded to whole steps. So 8 mm at 3 mm/s, 12800 steps at 4800 steps/s, take
 /// 2.66667 + 0.06 s, and 0.125 mm at the same speed, 200 steps where full speed needs 288, take 0.1 s.
-///
-/// \param distanceMm       mm.
-/// \param speedMmPerSecond full speed, mm/s.
-/// \return seconds, always finite; 0 (no move) when either value is not above 0 or not finite.
-VNDLP_API double calMoveTime(float distanceMm, float speedMmPerSecond);
-
-/// Print time of a job, layer by layer: each takes its exposure, the light-off delay, a rest of 1 s, the lift, and the
-/// drop over the same distance at the same speed, both as `calMoveTime` has them. The first layers, as many as the
-/// settings say, are bottom layers and take the bottom exposure.
 ///
 /// Prints one line a layer (times in seconds, layers count from 0), for the first 100000 layers only,
 ///

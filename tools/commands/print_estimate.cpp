@@ -131,13 +131,14 @@ double runSteps(const EstimateInput& input, Keep kept) {
     }
     if (keeps(kept, Keep::Delays)) settings[VNDLP_TIME_LIGHT_OFF_DELAY] = asFloat(input.lightOffDelaySeconds);
     if (!keeps(kept, Keep::Lift)) return calPrintTime(settings, input.layerCount);
-    const float lift = asFloat(input.liftHeightMm);
-    const float liftSpeed = asFloat(input.liftSpeedMmPerMinute / kSecondsPerMinute);
-    const float retractSpeed = asFloat(input.retractSpeedMmPerMinute / kSecondsPerMinute);
-    settings[VNDLP_TIME_LIFT_HEIGHT] = lift;
-    settings[VNDLP_TIME_MOTOR_SPEED] = liftSpeed;
-    const double dropDifference = calMoveTime(lift, retractSpeed) - calMoveTime(lift, liftSpeed);
-    return calPrintTime(settings, input.layerCount) + input.layerCount * dropDifference;
+    settings[VNDLP_TIME_LIFT_HEIGHT] = asFloat(input.liftHeightMm);
+    // lift and drop take equally long in either job, so their mean lifts at one speed and drops at the other
+    double sum = 0;
+    for (const double speedMmPerMinute : {input.liftSpeedMmPerMinute, input.retractSpeedMmPerMinute}) {
+        settings[VNDLP_TIME_MOTOR_SPEED] = asFloat(speedMmPerMinute / kSecondsPerMinute);
+        sum += calPrintTime(settings, input.layerCount);
+    }
+    return sum / 2;
 }
 
 /// Runs the estimator once for the total and once for each part.
