@@ -48,28 +48,29 @@ bool LabelledLines::append(std::span<const LitRun> runs) {
     return m_isSound;
 }
 
+std::uint32_t LabelledLines::addRegion(std::size_t segment) {
+    m_regions.emplace_back();
+    m_regions.back().isLit = LabelledLine::isLit(segment);
+    m_regions.back().box.firstLine = static_cast<std::uint32_t>(m_lineBegins.size() - 1);
+    return m_joined.add();
+}
+
 /// Counts a segment to its label's region; one without a label begins a region.
-void LabelledLines::count(std::size_t segment, std::uint32_t begin, std::uint32_t end, std::uint32_t& label) {
-    const auto line = static_cast<std::uint32_t>(m_lineBegins.size() - 1);
-    if (label == kNoLabel) {
-        label = m_joined.add();
-        m_regions.emplace_back();
-        m_regions.back().isLit = LabelledLine::isLit(segment);
-        m_regions.back().box.firstLine = line;
-    }
+inline std::uint32_t LabelledLines::count(std::size_t segment, std::uint32_t begin, std::uint32_t end,
+                                          std::uint32_t label) {
+    if (label == kNoLabel) label = addRegion(segment);
     Region& region = m_regions[label];
     region.pixels += end - begin;
-    region.box.lastLine = line;
+    region.box.lastLine = static_cast<std::uint32_t>(m_lineBegins.size() - 1);
     region.box.first = std::min(region.box.first, begin);
     region.box.last = std::max(region.box.last, end - 1);
+    return label;
 }
 
 void LabelledLines::labelFirstLine() {
     std::uint32_t begin = 0;
     for (std::size_t i = 0; i < m_ends.size(); ++i) {
-        std::uint32_t label = kNoLabel;
-        if (m_ends[i] > begin) count(i, begin, m_ends[i], label);
-        m_labels[i] = label;
+        m_labels[i] = m_ends[i] > begin ? count(i, begin, m_ends[i], kNoLabel) : kNoLabel;
         begin = m_ends[i];
     }
 }
@@ -111,8 +112,7 @@ void LabelledLines::labelLine(std::size_t above) {
             }
             ++i;
         }
-        count(j, begin, end, label);
-        labels[j] = label;
+        labels[j] = count(j, begin, end, label);
         if (end == m_length) break;
         begin = end;
         label = next;

@@ -94,7 +94,8 @@ private:
     void endLine();
     void labelFirstLine();
     void labelLine(std::size_t above);
-    void count(std::size_t segment, std::uint32_t begin, std::uint32_t end, std::uint32_t& label);
+    std::uint32_t addRegion(std::size_t segment);
+    std::uint32_t count(std::size_t segment, std::uint32_t begin, std::uint32_t end, std::uint32_t label);
 
     std::uint32_t m_lines;
     std::uint32_t m_length;

@@ -326,6 +326,32 @@ private:
     Lines m_lines;
 };
 
+/// The job that is left, mended step by step as the words say: islands, then traps of what is left, then the end.
+Grid mend(const CheckJob& job, const FixOptions& fix, Grid grid) {
+    const auto paintFound = [&](CheckKind kind, std::int64_t mostPixels, bool lit) {
+        CheckOptions options;
+        options.keepPlaces = true;
+        options.kinds = 1U << static_cast<unsigned>(kind);
+        JobCheck check(job, options);
+        for (int z = 0; z < grid.layers; ++z) {
+            CheckLayer layer = layerOf(job, grid, z);
+            check.addLayer(layer);
+        }
+        const Grid before = grid;
+        for (const CheckFinding& finding : check.finish()) {
+            if (finding.pixels > mostPixels) continue;
+            for (const auto& [z, y, x] : voxelsOf(check, finding, job, before)) grid.lit[grid.at(x, y, z)] = lit;
+        }
+    };
+    paintFound(CheckKind::island, fix.islandPixels, false);
+    if (fix.fillTraps) paintFound(CheckKind::trap, INT64_MAX, true);
+    while (std::none_of(grid.lit.end() - grid.width * grid.height, grid.lit.end(), [](bool lit) { return lit; })) {
+        grid.lit.resize(grid.lit.size() - static_cast<std::size_t>(grid.width * grid.height));
+        if (--grid.layers == 0) break;
+    }
+    return grid;
+}
+
 /// Noise of any density, or boxes lit and cleared again, so that there are walls with something inside.
 Grid randomGrid(std::mt19937& random) {
     const auto upTo = [&random](int last) { return static_cast<int>(random() % static_cast<unsigned>(last + 1)); };
@@ -455,6 +481,51 @@ TEST(JobCheck, FindsWhatWasWorkedOutByHand) {
         }
         EXPECT_EQ(found, one.found) << "case " << &one - cases;
     }
+}
+
+TEST(JobFix, ClearsIslandsThenFillsTrapsThenDropsTheEnd) {
+    std::mt19937 random(77);
+    std::uint64_t islands = 0;
+    std::uint64_t traps = 0;
+    for (int i = 0; i < 1000; ++i) {
+        Grid grid = randomGrid(random);
+        CheckJob job;
+        job.width = static_cast<std::uint32_t>(grid.width);
+        job.height = static_cast<std::uint32_t>(grid.height);
+        job.linesAreColumns = i % 2 != 0;
+        const FixOptions options{static_cast<int>(random() % 12) - 1, random() % 3 != 0};
+        const Grid expected = mend(job, options, grid);
+        struct Context {
+            const CheckJob& job;
+            const Grid& grid;
+        } context{job, grid};
+        const auto read = [](void* c, std::uint32_t layer, CheckLayer& out) {
+            out = layerOf(static_cast<Context*>(c)->job, static_cast<Context*>(c)->grid, static_cast<int>(layer));
+            return 0;
+        };
+        JobFix fix;
+        ASSERT_TRUE(planFix(job, static_cast<std::uint32_t>(grid.layers), options, read, &context, fix));
+        Grid mended = grid;
+        for (const auto& [z, layer] : fix.changed) {
+            for (const bool lit : {false, true}) {
+                for (const LitRun& run : lit ? layer.filled : layer.cleared) {
+                    for (std::uint32_t p = run.first; p <= run.last; ++p) {
+                        const auto x = static_cast<int>(job.linesAreColumns ? run.line : p);
+                        const auto y = static_cast<int>(job.linesAreColumns ? p : run.line);
+                        EXPECT_NE(mended.isLit(x, y, static_cast<int>(z)), lit);
+                        mended.lit[mended.at(x, y, static_cast<int>(z))] = lit;
+                    }
+                }
+            }
+        }
+        ASSERT_EQ(fix.layers, expected.layers) << "grid " << i;
+        mended.lit.resize(expected.lit.size());
+        ASSERT_EQ(mended.lit, expected.lit) << "grid " << i;
+        islands += fix.islands;
+        traps += fix.traps;
+    }
+    EXPECT_GT(islands, 100U);
+    EXPECT_GT(traps, 10U);
 }
 
 TEST(JobCheck, ImpossibleSettingsAreOneFindingEach) {

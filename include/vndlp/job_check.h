@@ -37,6 +37,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -155,8 +156,8 @@ public:
     /// \return false, with the layer unusable, when a run is not behind the one before, or not inside the layer.
     bool append(const LitRun* runs, std::size_t count);
 
-    /// Ends the layer; nothing is appended from now on. `JobCheck::addLayer` takes a layer that is not closed for
-    /// closed. \return false when an `append` failed.
+    /// Ends the layer; nothing is appended from now on. `JobCheck::addLayer` closes a layer that is not closed yet.
+    /// \return false when an `append` failed.
     bool close();
 
     /// Lit pixels so far.
@@ -205,12 +206,46 @@ private:
     std::unique_ptr<CheckWork> m_work;
 };
 
+/// What mending a job may change.
+struct FixOptions {
+    std::int64_t islandPixels = -1;  ///< islands of at most so many pixels (`CheckFinding::pixels`) go; negative: none
+    bool fillTraps = false;          ///< the traps of what is left are filled
+};
+
+/// What mending changes in one layer: runs by line and place.
+struct FixedLayer {
+    std::vector<LitRun> cleared;  ///< lit pixels of islands: they become 0
+    std::vector<LitRun> filled;   ///< unlit pixels of traps: they become 255
+};
+
+/// What mending changes in a job.
+struct JobFix {
+    std::map<std::uint32_t, FixedLayer> changed;  ///< the layers that change
+    std::uint32_t layers = 0;                     ///< that are left: empty ones at the end go; 0: nothing is lit
+    std::uint64_t islands = 0;                    ///< that went
+    std::uint64_t islandVoxels = 0;
+    std::uint64_t traps = 0;  ///< that were filled
+    std::uint64_t trapVoxels = 0;
+};
+
+/// Reads one layer into a new `CheckLayer`. What is not 0 stops.
+using CheckReadFn = int (*)(void* context, std::uint32_t layer, CheckLayer& out);
+
+/// Finds out how to mend a job. Layers are read in order, up to four times each; memory grows with what changes.
+/// \param layers how many the job has.
+/// \param fix    receives the changes; undefined when false is returned.
+/// \return false when `read` stopped.
+VNDLP_API bool planFix(const CheckJob& job, std::uint32_t layers, const FixOptions& options, CheckReadFn read,
+                       void* context, JobFix& fix);
+
 /// The lit runs of a layer of polylines, along rows: a pixel is lit where its centre is inside the closed polylines,
 /// even-odd. A polyline is closed where its last point equals its first; open ones do not count. Coordinates are um
 /// from the lower left corner of the screen, y up. A centre on the outline is inside on a left or lower side, outside
-/// on a right or upper one. \param polylines as `VndlpRead::readLayerPath` returns them. \param width, height of the
-/// screen, pixels, at most 2^31 - 1. \param pixelXUm, pixelYUm size of a pixel, above 0. \return runs by row and
-/// column.
+/// on a right or upper one.
+/// \param polylines as `VndlpRead::readLayerPath` returns them.
+/// \param width, height of the screen, pixels, at most 2^31 - 1.
+/// \param pixelXUm, pixelYUm size of a pixel, above 0.
+/// \return runs by row and column.
 VNDLP_API std::vector<LitRun> litRunsOfPolylines(const std::vector<std::vector<Vec3i>>& polylines, std::uint32_t width,
                                                  std::uint32_t height, double pixelXUm, double pixelYUm);
 
