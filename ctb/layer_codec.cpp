@@ -18,15 +18,14 @@ constexpr std::size_t kShortestBlockFill = 16;
 /// The forms a run's length takes: the first byte holds a mark and the highest bits, `moreBytes` follow.
 struct LengthForm {
     unsigned int mark;
-    unsigned int markMask;
     unsigned int moreBytes;
     std::size_t longest;
 };
 constexpr LengthForm kLengthForms[] = {
-    {0x00, 0x80, 0, kLongestShortRun},
-    {0x80, 0xC0, 1, 0x3FFF},
-    {0xC0, 0xE0, 2, 0x1FFFFF},
-    {0xE0, 0xF0, 3, kLongestRun},
+    {0x00, 0, kLongestShortRun},
+    {0x80, 1, 0x3FFF},
+    {0xC0, 2, 0x1FFFFF},
+    {0xE0, 3, kLongestRun},
 };
 
 /// Writes a length; nothing for one that no form holds.
@@ -49,19 +48,6 @@ void fillRun(unsigned char* pixels, std::size_t count, unsigned char value) {
 }
 
 }  // namespace
-
-bool RunReader::takeLength(std::size_t& count) {
-    if (m_next == m_end) return false;
-    const unsigned int first = *m_next++;
-    for (const LengthForm& form : kLengthForms) {
-        if ((first & form.markMask) != form.mark) continue;
-        if (m_end - m_next < static_cast<std::ptrdiff_t>(form.moreBytes)) return false;
-        count = first & ~form.markMask;
-        for (unsigned int i = 0; i < form.moreBytes; ++i) count = count << 8 | *m_next++;
-        return true;
-    }
-    return true;  // no form has a first byte of 0xF0 and above: one pixel
-}
 
 unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out) {
     if (count == 1) {

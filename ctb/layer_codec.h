@@ -73,7 +73,21 @@ public:
     }
 
 private:
-    bool takeLength(std::size_t& count);
+    /// In the header, so that loops keep the cursor in registers.
+    bool takeLength(std::size_t& count) {
+        if (m_next == m_end) return false;
+        const unsigned int first = *m_next++;
+        if (first <= kLongestShortRun) {
+            count = first;
+            return true;
+        }
+        // no length begins with 0xF0 or above: one pixel
+        const int more = first < 0xC0 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 0;
+        if (m_end - m_next < more) return false;
+        if (more > 0) count = first & (0x7Fu >> more);
+        for (int i = 0; i < more; ++i) count = count << 8 | *m_next++;
+        return true;
+    }
 
     const unsigned char* m_next;
     const unsigned char* m_end;
