@@ -65,7 +65,9 @@ double movesSeconds(const Model& model) {
         const double bottom = std::min<double>(bottomLayers, model.info.layers);
         return bottom * layerSeconds(model, 0, true) + (model.info.layers - bottom) * layerSeconds(model, 0, false);
     }
-    for (std::uint32_t i = 0; i < model.info.layers; ++i) seconds += layerSeconds(model, i, i < bottomLayers);
+    // those that are there: a damaged count may say any number
+    const auto layers = static_cast<std::uint32_t>(model.layers().layers.size());
+    for (std::uint32_t i = 0; i < layers; ++i) seconds += layerSeconds(model, i, i < bottomLayers);
     return seconds;
 }
 
@@ -84,7 +86,7 @@ SliceResult layerAreas(const Model& model, const ProgressSink& progress, std::ve
         if (!progress(i, layers.size())) return plain(SliceCode::stopped);
         LayerPlace place;
         LayerCounts counts;
-        SliceResult result = placeOfLayer(model, i, place);
+        SliceResult result = placeOfImage(model, i, place);
         if (result.isOk()) result = countData(model, i, place, counts);
         if (!result.isOk() && result.code != SliceCode::damaged) return result;
         areasMm2.push_back(result.isOk() ? static_cast<double>(counts.lit) * model.pixelAreaMm2 : 0);

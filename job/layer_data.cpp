@@ -5,6 +5,7 @@
 #include "io/byte_order.h"
 #include "v4/record_fields.h"
 
+#include <vndlp/ctb.h>
 #include <vndlp/image.h>
 
 #include <algorithm>
@@ -17,8 +18,6 @@ namespace vndlp::job {
 namespace {
 
 constexpr std::size_t kPackedPiece = std::size_t{kPackedRunBytes} * 40960;
-
-bool isLit(unsigned grey) { return CTB::decodedGrey(grey) > kLitThreshold; }
 
 std::uint64_t pixelsOf(const Model& model) { return std::uint64_t{model.info.width} * model.info.height; }
 
@@ -144,76 +143,123 @@ SliceResult forEachPackedRun(const Model& model, std::uint32_t layer, const Laye
 bool isPacked(const Model& model) { return model.info.format == SliceFormat::vndlp; }
 
 /// Counts what an image's runs down its columns are, from its runs along the rows: one begins at every lit pixel that
-/// differs from the one above.
+/// differs from the one above. The stretches of a row are held against those of the row above as they come; mostly they
+/// are the same, and then none begins.
 class ColumnRunCounter {
 public:
-    explicit ColumnRunCounter(std::uint32_t width) : m_width(width), m_above{{width, 0}} {}
-
-    void take(unsigned grey, std::size_t count) {
-        if (isLit(grey)) {
-            m_counts.lit += count;
-        } else {
-            grey = 0;
-        }
-        while (count > 0) {
-            const auto now = static_cast<std::uint32_t>(std::min<std::size_t>(count, m_width - m_x));
-            if (!m_row.empty() && m_row.back().grey == grey) {
-                m_row.back().end += now;
-            } else {
-                m_row.push_back({m_x + now, grey});
-            }
-            m_x += now;
-            count -= now;
-            if (m_x < m_width) return;
-            endRow();
-            if (count < 2 * std::size_t{m_width}) continue;
-            // of rows that are one run each only the first can begin anything
-            m_row.push_back({m_width, grey});
-            endRow();
-            count %= m_width;
-        }
+    explicit ColumnRunCounter(const SliceInfo& screen)
+        : m_width(screen.width),
+          m_pixels(std::uint64_t{screen.width} * screen.height),
+          m_above(std::size_t{screen.width} + 1),
+          m_row(std::size_t{screen.width} + 1) {
+        m_above[0] = stretch(m_width, 0);
     }
 
-    [[nodiscard]] const LayerCounts& counts() const { return m_counts; }
+    /// \return the bytes used.
+    std::size_t take(const unsigned char* data, std::size_t size) {
+        CTB::RunReader runs(data, size);
+        Cursor c = m_cursor;  // where the loop keeps it in registers
+        c.above = m_above.data() + c.aboveAt;
+        c.out = m_row.data() + c.outAt;
+        for (CTB::Run run{}; runs.take(run);) {
+            c.made += run.count;
+            if (c.made > m_pixels) continue;
+            const bool isLit = CTB::decodedGrey(run.grey) > kLitThreshold;
+            c.counts.lit += isLit ? run.count : 0;
+            add(run.count, isLit ? run.grey : 0, c);
+        }
+        c.aboveAt = c.above - m_above.data();
+        c.outAt = c.out - m_row.data();
+        m_cursor = c;
+        return size - runs.left();
+    }
+
+    /// Pixels taken, also those beyond the screen, which are not counted.
+    [[nodiscard]] std::uint64_t made() const { return m_cursor.made; }
+    [[nodiscard]] const LayerCounts& counts() const { return m_cursor.counts; }
 
 private:
-    struct Stretch {
-        std::uint32_t end;
-        unsigned grey;
-        bool operator==(const Stretch& other) const { return end == other.end && grey == other.grey; }
+    /// Pixels of one grey up to column `end`, exclusive.
+    using Stretch = std::uint64_t;
+    static Stretch stretch(std::uint32_t end, unsigned grey) { return static_cast<Stretch>(end) << 8 | grey; }
+    static std::uint32_t endOf(Stretch s) { return static_cast<std::uint32_t>(s >> 8); }
+    static unsigned greyOf(Stretch s) { return s & 0xFF; }
+
+    struct Cursor {
+        std::uint32_t x = 0;
+        bool isAligned = true;  ///< a stretch of the row above begins at the place, too
+        std::uint64_t made = 0;
+        const Stretch* above = nullptr;  ///< in the row above, the stretch at the place
+        Stretch* out = nullptr;
+        std::ptrdiff_t aboveAt = 0;
+        std::ptrdiff_t outAt = 0;
+        LayerCounts counts;
     };
 
-    void endRow() {
-        if (m_row != m_above) compare();
-        m_above.swap(m_row);
-        m_row.clear();
-        m_x = 0;
+    void add(std::size_t count, unsigned grey, Cursor& c) {
+        while (count >= m_width - c.x) {
+            count -= m_width - c.x;
+            const bool isWholeRow = c.x == 0;
+            addStretch(m_width, grey, c);
+            m_above.swap(m_row);
+            c.above = m_above.data();
+            c.out = m_row.data();
+            c.x = 0;
+            c.isAligned = true;
+            // of rows that are one stretch each only the first can begin anything
+            if (isWholeRow) count %= m_width;
+        }
+        if (count > 0) addStretch(c.x + static_cast<std::uint32_t>(count), grey, c);
     }
 
-    void compare() {
-        const Stretch* above = m_above.data();
-        std::uint32_t from = 0;
-        for (const Stretch& here : m_row) {
-            if (here.grey == 0) {
-                while (above->end < here.end) ++above;
-                from = here.end;
-                continue;
-            }
-            for (;; ++above) {
-                const std::uint32_t end = std::min(above->end, here.end);
-                if (above->grey != here.grey) m_counts.runs += end - from;
-                from = end;
-                if (above->end >= here.end) break;
-            }
+    static void addStretch(std::uint32_t end, unsigned grey, Cursor& c) {
+        const Stretch here = stretch(end, grey);
+        *c.out++ = here;
+        if (*c.above == here && c.isAligned) {
+            ++c.above;
+        } else {
+            compare(end, grey, c);
         }
+        c.x = end;
+    }
+
+    static void compare(std::uint32_t end, unsigned grey, Cursor& c) {
+        std::uint32_t from = c.x;
+        for (; endOf(*c.above) < end; ++c.above) {
+            if (grey != 0 && greyOf(*c.above) != grey) c.counts.runs += endOf(*c.above) - from;
+            from = endOf(*c.above);
+        }
+        if (grey != 0 && greyOf(*c.above) != grey) c.counts.runs += end - from;
+        c.isAligned = endOf(*c.above) == end;
+        if (c.isAligned) ++c.above;
     }
 
     std::uint32_t m_width;
-    std::uint32_t m_x = 0;
+    std::uint64_t m_pixels;
     std::vector<Stretch> m_above;
     std::vector<Stretch> m_row;
-    LayerCounts m_counts;
+    Cursor m_cursor;
 };
+
+SliceResult countPacked(const Model& model, std::uint32_t layer, const LayerPlace& place, LayerCounts& counts) {
+    std::uint64_t lit = 0;
+    SliceResult result =
+        forEachPackedRun(model, layer, place, [&lit](const PackedRun& run) { lit += run.last - run.first + 1; });
+    counts = {place.count, lit};
+    return result;
+}
+
+SliceResult countColumnRuns(const Model& model, std::uint32_t layer, const LayerPlace& place, LayerCounts& counts) {
+    ColumnRunCounter counter(model.info);
+    SliceResult result =
+        forEachCodedPiece(model, layer, place,
+                          [&counter](const unsigned char* data, std::size_t size) { return counter.take(data, size); });
+    if (result.isOk() && counter.made() != pixelsOf(model)) {
+        return wrongPixelCount(model, layer, place, counter.made());
+    }
+    counts = counter.counts();
+    return result;
+}
 
 SliceResult decodeContiguous(const Model& model, std::uint32_t layer, const LayerPlace& place, unsigned char* pixels) {
     const std::uint64_t count = pixelsOf(model);
@@ -321,6 +367,21 @@ SliceResult placeOfLayer(const Model& model, std::uint32_t layer, LayerPlace& pl
                    layer);
 }
 
+SliceResult placeOfImage(const Model& model, std::uint32_t layer, LayerPlace& place) {
+    if (model.info.format == SliceFormat::vnline) {
+        return failure(SliceCode::kind, "its layers are shapes, not images");
+    }
+    SliceResult result = placeOfLayer(model, layer, place);
+    const std::uint64_t pixels = pixelsOf(model);
+    const bool isSensible = pixels > 0 && pixels <= CTB::kMostLayerPixels &&
+                            std::max(model.info.width, model.info.height) <= CTB::kLongestImageSide;
+    if (!result.isOk() || isSensible) return result;
+    return damaged(-1,
+                   "layers of " + std::to_string(model.info.width) + " x " + std::to_string(model.info.height) +
+                       " pixels cannot be decoded",
+                   layer);
+}
+
 SliceResult checkData(const Model& model, std::uint32_t layer, const LayerPlace& place) {
     if (model.info.format == SliceFormat::vnline) return checkShapes(model, layer, place);
     if (isPacked(model)) return forEachPackedRun(model, layer, place, [](const PackedRun&) {});
@@ -329,16 +390,19 @@ SliceResult checkData(const Model& model, std::uint32_t layer, const LayerPlace&
 }
 
 SliceResult countData(const Model& model, std::uint32_t layer, const LayerPlace& place, LayerCounts& counts) {
-    counts = {};
-    if (isPacked(model)) {
-        counts.runs = place.count;
-        return forEachPackedRun(model, layer, place,
-                                [&counts](const PackedRun& run) { counts.lit += run.last - run.first + 1; });
+    {
+        const std::lock_guard<std::mutex> lock(model.counted.mutex);
+        const auto found = model.counted.counts.find(layer);
+        if (found != model.counted.counts.end()) {
+            counts = found->second;
+            return done();
+        }
     }
-    ColumnRunCounter counter(model.info.width);
     SliceResult result =
-        forEachGreyRun(model, layer, place, [&counter](const CTB::Run& run) { counter.take(run.grey, run.count); });
-    counts = counter.counts();
+        isPacked(model) ? countPacked(model, layer, place, counts) : countColumnRuns(model, layer, place, counts);
+    if (!result.isOk()) return result;
+    const std::lock_guard<std::mutex> lock(model.counted.mutex);
+    model.counted.counts.emplace(layer, counts);
     return result;
 }
 

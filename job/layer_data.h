@@ -9,17 +9,15 @@
 
 namespace vndlp::job {
 
-/// What can be counted in a layer.
-struct LayerCounts {
-    std::uint64_t runs = 0;  ///< down the columns, of greys above `kLitThreshold`
-    std::uint64_t lit = 0;   ///< pixels of such greys
-};
-
 /// Where a layer stands. \return `index` for one that is not there, `damaged` for one whose place is not known.
 [[nodiscard]] SliceResult placeOfLayer(const Model& model, std::uint32_t layer, LayerPlace& place);
 
+/// The same of a layer whose image can be held in memory: `kind` for shapes, `damaged` for more pixels than any screen.
+[[nodiscard]] SliceResult placeOfImage(const Model& model, std::uint32_t layer, LayerPlace& place);
+
 /// Checks a layer's data as every decoder does, and no more.
 [[nodiscard]] SliceResult checkData(const Model& model, std::uint32_t layer, const LayerPlace& place);
+/// Counts a layer's runs and pixels, once for each layer of a file.
 [[nodiscard]] SliceResult countData(const Model& model, std::uint32_t layer, const LayerPlace& place,
                                     LayerCounts& counts);
 /// \param stride bytes from one row to the next, at least the width.

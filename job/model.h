@@ -88,6 +88,18 @@ struct LayerTable {
     std::vector<std::uint64_t> firstFields;  ///< of entries of several lengths: fields in front of each, and of all
 };
 
+/// What can be counted in a layer of pixels.
+struct LayerCounts {
+    std::uint64_t runs = 0;  ///< down the columns, of greys above `kLitThreshold`
+    std::uint64_t lit = 0;   ///< pixels of such greys
+};
+
+/// What has been counted already: facts of a layer and the volume of the job are the same counting.
+struct CountedLayers {
+    std::mutex mutex;
+    std::unordered_map<std::uint32_t, LayerCounts> counts;
+};
+
 /// Fields of LED beads that no thread needs at the moment.
 struct BeadFields {
     std::mutex mutex;
@@ -116,6 +128,7 @@ struct Model {
     double layerHeightMm = 0;        ///< NaN: unknown
     double pixelAreaMm2 = 0;         ///< NaN: unknown
     mutable BeadFields beadFields;
+    mutable CountedLayers counted;
 
     /// Adds an error to the head's findings; the head counts as broken there if it is the first.
     void headFault(std::int64_t offset, std::string text);

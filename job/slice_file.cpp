@@ -121,23 +121,6 @@ job::FindingSink countingSink(SliceFindingFn finding, void* context, std::uint64
     };
 }
 
-SliceResult noImages() { return failure(SliceCode::kind, "its layers are shapes, not images"); }
-
-/// Finds a layer of images whose pixels can be held in memory.
-SliceResult placeOfImage(const Model& model, std::uint32_t layer, LayerPlace& place) {
-    if (model.info.format == SliceFormat::vnline) return noImages();
-    SliceResult result = job::placeOfLayer(model, layer, place);
-    if (!result.isOk()) return result;
-    const std::uint64_t pixels = std::uint64_t{model.info.width} * model.info.height;
-    if (pixels == 0 || pixels > CTB::kMostLayerPixels) {
-        return job::damaged(-1,
-                            "layers of " + std::to_string(model.info.width) + " x " +
-                                std::to_string(model.info.height) + " pixels cannot be decoded",
-                            layer);
-    }
-    return result;
-}
-
 /// Whether rows of `rowBytes` bytes fit `bytes` bytes of memory; a stride of 0 becomes that of rows without gaps.
 bool fits(std::size_t& stride, std::size_t rowBytes, std::uint32_t rows, std::size_t bytes) {
     if (stride == 0) stride = rowBytes;
@@ -226,7 +209,7 @@ SliceResult fillFacts(const Model& model, std::uint32_t layer, SliceLayerFacts& 
         return result;
     }
     job::LayerCounts counts;
-    result = placeOfImage(model, layer, place);
+    result = job::placeOfImage(model, layer, place);
     if (result.isOk()) result = job::countData(model, layer, place, counts);
     if (!result.isOk()) return result;
     made.runs = static_cast<std::int64_t>(counts.runs);
@@ -390,7 +373,7 @@ SliceResult SliceFile::layerPixels(std::uint32_t layer, unsigned char* pixels, s
     if (pixels == nullptr) return plain(SliceCode::argument);
     return onModel(m_state.get(), [&](const Model& model) {
         LayerPlace place;
-        SliceResult result = placeOfImage(model, layer, place);
+        SliceResult result = job::placeOfImage(model, layer, place);
         if (!result.isOk()) return result;
         if (!fits(stride, model.info.width, model.info.height, bytes)) return plain(SliceCode::size);
         return job::decodePixels(model, layer, place, pixels, stride);
@@ -401,7 +384,7 @@ SliceResult SliceFile::layerRows(std::uint32_t layer, SliceRowFn row, void* cont
     if (row == nullptr) return plain(SliceCode::argument);
     return onModel(m_state.get(), [&](const Model& model) {
         LayerPlace place;
-        SliceResult result = placeOfImage(model, layer, place);
+        SliceResult result = job::placeOfImage(model, layer, place);
         return result.isOk() ? job::decodeRows(model, layer, place, row, context) : result;
     });
 }
@@ -411,7 +394,7 @@ SliceResult SliceFile::layerRuns(std::uint32_t layer, SliceRun* runs, std::size_
     if (runs == nullptr && capacity > 0) return plain(SliceCode::argument);
     return onModel(m_state.get(), [&](const Model& model) {
         LayerPlace place;
-        SliceResult result = placeOfImage(model, layer, place);
+        SliceResult result = job::placeOfImage(model, layer, place);
         if (!result.isOk()) return result;
         if (capacity == 0) {
             job::LayerCounts counts;
@@ -433,7 +416,7 @@ SliceResult SliceFile::layerLit(std::uint32_t layer, int threshold, SliceLitFn l
     if (lit == nullptr) return plain(SliceCode::argument);
     return onModel(m_state.get(), [&](const Model& model) {
         LayerPlace place;
-        SliceResult result = placeOfImage(model, layer, place);
+        SliceResult result = job::placeOfImage(model, layer, place);
         return result.isOk() ? job::decodeLit(model, layer, place, threshold, lit, context) : result;
     });
 }
