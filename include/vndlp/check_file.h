@@ -35,7 +35,8 @@ VNDLP_API CheckJob checkJobOf(const SliceFile& file);
 VNDLP_API SliceResult readCheckLayer(const SliceFile& file, const CheckJob& job, std::uint32_t layer, int threshold,
                                      CheckLayer& out, double& areaMm2);
 
-/// Compares the areas a file holds of a layer, if any, with what is there: see `JobCheck::compareArea`.
+/// Compares the areas a file holds of a layer, if any, with what is there: see `JobCheck::compareArea`. Areas of lines
+/// may be off by half: they are often those of an image the lines were traced from.
 /// \param areaMm2 of `readCheckLayer`; NaN: nothing is compared.
 /// \param litMm2  of the lit pixels; of lines that cross each other it is the better one. NaN: none.
 VNDLP_API void compareAreas(const SliceFile& file, std::uint32_t layer, double areaMm2, double litMm2, JobCheck& check);
