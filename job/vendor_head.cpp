@@ -2,6 +2,8 @@
 
 #include "job/model.h"
 
+#include "vndlp/record_fields.h"
+
 #include <vndlp/container.h>
 
 #include <algorithm>
@@ -15,50 +17,37 @@ namespace {
 constexpr std::uint32_t kRunBytes = kPackedRunBytes;
 constexpr std::uint32_t kPointBytes = 8;  // also of a vertex
 
-FieldSpec number(const char* name, FieldKind kind, std::uint32_t size, const char* unit = "") {
-    return {name, unit, kind, BigEndian, size, false, false};
+/// The fields of a record without those of records embedded in it, which have a place of their own.
+template <class Record>
+const FieldSpecs& ownFields() {
+    static const FieldSpecs list = [] {
+        FieldSpecs fields = fieldsOf<Record>();
+        fields.erase(std::remove_if(fields.begin(), fields.end(),
+                                    [](const FieldSpec& f) { return f.name.find('.') != std::string::npos; }),
+                     fields.end());
+        return fields;
+    }();
+    return list;
 }
-FieldSpec u8(const char* name, const char* unit = "") { return number(name, FieldKind::u8, 1, unit); }
-FieldSpec u16(const char* name, const char* unit = "") { return number(name, FieldKind::u16, 2, unit); }
-FieldSpec i16(const char* name, const char* unit = "") { return number(name, FieldKind::i16, 2, unit); }
-FieldSpec u32(const char* name, const char* unit = "") { return number(name, FieldKind::u32, 4, unit); }
-FieldSpec i32(const char* name, const char* unit = "") { return number(name, FieldKind::i32, 4, unit); }
-FieldSpec f32(const char* name, const char* unit = "") { return number(name, FieldKind::f32, 4, unit); }
-FieldSpec text8(const char* name) { return number(name, FieldKind::text8, 4); }
-FieldSpec text16(const char* name, const char* unit) { return number(name, FieldKind::text16, 4, unit); }
 
-const FieldSpecs kMagicFields = {text8("magic")};
-const FieldSpecs kScreenFields = {u16("layerCount"), u16("resolution_x", "px"), u16("resolution_y", "px")};
-const FieldSpecs kV2Fields = {u16("versionCode"), text8("machine_type"), u16("layerCount"), u16("resolution_x", "px"),
-                              u16("resolution_y", "px")};
-const FieldSpecs kV3Fields = {u16("z_begin"), u16("z_end"), u16("layerCount"), u16("resolution_x", "px"),
-                              u16("resolution_y", "px")};
-const FieldSpecs kBackUseFields = {
-    u32("machineHeightUm", "um"), u32("flags"),
-    f32("supportDensity"),        i32("blurPixel", "px"),
-    u16("lineExposureTime"),      f32("totalVolume", "ml"),
-    f32("sliceModelX", "mm"),     f32("sliceModelY", "mm"),
-    f32("sliceModelZ", "mm"),     number("reserved", FieldKind::bytes, 30),
-};
-const FieldSpecs kParameterFields = {
-    text16("platformX", "mm"),         text16("platformY", "mm"),
-    text16("thickness", "mm"),         u16("exposure_time", "0.1 s"),
-    u16("light_off_delay", "s"),       u16("first_exposure_time", "s"),
-    u16("first_layer_count"),          u16("first_lift_distance", "mm"),
-    u16("first_lift_speed", "mm/min"), u16("lifting_distance", "mm"),
-    u16("lifting_speed", "mm/min"),    u16("retract_speed", "mm/min"),
-    u16("firstBrightnessPVM"),         u16("brightnessPVM"),
-};
-const FieldSpecs kSettingsFields = {
-    text8("sliceSoftVersion"), text8("consumables"),          u8("enableBOffset"),       i32("bOffsetThickness"),
-    i32("bOffsetFocalLength"), u8("enableXYCompensation"),    i16("XYCompensation"),     u8("enableZCompensation"),
-    i16("ZCompensation"),      u8("enableAntiAliasing"),      u8("antiAliasingMixGray"), u8("antiAliasingMaxGray"),
-    u8("enableImageBlur"),     u8("imageBlurPixelNum", "px"),
-};
-const FieldSpecs kImageParamFields = {i16("zThrough"), i16("enableAliasing"), i16("minGray"), i16("maxGray")};
-const FieldSpecs kAreaFields = {u32("area", "0.001 mm2")};
-const FieldSpecs kLayerFields = {u32("count")};
-const FieldSpecs kAreaLayerFields = {u32("area", "0.001 mm2"), u32("count")};
+FieldSpec text8(const char* name) { return {name, "", FieldKind::text8, BigEndian, 4, false, false}; }
+FieldSpec u32(const char* name, const char* unit = "") {
+    return {name, unit, FieldKind::u32, BigEndian, 4, false, false};
+}
+
+const FieldSpecs& magicFields() {
+    static const FieldSpecs list = {text8("magic")};
+    return list;
+}
+const FieldSpecs& areaFields() {
+    static const FieldSpecs list = {u32("area", "0.001 mm2")};
+    return list;
+}
+const FieldSpecs& layerFields(bool withArea) {
+    static const FieldSpecs counted = {u32("count")};
+    static const FieldSpecs measured = {u32("area", "0.001 mm2"), u32("count")};
+    return withArea ? measured : counted;
+}
 
 struct PreviewSize {
     const char* name;
@@ -70,29 +59,34 @@ struct PreviewSize {
 struct HeaderShape {
     HeaderKind kind;
     const char* record;
-    const FieldSpecs* fields;
+    const FieldSpecs& (*fields)();
     bool hasBackUse;
     bool previewsFirst;
     std::array<PreviewSize, 3> previews;  ///< a width of 0: none
 };
 
 const HeaderShape kShapes[] = {
-    {kV1Header, "DlpV1Header", &kScreenFields, false, false, {{{"small", 116, 116}, {"large", 290, 290}, {"", 0, 0}}}},
+    {kV1Header,
+     "DlpV1Header",
+     ownFields<DlpV1Header>,
+     false,
+     false,
+     {{{"small", 116, 116}, {"large", 290, 290}, {"", 0, 0}}}},
     {kV2Header,
      "DlpV2Header",
-     &kV2Fields,
+     ownFields<DlpV2Header>,
      true,
      false,
      {{{"small", 116, 116}, {"middle", 290, 290}, {"large", 290, 290}}}},
     {kV3Header,
      "DlpV3Header",
-     &kV3Fields,
+     ownFields<DlpV3Header>,
      false,
      true,
      {{{"small", 116, 116}, {"second", 212, 182}, {"third", 212, 182}}}},
     {kLineHeader,
      "DlpV2LineHeader",
-     &kV2Fields,
+     ownFields<DlpV2LineHeader>,
      true,
      false,
      {{{"small", 116, 116}, {"middle", 290, 290}, {"large", 290, 290}}}},
@@ -104,21 +98,23 @@ public:
     HeadReader(Model& model, const HeaderShape& shape) : m_model(model), m_shape(shape) {}
 
     void read() {
-        record("Head", kMagicFields, "head magic", "the head magic is missing");
+        record("Head", magicFields(), "head magic", "the head magic is missing");
         if (m_shape.previewsFirst) previews();
-        record(m_shape.record, *m_shape.fields, "header", "the header cannot be read");
-        if (m_shape.hasBackUse) record("VndlpBackUse", kBackUseFields, "back use", "the header cannot be read");
+        record(m_shape.record, m_shape.fields(), "header", "the header cannot be read");
+        if (m_shape.hasBackUse)
+            record("VndlpBackUse", fieldsOf<VndlpBackUse>(), "back use", "the header cannot be read");
         if (!m_shape.previewsFirst) previews();
         takeHeader();
-        record("DlpParameters", kParameterFields, "parameters", "the parameters cannot be read");
+        record("DlpParameters", fieldsOf<DlpParameters>(), "parameters", "the parameters cannot be read");
         if (hasAreaTable(m_shape.kind)) areaTable();
         if (m_shape.kind == kV2Header && m_model.info.version >= kFirstSettingsVersion) {
-            record("DlpSliceBasicParameters", kSettingsFields, "slicing settings",
+            record("DlpSliceBasicParameters", fieldsOf<DlpSliceBasicParameters>(), "slicing settings",
                    "the slicing settings cannot be read");
             tag("the slicing settings do not end where they should");
         }
         if (m_shape.kind == kLineHeader) {
-            record("DlpImageParam", kImageParamFields, "image parameters", "the image parameters cannot be read");
+            record("DlpImageParam", fieldsOf<DlpImageParam>(), "image parameters",
+                   "the image parameters cannot be read");
             tag("the image parameters do not end where they should");
         }
         if (m_at >= 0) m_model.layersAt = m_at;
@@ -315,10 +311,10 @@ void readVendorHead(Model& model, HeaderKind kind) {
     model.info.headerKind = kind;
     HeadReader(model, *shape).read();
     if (hasAreaTable(kind)) {
-        model.layerRecords = {{"AreaTable", "", &kAreaFields, LayerRecordAt::entry},
-                              {"Layer", "", &kAreaLayerFields, LayerRecordAt::begin}};
+        model.layerRecords = {{"AreaTable", "", &areaFields(), LayerRecordAt::entry},
+                              {"Layer", "", &layerFields(true), LayerRecordAt::begin}};
     } else {
-        model.layerRecords = {{"Layer", "", &kLayerFields, LayerRecordAt::begin}};
+        model.layerRecords = {{"Layer", "", &layerFields(false), LayerRecordAt::begin}};
     }
 }
 
