@@ -17,6 +17,7 @@
 #include <vndlp/messages.h>
 #include <vndlp/print_time.h>
 #include <vndlp/slice_file.h>
+#include <vndlp/slice_write.h>
 #include <vndlp/streams.h>
 #include <vndlp/v4.h>
 #include <vndlp/wrappers.h>
