@@ -79,7 +79,7 @@ ByteList vendorHead(SliceFormat format, std::uint32_t width, std::uint32_t heigh
         const std::string slicer = "vndlp " VNDLP_VERSION;
         out.text(slicer);
         out.text("");
-        out.zeros(22);
+        out.zeros(20);
     } else {
         out.zeros(8);
     }
