@@ -438,6 +438,15 @@ TEST_F(Container, ATableSkippedByTheCallerIsFilledAsFarAsThereAreValues) {
     EXPECT_EQ((Codes{writer.skipLayerAreas(1 << 29), writer.skipLayerAreas(-3), writer.skipLayerAreas(-2147483647),
                      writer.filePosition()}),
               (Codes{-7, 0, 0, 392}));
+    // no area but the tag behind them; the room is that file's
+    areas.clear();
+    EXPECT_EQ((Codes{writer.openDlpFile(file), writer.skipLayerAreas(0), writer.writeLayerAreasDealyer(areas),
+                     writer.openDlpFile(path("second"))}),
+              Codes(4));
+    EXPECT_TRUE(sameBytes(readFile(file), Bytes().tag()));
+    areas.resize(1);
+    EXPECT_EQ((Codes{writer.skipLayerAreas(1), writer.openDlpFile(file), writer.writeLayerAreasDealyer(areas)}),
+              (Codes{0, 0, -7}));
 }
 
 TEST_F(Container, IncompleteJobsAreRefused) {

@@ -30,9 +30,11 @@ enum WriteCode : int {
     kNotWritten = -21,
 };
 
-/// What ends a file whose kind has no row of its own, too.
 /// Entries of the largest table whose bytes an int counts.
 constexpr int kMaxReservedAreas = (1 << 29) - 1;
+/// In place of a number of entries: no room was reserved, not even for the tag behind an empty table.
+constexpr int kNoTable = -1;
+/// What ends a file whose kind has no row of its own, too.
 constexpr std::string_view kCommonTailMagic = "VNKT3D";
 
 void writeMagic(FileWrite& out, std::string_view magic) {
@@ -68,7 +70,7 @@ private:
 
 }  // namespace
 
-VndlpWrite::VndlpWrite() : m_output(std::make_shared<FileWrite>()), m_tablePosition(0), m_tableEntries(0) {
+VndlpWrite::VndlpWrite() : m_output(std::make_shared<FileWrite>()), m_tablePosition(0), m_tableEntries(kNoTable) {
     m_output->setFileByteOrder(BigEndian);
 }
 
@@ -89,6 +91,8 @@ VndlpWrite::~VndlpWrite() = default;
 
 // the signature is the exported one: NOLINTNEXTLINE(performance-unnecessary-value-param)
 int VndlpWrite::openDlpFile(std::string path) {
+    m_tablePosition = 0;
+    m_tableEntries = kNoTable;
     if (m_output->open(path, 0) == 0) {
         m_output->keepSum();
         return kOk;
@@ -237,7 +241,7 @@ int VndlpWrite::writeDlpParameters(DlpParameters& parameters, std::vector<unsign
     FieldWriter writer(*m_output);
     writeRecord(writer, parameters);
     m_tablePosition = 0;
-    m_tableEntries = 0;
+    m_tableEntries = kNoTable;
     if (areas != nullptr) {
         for (const unsigned int area : *areas) writer.number(area);
         writer.tag();
@@ -271,7 +275,7 @@ int VndlpWrite::skipLayerAreas(int layerCount) {
         return kTableLength;
     }
     m_tablePosition = m_output->currentPosition();
-    m_tableEntries = std::max(layerCount, 0);
+    m_tableEntries = std::max(layerCount, kNoTable);
     m_output->skipRawData(std::max(layerCount, -kMaxReservedAreas) * kAreaBytes + kSplitTagBytes);
     return kOk;
 }
@@ -281,13 +285,13 @@ int VndlpWrite::writeLayerAreasDealyer(std::vector<unsigned int>& areas) {
         report("Error: no dlp file open\n");
         return kNoFileForTable;
     }
-    const auto reserved = static_cast<std::size_t>(m_tableEntries);
+    const auto reserved = static_cast<std::size_t>(std::max(m_tableEntries, 0));
     if (areas.size() > reserved) {
         // they would overwrite what follows the table
         report("error: %zu layer areas given, room was reserved for %zu\n", areas.size(), reserved);
         return kTableLength;
     }
-    if (reserved == 0) return kOk;
+    if (m_tableEntries == kNoTable) return kOk;
     m_output->seek(m_tablePosition, 0, false);
     FieldWriter writer(*m_output);
     for (const unsigned int area : areas) writer.number(area);

@@ -452,10 +452,10 @@ public:
     /// Reserves a table of `layerCount` x 4 + 2 bytes at the position, to be filled by `writeLayerAreasDealyer`.
     /// \return 0; -1 no open file; -7 from 2^29 layers on (nothing is reserved then).
     int skipLayerAreas(int layerCount);
-    /// Fills the table reserved last, as far as there are values, and returns to the end of the file; the name is
-    /// spelled so. \return 0; -2 no open file; -7, with nothing written, for more values than were reserved: they would
-    /// overwrite what
-    ///         follows the table.
+    /// Fills the table reserved last in this file: the values, then a tag. Returns to the end of the file. With fewer
+    /// values than were reserved the rest of the room stays as it is. The name is spelled so.
+    /// \return 0; -2 no open file; -7, with nothing written, for more values than were reserved: they would overwrite
+    ///         what follows the table.
     int writeLayerAreasDealyer(std::vector<unsigned int>& areas);
 
     /// Write one layer at the position.
