@@ -239,7 +239,10 @@ TEST_F(FrontEnd, FinishTellsOfLayersOtherThanAnnouncedInOneLine) {
         // a header that was refused for want of previews
         std::vector<SliceImage> two = previews(2);
         ASSERT_EQ((Codes{writer->openFile(), writer->writeHeader(two)}), (Codes{0, 2}));
-        EXPECT_TRUE(printedBy([&] { EXPECT_LT(writer->finish(), 0); }).find("error: ") != std::string::npos);
+        EXPECT_EQ(countOf(printedBy([&] { EXPECT_LT(writer->finish(), 0); }), "error: "), 1);
+        const std::unique_ptr<DLPWriter> fresh = newWriter("b" + std::string(format.ending), 0);
+        EXPECT_EQ(fresh->openFile(), 0);
+        EXPECT_EQ(countOf(printedBy([&] { EXPECT_LT(fresh->finish(), 0); }), "error: "), 1) << "no header";
     }
     for (const char* name : {"a.ctb", "a.vndlpv4"}) {
         const std::unique_ptr<DLPWriter> writer = newWriter(name, 65536);

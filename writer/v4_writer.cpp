@@ -260,6 +260,8 @@ int DLPVNV4::finish() {
     const std::size_t layers = m_writer.layerDef().size();
     m_failure.note(m_writer.encode(filePath));
     m_failure.note(m_writer.close());
+    // without a first string the missing trailer has been reported, which is one line enough
+    if (m_writer.headerSettings()->headerText1.empty()) m_failure.note(kOtherLayers);
     if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, layers));
     reset();
     return m_failure.code();
