@@ -12,7 +12,9 @@ namespace {
 
 constexpr int kHeaderRead = 1;
 constexpr int kNoFile = 0;
-constexpr int kPreviewCount = 2;
+constexpr std::size_t kPreviewCount = 2;
+/// Levels that no printer has more of. A file holds the entries of the first level only, as a rule.
+constexpr unsigned int kMaxAntiAliasLevel = 16;
 /// Images behind a table that is read with them may overlap, but no more than this.
 constexpr long long kMaxImagesPerFile = 4;
 
@@ -86,16 +88,15 @@ std::vector<PreView*> CTBRead::preViews() {
         return {};
     }
     std::vector<std::unique_ptr<PreView>> read;
+    while (read.size() < kPreviewCount) read.push_back(std::make_unique<PreView>(m_file));
     long long offset = kHeaderBytes;
-    for (int i = 0; i < kPreviewCount; ++i) {
+    for (const std::unique_ptr<PreView>& preView : read) {
         const unsigned int held = seekTo(offset, kPreViewBytes, "a preview");
-        if (held == 0) break;
-        PreView& preView = *read.emplace_back(std::make_unique<PreView>(m_file));
-        preView.DeSerialization();
+        if (held > 0) preView->DeSerialization();
         if (held < kPreViewBytes) break;
-        if (preView.imageData.size() < preView.imageSize) {
-            vndlp::reportShort(m_file.fileName(), "the image of a preview", preView.imageSize,
-                               preView.imageData.size());
+        if (preView->imageData.size() < preView->imageSize) {
+            vndlp::reportShort(m_file.fileName(), "the image of a preview", preView->imageSize,
+                               preView->imageData.size());
             break;
         }
         offset = m_file.currentPosition();
@@ -124,15 +125,24 @@ unsigned long long CTBRead::tableEntries() const {
     return static_cast<unsigned long long>(m_header->antiAliasLevel) * m_header->layerCount;
 }
 
-std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData) {
+/// \param isWhole false, with an error line, when entries of the table are not in the file or cut off by its end.
+std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData, bool& isWhole) {
     constexpr const char* what = "the layer table";
     std::vector<std::unique_ptr<LayerDef>> table;
-    if (!isReady(what)) return table;
+    isWhole = isReady(what);
+    if (!isWhole) return table;
     const unsigned long long declared = tableEntries();
-    if (declared == 0 || seekTo(m_header->layerDefOffset, kLayerDefBytes, what) < kLayerDefBytes) return table;
-    const unsigned long long held = static_cast<unsigned long long>(m_file.remaining()) / kLayerDefBytes;
-    // an image may lie before its entry, so the position alone does not bound the entries
-    const auto most = static_cast<std::size_t>(std::min(declared, held));
+    if (declared == 0) return table;
+    const unsigned int firstHeld = seekTo(m_header->layerDefOffset, kLayerDefBytes, what);
+    isWhole = firstHeld == kLayerDefBytes;
+    if (firstHeld == 0) return table;
+    const unsigned long long held = static_cast<unsigned long long>(m_file.remaining());
+    const unsigned long long whole = held / kLayerDefBytes;
+    isWhole = m_header->layerCount <= whole && m_header->antiAliasLevel <= kMaxAntiAliasLevel;
+    // the levels behind the first are read from whatever is there, or not there any more; with images even the entries
+    // of the first are, so that the position does not bound them
+    const unsigned long long begun = (held + kLayerDefBytes - 1) / kLayerDefBytes;
+    const auto most = static_cast<std::size_t>(isWhole ? declared : std::min(declared, begun));
     table.reserve(most);
 
     long long imageBytesLeft = kMaxImagesPerFile * m_file.fileLength();
@@ -142,30 +152,38 @@ std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData) {
         imageBytesLeft -= static_cast<long long>(layer->data.size());
         table.push_back(std::move(layer));
     }
-    if (most < declared) vndlp::reportShort(m_file.fileName(), what, declared, most, "entries");
+    isWhole = isWhole || declared <= whole;
+    if (!isWhole && firstHeld == kLayerDefBytes) {
+        vndlp::reportShort(m_file.fileName(), what, declared, std::min(declared, whole), "entries");
+    }
     return table;
 }
 
-std::vector<LayerDef*> CTBRead::layerDef(bool readData) { return releaseAll(readTable(readData)); }
+std::vector<LayerDef*> CTBRead::layerDef(bool readData) {
+    bool isWhole = false;
+    return releaseAll(readTable(readData, isWhole));
+}
 
 std::vector<LayerDefEx*> CTBRead::layerDefEx() {
-    const std::vector<std::unique_ptr<LayerDef>> table = readTable(false);
+    bool isWhole = false;
+    const std::vector<std::unique_ptr<LayerDef>> table = readTable(false, isWhole);
     for (std::size_t i = 0; i < table.size(); ++i) {
         // every level takes its offsets from the first level's entries
         const std::size_t layer = i % m_header->layerCount;
         const long long offset = static_cast<long long>(table[layer]->dataOffset) - kLayerDefExBytes;
         const unsigned long long held = bytesFrom(offset);
-        if (held < kLayerDefExBytes || m_file.seek(offset, 0) < 0) {
-            // a table cut short has been reported already
-            if (table.size() == tableEntries()) {
-                vndlp::reportShort(m_file.fileName(), "the extended record of layer " + std::to_string(layer),
-                                   kLayerDefExBytes, held);
-            }
-            break;
+        if (held > 0 && m_file.seek(offset, 0) >= 0) {
+            auto extended = std::make_unique<LayerDefEx>(m_file);
+            extended->DeSerialization();
+            m_layerDefExs.push_back(extended.release());
         }
-        auto extended = std::make_unique<LayerDefEx>(m_file);
-        extended->DeSerialization();
-        m_layerDefExs.push_back(extended.release());
+        if (held >= kLayerDefExBytes) continue;
+        // a table cut short has been reported already
+        if (isWhole) {
+            vndlp::reportShort(m_file.fileName(), "the extended record of layer " + std::to_string(layer),
+                               kLayerDefExBytes, held);
+        }
+        break;
     }
     return m_layerDefExs;
 }

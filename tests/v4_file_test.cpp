@@ -285,6 +285,9 @@ TEST(V4HostileFiles, RecordsCutOffKeepWhatIsThereAndTheirDefaultsBehindIt) {
     ReadFile preView(slice(whole, 0, 246 + 16));
     ASSERT_EQ(preView.reader.preViews().size(), 2u);
     EXPECT_EQ(preView.reader.preViews()[1]->imageSize, 40u);
+    ReadFile table(slice(whole, 0, 462 + 40 + 16));
+    ASSERT_EQ(table.reader.layerDef().size(), 2u);
+    EXPECT_EQ(table.reader.layerDef()[1]->dataOffset, 636u);
     setU32(whole, 582, std::bit_cast<unsigned>(7.0F));
     ReadFile extended(slice(whole, 0, 582 + 5));
     EXPECT_EQ(extended.reader.layerDefEx()[0]->liftHeight, 7.0F);

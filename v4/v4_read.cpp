@@ -155,15 +155,15 @@ int VNDLPV4Read::readLayerDefs() {
     if (declared == 0 || !seekTo(m_header->layerDefOffset, kLayerDefBytes, what)) return kDone;
     // an entry has at least the bytes of the shorter form, so the file bounds their number
     m_layerDefs.reserve(static_cast<std::size_t>(std::min<long long>(declared, m_file.remaining() / kLayerDefBytes)));
-    while (m_layerDefs.size() < declared && m_file.remaining() >= kLayerDefBytes) {
-        auto layer = std::make_unique<LayerDef>();
+    unsigned int whole = 0;
+    while (whole < declared && m_file.remaining() > 0) {
+        LayerDef& layer = *m_layerDefs.emplace_back(std::make_unique<LayerDef>());
         const long long held = m_file.remaining();
-        layer->DeSerialization(m_file);
-        if (held < layer->size()) break;
-        layer->tableSize = kLayerDefExBytes;
-        m_layerDefs.push_back(std::move(layer));
+        layer.DeSerialization(m_file);
+        layer.tableSize = kLayerDefExBytes;
+        if (held >= layer.size()) ++whole;
     }
-    if (m_layerDefs.size() < declared) noteShort(what, declared, m_layerDefs.size(), "entries");
+    if (whole < declared) noteShort(what, declared, whole, "entries");
     return kDone;
 }
 

@@ -459,7 +459,8 @@ public:
     /// The header read; null before. It stays the reader's.
     const HeaderSettings* headerSettings() const;
     /// Reads the two previews, which stand at offset 112, one behind the other.
-    /// \return up to two records, the caller's to delete; the last one may be cut short.
+    /// \return two records, the caller's to delete; of what the file does not hold the fields keep their defaults. None
+    ///         when no file is open.
     std::vector<PreView*> preViews();
     /// Reads the print parameters at the header's offset; of what the file does not hold the fields keep their
     /// defaults.
@@ -471,13 +472,15 @@ public:
     /// \param readData true reads each entry's encoded image as well, which moves the position: the next entry is then
     ///                 read from *behind that image*, not from the table, and zeros behind the end of the file. Pass
     ///                 false and use `readLayerImage`.
-    /// \return the entries, the caller's to delete; fewer when the file is too short for the table. With `readData` the
-    ///         images of a damaged file stay empty once all of them together exceed a small multiple of the file.
+    /// \return the entries, the caller's to delete. Entries of further levels that a file does not repeat are made of
+    ///         whatever stands behind the table. When the file is too short for one level, or there are more than 16:
+    ///         the entries that begin in the file, the last one perhaps cut off. With `readData` the images of a
+    ///         damaged file stay empty once all of them together exceed a small multiple of the file.
     std::vector<LayerDef*> layerDef(bool readData);
     /// Reads the extended record of every layer, 84 bytes in front of its image code, once for each of `antiAliasLevel`
     /// levels (the same records every time), and appends them to the reader's list.
     /// \return the list, so a second call returns the records of the first again, in front of its own. The records are
-    ///         the caller's to delete. Reading ends at the first record that is not in the file.
+    ///         the caller's to delete. Reading ends at the first record that is not, or not whole, in the file.
     std::vector<LayerDefEx*> layerDefEx();
     /// Decodes a layer image: `layer->decodeCtbImage` with the resolution and key of `header`. `ex` is ignored.
     std::vector<unsigned char> readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex,
@@ -493,7 +496,7 @@ private:
     unsigned long long bytesFrom(long long offset);
     unsigned int seekTo(long long offset, unsigned int bytes, const char* what);
     unsigned long long tableEntries() const;
-    std::vector<std::unique_ptr<LayerDef>> readTable(bool readData);
+    std::vector<std::unique_ptr<LayerDef>> readTable(bool readData, bool& isWhole);
 
     FileRead m_file;
     std::unique_ptr<HeaderSettings> m_header;

@@ -435,7 +435,8 @@ public:
     int readPreviews();
     int readPrintParameters();
     int readSlicerInfo();
-    /// Reads as many entries as the header tells and the file holds; `tableSize` of each is set to 44.
+    /// Reads as many entries as the header tells and the file holds, the last one perhaps cut off; `tableSize` of each
+    /// is set to 44.
     int readLayerDefs();
     /// Reads the extended record in front of each layer's image code. The list has one entry for each of the table's.
     int readLayerDefExs();

@@ -50,9 +50,11 @@ public:
         m_machine = readMachineName();
         m_previews = owned(m_reader.preViews());
         m_layers = owned(m_reader.layerDef(false));
-        if (m_layers.size() < m_header.layerCount) {
+        // an entry cut off by the end of the file is none
+        const long long entries = (m_raw.fileLength() - m_header.layerDefOffset) / CTB::LayerDef::size();
+        if (entries < m_header.layerCount) {
             throw Failure(path + ": damaged at offset " + std::to_string(m_header.layerDefOffset) +
-                          ": the layer table has " + std::to_string(m_layers.size()) + " of " +
+                          ": the layer table has " + std::to_string(std::max(entries, 0LL)) + " of " +
                           std::to_string(m_header.layerCount) + " entries; `vndlp verify` tells more");
         }
     }

@@ -53,6 +53,11 @@ V4File::V4File(const std::string& path) : m_path(path) {
                       std::to_string(h.resolutionY));
     }
     m_layers = m_reader.layerDef();
+    // an entry cut off by the end of the file is none
+    const auto isCutOff = [](const VNDLPV4::LayerDef& entry) {
+        return entry.endPosition - entry.beginPosition < entry.size();
+    };
+    if (!m_layers.empty() && isCutOff(*m_layers.back())) m_layers.pop_back();
     if (m_layers.size() < h.layerCount) {
         throw Failure(path + ": damaged at offset " + std::to_string(h.layerDefOffset) + ": the layer table has " +
                       std::to_string(m_layers.size()) + " of " + std::to_string(h.layerCount) +
