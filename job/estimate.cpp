@@ -2,6 +2,7 @@
 
 #include "job/layer_data.h"
 #include "job/settings.h"
+#include "printtime/quiet_estimate.h"
 
 #include <cmath>
 #include <limits>
@@ -71,6 +72,35 @@ double movesSeconds(const Model& model) {
     return seconds;
 }
 
+double fileNumber(const Model& model, const char* key) {
+    double value = 0;
+    return readNumber(model, *findSetting(key), -1, value).isOk() ? value : 0;
+}
+
+/// The library's model of the job's machine; none for machines it does not know.
+QuietEstimate machineEstimate(const Model& model, const std::vector<double>& areasMm2) {
+    constexpr double kM33AreasPerMm2 = 0.01;  // its bands count cm^2
+    std::string machine;
+    if (!readText(model, *findSetting("machine"), machine).isOk()) return {};
+    CPrinterTime job;
+    job.setMachineName(machine);
+    const auto number = [&model](const char* key) { return static_cast<float>(fileNumber(model, key)); };
+    job.setExposure(number("exposure_s"));
+    job.setFirstLayerExposure(number("bottom_exposure_s"));
+    job.setFirstLayerNum(static_cast<int>(std::min(fileNumber(model, "bottom_layers"), 65535.0)));
+    job.setLightOffDelay(number("light_off_s"));
+    job.setLiftHeight(number("lift_mm"));
+    // those that are there: a damaged count may say any number
+    job.setLayerCount(static_cast<int>(areasMm2.size()));
+    job.setLayerHeight(static_cast<float>(model.layerHeightMm));
+    job.setResolution(static_cast<float>(model.info.width), static_cast<float>(model.info.height));
+    job.setPixel(static_cast<float>(model.info.pixelXUm / 1000), static_cast<float>(model.info.pixelYUm / 1000));
+    std::vector<double> areas = areasMm2;
+    for (double& area : areas) area *= job.m_machineName == "M33" ? kM33AreasPerMm2 : kUm2OfArea;
+    job.setMaxAreaLineArea(std::move(areas));
+    return estimateQuietly(std::move(job));
+}
+
 }  // namespace
 
 SliceResult layerAreas(const Model& model, const ProgressSink& progress, std::vector<double>& areasMm2) {
@@ -105,7 +135,9 @@ SliceResult estimateJob(const Model& model, const ProgressSink& progress, SliceE
     double area = 0;
     for (const double one : areas) area += one;
     estimate.volumeMl = area * model.layerHeightMm / 1000;
-    estimate.estimateS = movesSeconds(model);
+    const QuietEstimate byMachine = machineEstimate(model, areas);
+    estimate.model = byMachine.model != nullptr ? byMachine.model : "moves";
+    estimate.estimateS = byMachine.model != nullptr ? byMachine.seconds : movesSeconds(model);
     return result;
 }
 

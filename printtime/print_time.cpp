@@ -1,6 +1,7 @@
 #include <vndlp/print_time.h>
 
 #include "io/report.h"
+#include "printtime/quiet_estimate.h"
 #include "printtime/truncate.h"
 
 #include <algorithm>
@@ -79,22 +80,44 @@ std::int64_t layersAboveBottom(const CPrinterTime& job) {
     return std::int64_t{job.m_layerCount} - std::int64_t{job.m_firstLayerNum};
 }
 
-/// The sum of the M31 and M32 estimates. They differ in the precision of the terms, `Term`, and in the return trip.
+double layerTimeMs(const CPrinterTime& job, unsigned exposureSeconds, bool withLightOffDelay) {
+    const double speed = effectiveSpeed(job);
+    const float extra = job.m_layerExtraTime * 1000;  // single precision, unlike the rest
+    double time = double{extra} + exposureSeconds * 1000.0;
+    if (withLightOffDelay) time += double{job.m_lightOffDelay} * 1000;
+    time += job.m_layerHeight / speed;  // seconds among milliseconds: every estimate has been made with it
+    return time + 2.0 * job.m_liftHeight / speed * 1000 + 50;
+}
+
+/// The terms of the M31 and M32 estimates, seconds. They differ in the precision of the terms, `Term`, and in the
+/// return trip.
 template <class Term>
-double sumOfTerms(const CPrinterTime& job, float returnTripSeconds) {
-    const Term layers = static_cast<Term>(job.m_layerCount);
-    const Term firstLayerTime = static_cast<Term>(job.m_firstLayerNum) * Term{job.m_firstLayerExposure};
-    const Term printTime = job.m_firstLayerNum < job.m_layerCount
-                               ? static_cast<Term>(layersAboveBottom(job)) * Term{job.m_exposure}
-                               : layers * firstLayerTime;
-    const Term delayTime = layers * Term{job.m_lightOffDelay};
-    const Term returnTrips = Term{returnTripSeconds} * layers;
-    Log() << "1. first_layer_time =" << firstLayerTime << '\n'
-          << "2. print_time =" << printTime << '\n'
-          << "3. delay_time =" << delayTime << '\n'
-          << "4. returntrip_time =" << returnTrips << '\n'
-          << "5. totalTime =" << returnTrips << '\n';  // not the total, and kept so
-    return double{firstLayerTime} + printTime + delayTime + returnTrips;
+struct Terms {
+    Term firstLayers;
+    Term normalLayers;
+    Term delays;
+    Term returnTrips;
+
+    Terms(const CPrinterTime& job, float returnTripSeconds) {
+        const Term layers = static_cast<Term>(job.m_layerCount);
+        firstLayers = static_cast<Term>(job.m_firstLayerNum) * Term{job.m_firstLayerExposure};
+        normalLayers = job.m_firstLayerNum < job.m_layerCount
+                           ? static_cast<Term>(layersAboveBottom(job)) * Term{job.m_exposure}
+                           : layers * firstLayers;
+        delays = layers * Term{job.m_lightOffDelay};
+        returnTrips = Term{returnTripSeconds} * layers;
+    }
+    [[nodiscard]] double sum() const { return double{firstLayers} + normalLayers + delays + returnTrips; }
+};
+
+template <class Term>
+double loggedSum(const Terms<Term>& terms) {
+    Log() << "1. first_layer_time =" << terms.firstLayers << '\n'
+          << "2. print_time =" << terms.normalLayers << '\n'
+          << "3. delay_time =" << terms.delays << '\n'
+          << "4. returntrip_time =" << terms.returnTrips << '\n'
+          << "5. totalTime =" << terms.returnTrips << '\n';  // not the total, and kept so
+    return terms.sum();
 }
 
 struct LevelAcceleration {
@@ -137,7 +160,107 @@ double secondsPerArea(double area) {
 
 constexpr unsigned kAreaPerImageSecond = 1200;  // mm^2
 
+/// The areas of the last ten layers and their mean, without its fraction.
+class AreaWindow {
+public:
+    unsigned next(unsigned area, unsigned index) {
+        if (index == 0) m_mean = area;  // which then fills the window too
+        m_areas[index % std::size(m_areas)] = area;
+        if (area >= m_mean) std::fill(std::begin(m_areas), std::end(m_areas), area);
+        const auto sum = std::accumulate(std::begin(m_areas), std::end(m_areas), std::uint64_t{0});
+        m_mean = static_cast<unsigned>(sum / std::size(m_areas));
+        return m_mean;
+    }
+
+private:
+    unsigned m_areas[10] = {20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000};
+    unsigned m_mean = 24000;
+};
+
+double imageSeconds(const CPrinterTime& job, double layerCount, AreaWindow& window) {
+    if (!(layerCount > 0)) return 0;
+    double seconds = 0;
+    const float screenArea = job.m_resolutionY * job.m_resolutionX * job.m_pixelX * job.m_pixelY;
+    for (std::size_t i = 0; i < job.m_maxAreaLineArea.size(); ++i) {
+        const double area = i == 0 ? double{screenArea} : job.m_maxAreaLineArea[i] / 1000.0;
+        const unsigned mean = window.next(truncatedToUnsigned(area), static_cast<unsigned>(i));
+        const unsigned wholeSeconds = mean / kAreaPerImageSecond;
+        seconds += wholeSeconds;
+    }
+    return seconds;
+}
+
+/// The window that the process has.
+AreaWindow& sharedWindow() {
+    static AreaWindow window;
+    return window;
+}
+
+/// The general estimate, milliseconds but for the sum.
+struct GeneralTerms {
+    double levelTime;
+    double printTime;
+    double showImageTime;
+
+    GeneralTerms(const CPrinterTime& job, double secondsOfImages) {
+        levelTime = levelTimeMs(job);
+        const double bottomLayerTime = layerTimeMs(job, truncatedToUnsigned(job.m_firstLayerExposure), true);
+        const double normalLayerTime = layerTimeMs(job, truncatedToUnsigned(job.m_exposure), true);
+        printTime =
+            job.m_firstLayerNum < job.m_layerCount
+                ? normalLayerTime * static_cast<double>(layersAboveBottom(job)) + job.m_firstLayerNum * bottomLayerTime
+                : job.m_layerCount * bottomLayerTime;
+        showImageTime = secondsOfImages * 1000;
+    }
+    [[nodiscard]] double seconds() const { return (printTime + levelTime + showImageTime) / 1000; }
+};
+
+/// What every layer of the M33 estimate takes but for the waits, milliseconds.
+double m33PrintTimeMs(const CPrinterTime& job) {
+    const double levelTime = levelTimeMs(job);
+    // without the light-off delay, which the loop over the layers accounts for
+    const double bottomLayerTime = layerTimeMs(job, truncatedToUnsigned(job.m_firstLayerExposure), false);
+    const double normalLayerTime = layerTimeMs(job, truncatedToUnsigned(job.m_exposure), false);
+    // unsigned, so that a negative number of bottom layers is a large one here
+    const bool hasNormalLayers = static_cast<unsigned>(job.m_firstLayerNum) < static_cast<unsigned>(job.m_layerCount);
+    return hasNormalLayers ? normalLayerTime * static_cast<double>(layersAboveBottom(job)) +
+                                 job.m_firstLayerNum * bottomLayerTime + levelTime
+                           : levelTime + job.m_layerCount * bottomLayerTime;
+}
+
+/// The waits of the M33 estimate, seconds; moves the job's window on.
+double m33WaitSeconds(CPrinterTime& job) {
+    job.m_delayWindowSize = kDelayWindowSize;
+    job.m_delayWindow.assign(kDelayWindowSize, kDelayWindowStart);
+    double waits = 0;
+    for (int i = 0; i < job.m_layerCount; ++i) {
+        double delay = job.m_lightOffDelay;
+        double area = job.m_maxAreaLineArea.at(static_cast<std::size_t>(i));
+        job.calculateM33DefaultParameters(delay, area);
+        if (i < kSlowLayers) delay += kSlowLayerDelay;
+        waits += delay;
+    }
+    return waits;
+}
+
+double m33Seconds(double waitSeconds, double printTimeMs) { return (waitSeconds * 1000 + printTimeMs) / 1000; }
+
 }  // namespace
+
+QuietEstimate estimateQuietly(CPrinterTime job) {
+    if (job.m_machineName == "M31") return {"M31", Terms<double>(job, job.calculateM31ReturnTripTime()).sum()};
+    if (job.m_machineName == "M32") {
+        return {"M32", double{static_cast<float>(Terms<float>(job, job.calculateM32ReturnTripTime()).sum())}};
+    }
+    if (job.m_machineName == "M33") {
+        const double waits = m33WaitSeconds(job);
+        return {"M33", double{static_cast<float>(m33Seconds(waits, m33PrintTimeMs(job)))}};
+    }
+    if (job.m_levelHeightMap.count(job.m_machineName) == 0) return {};
+    AreaWindow window;
+    return {"general",
+            double{static_cast<float>(GeneralTerms(job, imageSeconds(job, job.m_layerCount, window)).seconds())}};
+}
 
 CPrinterTime::CPrinterTime() { initParameterValue(); }
 CPrinterTime::CPrinterTime(const CPrinterTime& other) = default;
@@ -193,61 +316,30 @@ void CPrinterTime::setFullSpeed(bool fullSpeed) { m_fullSpeed = fullSpeed; }
 float CPrinterTime::getLevelHeight() { return lookUp(m_levelHeightMap, m_machineName, kUnknownLevelHeight); }
 
 double CPrinterTime::getLayerTime(unsigned exposureSeconds, bool withLightOffDelay) {
-    const double speed = effectiveSpeed(*this);
-    const float extra = m_layerExtraTime * 1000;  // single precision, unlike the rest
-    double time = double{extra} + exposureSeconds * 1000.0;
-    if (withLightOffDelay) time += double{m_lightOffDelay} * 1000;
-    time += m_layerHeight / speed;  // seconds among milliseconds: every estimate has been made with it
-    return time + 2.0 * m_liftHeight / speed * 1000 + 50;
+    return layerTimeMs(*this, exposureSeconds, withLightOffDelay);
 }
 
 float CPrinterTime::callPrinterTime() {
-    const double levelTime = levelTimeMs(*this);
-    const double bottomLayerTime = getLayerTime(truncatedToUnsigned(m_firstLayerExposure), true);
-    const double normalLayerTime = getLayerTime(truncatedToUnsigned(m_exposure), true);
-    const double printTime =
-        m_firstLayerNum < m_layerCount
-            ? normalLayerTime * static_cast<double>(layersAboveBottom(*this)) + m_firstLayerNum * bottomLayerTime
-            : m_layerCount * bottomLayerTime;
-    const double showImageTime = getImageArea(m_layerCount) * 1000;
-    const double total = (printTime + levelTime + showImageTime) / 1000;
-    Log() << "level_time = " << levelTime << '\n'
-          << "print_time = " << printTime << '\n'
-          << "show_image_time = " << showImageTime << '\n'
-          << "total_time = " << total << '\n';
-    return static_cast<float>(total);
+    const GeneralTerms terms(*this, getImageArea(m_layerCount));
+    Log() << "level_time = " << terms.levelTime << '\n'
+          << "print_time = " << terms.printTime << '\n'
+          << "show_image_time = " << terms.showImageTime << '\n'
+          << "total_time = " << terms.seconds() << '\n';
+    return static_cast<float>(terms.seconds());
 }
 
 double CPrinterTime::getImageArea(double layerCount) {
-    double seconds = 0;
-    if (layerCount > 0) {
-        const float screenArea = m_resolutionY * m_resolutionX * m_pixelX * m_pixelY;
-        for (std::size_t i = 0; i < m_maxAreaLineArea.size(); ++i) {
-            const double area = i == 0 ? double{screenArea} : m_maxAreaLineArea[i] / 1000.0;
-            const unsigned mean = getDelayMaxArea(truncatedToUnsigned(area), static_cast<unsigned>(i));
-            const unsigned wholeSeconds = mean / kAreaPerImageSecond;
-            seconds += wholeSeconds;
-        }
-    }
+    const double seconds = imageSeconds(*this, layerCount, sharedWindow());
     Log() << "GetImageArea: The picture total area is " << seconds;
     return seconds;
 }
 
-unsigned CPrinterTime::getDelayMaxArea(unsigned area, unsigned index) {
-    static unsigned s_recentAreas[11] = {20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000, 24000};
-    const std::span<unsigned, 10> window(s_recentAreas, 10);
-    unsigned& mean = s_recentAreas[10];
-    if (index == 0) mean = area;  // which then fills the window too
-    window[index % 10] = area;
-    if (area >= mean) std::fill(window.begin(), window.end(), area);
-    mean = static_cast<unsigned>(std::accumulate(window.begin(), window.end(), std::uint64_t{0}) / 10);
-    return mean;
-}
+unsigned CPrinterTime::getDelayMaxArea(unsigned area, unsigned index) { return sharedWindow().next(area, index); }
 
-double CPrinterTime::calM31PrintTime() { return sumOfTerms<double>(*this, calculateM31ReturnTripTime()); }
+double CPrinterTime::calM31PrintTime() { return loggedSum(Terms<double>(*this, calculateM31ReturnTripTime())); }
 
 float CPrinterTime::calM32PrintTime() {
-    return static_cast<float>(sumOfTerms<float>(*this, calculateM32ReturnTripTime()));
+    return static_cast<float>(loggedSum(Terms<float>(*this, calculateM32ReturnTripTime())));
 }
 
 float CPrinterTime::calculateM31ReturnTripTime() { return returnTripTime(*this, kM31Accelerations); }
@@ -258,32 +350,14 @@ float CPrinterTime::calM33PrintTime() {
     Log() << "m_firstLayerExposure =" << m_firstLayerExposure << "m_exposure =" << m_exposure
           << "m_lightOffDelay =" << m_lightOffDelay << "m_liftHeight =" << m_liftHeight
           << "m_firstLayerNum =" << m_firstLayerNum;
-    m_delayWindowSize = kDelayWindowSize;
-    m_delayWindow.assign(kDelayWindowSize, kDelayWindowStart);
-
-    const double levelTime = levelTimeMs(*this);
-    // without the light-off delay, which the loop over the layers accounts for
-    const double bottomLayerTime = getLayerTime(truncatedToUnsigned(m_firstLayerExposure), false);
-    const double normalLayerTime = getLayerTime(truncatedToUnsigned(m_exposure), false);
-    // unsigned, so that a negative number of bottom layers is a large one here
-    const bool hasNormalLayers = static_cast<unsigned>(m_firstLayerNum) < static_cast<unsigned>(m_layerCount);
-    const double printTime = hasNormalLayers ? normalLayerTime * static_cast<double>(layersAboveBottom(*this)) +
-                                                   m_firstLayerNum * bottomLayerTime + levelTime
-                                             : levelTime + m_layerCount * bottomLayerTime;
+    const double printTime = m33PrintTimeMs(*this);
     Log() << " MaxLayerGraphOutlineVec's size is " << m_maxAreaLineArea.size() << ", printedLayer is " << m_layerCount
           << '\n'
           << "delayLight:" << 0 << ",m_sPrintParamater.InitExposure" << m_firstLayerExposure << ",motorSpeed"
           << effectiveSpeed(*this) << ",m_sPrintParamater.PrintExposure" << m_exposure;
 
-    double delayLight = 0;
-    for (int i = 0; i < m_layerCount; ++i) {
-        double delay = m_lightOffDelay;
-        double area = m_maxAreaLineArea.at(static_cast<std::size_t>(i));
-        calculateM33DefaultParameters(delay, area);
-        if (i < kSlowLayers) delay += kSlowLayerDelay;
-        delayLight += delay;
-    }
-    const double total = (delayLight * 1000 + printTime) / 1000;
+    const double delayLight = m33WaitSeconds(*this);
+    const double total = m33Seconds(delayLight, printTime);
     Log() << ", delayLight is " << delayLight << "totalTime : " << total;
     return static_cast<float>(total);
 }
