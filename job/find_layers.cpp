@@ -3,6 +3,8 @@
 #include "job/layer_data.h"
 #include "job/results.h"
 
+#include <vndlp/image.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -51,6 +53,12 @@ public:
                 continue;
             }
             if (!isDamage(result)) return result;
+            if (const std::int64_t end = countedEnd(isPlaced, place, i); end >= 0) {
+                m_found.hurt.push_back({SliceSeverity::error, result.offset, i, result.text});
+                at = end;
+                ++i;
+                continue;
+            }
             std::uint32_t number = 0;
             std::int64_t begin = -1;
             if (SliceResult searched = search(at, i, begin, number); !searched.isOk()) return searched;
@@ -88,6 +96,14 @@ private:
         m_found.hurt.push_back({SliceSeverity::error, offset, first,
                                 (end - first > 1 ? "is missing, as all up to layer " + last : "is missing") +
                                     (why.empty() ? "" : ": " + why)});
+    }
+
+    /// Where a layer of runs ends by its count, though no tag stands there; -1 unless the next one begins there.
+    std::int64_t countedEnd(bool isPlaced, const LayerPlace& place, std::uint32_t index) const {
+        if (isPlaced || m_model.info.format != SliceFormat::vndlp || place.data <= 0) return -1;
+        const std::int64_t end = place.data + std::int64_t{place.count} * kPackedRunBytes + kSplitTagBytes;
+        LayerPlace next;
+        return index + 1 < m_model.info.layers && begins(end, index + 1, next) ? end : -1;
     }
 
     void readAreas() {

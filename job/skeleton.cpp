@@ -22,6 +22,8 @@ constexpr unsigned kSlicerVersion = 0x01090000;
 constexpr float kLightOffDelay = 4.0F;
 constexpr std::size_t kBackUseBytes = 64;
 constexpr std::size_t kParameterNumbers = 11;
+constexpr std::size_t kSlicingNumberBytes = 20;  // behind the texts of the slicing settings
+constexpr std::size_t kImageParamBytes = 8;
 constexpr unsigned kFullPower = 255;
 /// The screen the bead field lies behind.
 constexpr std::uint32_t kBeadScreenWidth = 15120;
@@ -79,9 +81,9 @@ ByteList vendorHead(SliceFormat format, std::uint32_t width, std::uint32_t heigh
         const std::string slicer = "vndlp " VNDLP_VERSION;
         out.text(slicer);
         out.text("");
-        out.zeros(20);
+        out.zeros(kSlicingNumberBytes);
     } else {
-        out.zeros(8);
+        out.zeros(kImageParamBytes);
     }
     out.tag();
     return bytes;

@@ -1,9 +1,12 @@
 // The writing half of the model: what it changes and what stays, on the golden files of every kind.
 
+#include "support/every_kind.h"
 #include "support/golden.h"
 
 #include <vndlp/vndlp.h>
 
+#include <bit>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -343,6 +346,273 @@ TEST_F(SliceWriteTest, RepairKeepsTheWholeLayersOfACutFile) {
                 EXPECT_EQ(kept.bytes, was.bytes);
             }
         }
+    }
+}
+
+/// The front end's file of a job, and the writer's.
+TEST_F(SliceWriteTest, NewFilesAreThoseOfTheFrontEnd) {
+    constexpr double kPixelUm2 = 50.0 * 50.0;
+    for (const std::string ending : {".vndlp", ".vnline", ".ctb", ".vndlpv4"}) {
+        SCOPED_TRACE(ending);
+        const bool isLine = ending == ".vnline";
+        const std::string theirs = path("theirs") + ending;
+        const std::unique_ptr<DLPWriter> front(createDLPWriter(theirs));
+        front->filePath = theirs;
+        front->layerCount = kKindLayers;
+        front->machineType = front->machineName = "M-7";
+        front->resolutionX = kKindWidth;
+        front->resolutionY = kKindHeight;
+        front->bedSizeX = 1.2;
+        front->bedSizeY = 0.5;
+        front->bedSizeZ = 175.5;
+        front->resinVolume = std::bit_cast<std::uint32_t>(3.25F);
+        front->resinWeight = 3.5F;
+        front->enableAliasing = 1;
+        front->fileStructure.headerType = isLine ? 12 : 2;
+        if (VndlpBackUse* back = front->fileStructure.getVndlpBackUse()) {
+            back->setMachineHeight(175.5F);
+            back->setTotalVolume(3.25F);
+        }
+        DlpParameters& p = front->fileStructure.parameters;
+        p.platformX = "1.2";
+        p.platformY = "0.5";
+        p.thickness = "0.05";
+        numberParameters<DlpParameters, unsigned short>(p, 2);
+        front->fileStructure.sliceBasicParameters.sliceSoftVersion = "vndlp " VNDLP_VERSION;
+        front->fileStructure.sliceBasicParameters.enableAntiAliasing = 1;
+        const SliceImage large = sliceImage(Bytes(400 * 300 * 3, 0), 400, 300);
+        const SliceImage small = sliceImage(Bytes(200 * 125 * 3, 0), 200, 125);
+        Printed printed;
+        EXPECT_EQ(openAndWriteHeader(*front, {large, small, small}), 0);
+        std::vector<SliceImage> layers;
+        for (int i = 0; i < kKindLayers; ++i) {
+            layers.push_back(kindLayer(i));
+            const Bytes pixels(layers.back().pixels.get(), layers.back().pixels.get() + layers.back().size);
+            const auto lit = std::count_if(pixels.begin(), pixels.end(), [](unsigned char c) { return c > 15; });
+            const double area = isLine ? 5e4 : static_cast<double>(lit) * kPixelUm2;
+            const auto index = static_cast<unsigned>(i);
+            EXPECT_EQ(isLine ? front->addLayerPaths(index, kindPaths(i), area)
+                             : front->addLayerImage(index, layers.back(), area, 1),
+                      0);
+        }
+        EXPECT_EQ(front->finish(), 0);
+        printed.take();
+
+        SliceFile made;
+        SliceRawField key;
+        EXPECT_DONE(made.open(theirs));
+        SliceTarget target;
+        target.width = kKindWidth;
+        target.height = kKindHeight;
+        target.layers = kKindLayers;
+        target.hasKey = made.raw("HeaderSettings.encryptionKey", key).isOk() && ending == ".ctb";
+        target.key = static_cast<std::uint32_t>(key.integer);
+        SliceWriter writer;
+        const std::string ours = path("ours") + ending;
+        EXPECT_DONE(writer.create(ours, target));
+        const std::pair<const char*, double> numbers[] = {{"display_width_mm", 1.2},
+                                                          {"display_height_mm", 0.5},
+                                                          {"machine_height_mm", 175.5},
+                                                          {"layer_height_mm", 0.05},
+                                                          {"exposure_s", 0.2},
+                                                          {"light_off_s", 3},
+                                                          {"bottom_exposure_s", 4},
+                                                          {"bottom_layers", 5},
+                                                          {"bottom_lift_mm", 6},
+                                                          {"bottom_lift_speed", 7},
+                                                          {"lift_mm", 8},
+                                                          {"lift_speed", 9},
+                                                          {"retract_speed", 10},
+                                                          {"bottom_pwm", 11},
+                                                          {"pwm", 12},
+                                                          {"resin_ml", 3.25},
+                                                          {"resin_g", 3.5},
+                                                          {"anti_aliasing", 1}};
+        for (const auto& [name, value] : numbers) {
+            const SliceKey* known = findSliceKey(name);
+            const bool isHeld = (known->formats >> static_cast<int>(writer.format()) & 1) != 0;
+            EXPECT_EQ(writer.setNumber(name, -1, value).code, isHeld ? SliceCode::ok : SliceCode::key) << name;
+        }
+        EXPECT_DONE(writer.setText("machine", "M-7"));
+        for (const std::uint32_t i : {2u, 0u, 1u}) {
+            if (!isLine) {
+                EXPECT_DONE(writer.putPixels(i, layers[i].pixels.get(), 0, layers[i].size, std::nan("")));
+                continue;
+            }
+            SliceShapes shapes;
+            for (const auto& line : kindPaths(static_cast<int>(i))) {
+                for (const Vec3i& point : line) shapes.points.insert(shapes.points.end(), {point.x, point.y});
+                shapes.pathEnds.push_back(static_cast<std::uint32_t>(shapes.points.size() / 2));
+            }
+            EXPECT_DONE(writer.putShapes(i, shapes, 0.05));
+        }
+        EXPECT_DONE(writer.finish());
+        EXPECT_TRUE(writer.assumed().empty());
+        EXPECT_TRUE(sameBytes(readFile(ours), readFile(theirs)));
+    }
+}
+
+TEST_F(SliceWriteTest, WriterRefusesWhatMakesNoFile) {
+    const std::string out = writeFile(path("out.vndlp"), {1, 2, 3});
+    SliceTarget target;
+    target.width = 4;
+    target.height = 3;
+    target.layers = 3;
+    const Bytes pixels(12, 200);
+    {
+        SliceWriter writer;
+        EXPECT_EQ(writer.create(path("out.dlp"), target).code, SliceCode::format);
+        EXPECT_EQ(writer.putPixels(0, pixels.data(), 0, 12, 1).code, SliceCode::argument);
+        EXPECT_DONE(writer.create(out, target));
+        EXPECT_EQ(writer.setNumber("lift2_mm", -1, 3).code, SliceCode::key);
+        EXPECT_EQ(writer.setNumber("exposure_s", -1, 1e9).code, SliceCode::value);
+        EXPECT_DONE(writer.putPixels(2, pixels.data(), 0, 12, std::nan("")));
+        EXPECT_EQ(writer.setNumber("exposure_s", -1, 3).code, SliceCode::order);
+        EXPECT_EQ(writer.putPixels(0, pixels.data(), 0, 11, 1).code, SliceCode::size);
+        EXPECT_EQ(writer.putPixels(3, pixels.data(), 0, 12, 1).code, SliceCode::index);
+        EXPECT_EQ(writer.putPixels(2, pixels.data(), 0, 12, 1).code, SliceCode::order);
+        EXPECT_EQ(writer.putShapes(1, {}, 0).code, SliceCode::kind);
+        EXPECT_EQ(writer.finish().text, "layers 0 to 1 are missing");
+    }
+    EXPECT_TRUE(sameBytes(readFile(out), {1, 2, 3})) << "what is not finished is cancelled";
+    EXPECT_EQ(filesBeside(), 1u);
+    SliceWriter writer;
+    EXPECT_DONE(writer.create(path("OUT.CTB"), target));
+    const SliceRun runs[] = {{2, 2, 3, 90, 0}, {0, 1, 0, 200, 0}};
+    EXPECT_DONE(writer.putRuns(0, runs, 2));
+    EXPECT_DONE(writer.putRuns(1, nullptr, 0));
+    EXPECT_DONE(writer.putPixels(2, pixels.data(), 0, 12, std::nan("")));
+    EXPECT_FALSE(writer.assumed().empty());
+    EXPECT_DONE(writer.finish());
+    EXPECT_EQ(writer.finish().code, SliceCode::order);
+    EXPECT_EQ(errorsOf(path("OUT.CTB")), 0u);
+    SliceFile file;
+    EXPECT_DONE(file.open(path("OUT.CTB")));
+    Bytes read(12);
+    EXPECT_DONE(file.layerPixels(0, read.data(), 0, 12));
+    EXPECT_EQ(read, (Bytes{201, 0, 0, 0, 201, 0, 0, 0, 0, 0, 0, 91}));
+}
+
+/// Every setting both hold, of the file and of single layers.
+TEST_F(SliceWriteTest, BetweenFormatsArrivesWhatBothHold) {
+    for (const Kind& from : {kKinds[0], kKinds[2], kKinds[3], kKinds[7], kKinds[9]}) {
+        for (const std::string ending : {".vndlp", ".ctb", ".vndlpv4"}) {
+            if (ending == from.ending) continue;
+            SCOPED_TRACE(from.name + (" to " + ending));
+            const std::string in = golden(from);
+            SliceFile file;
+            EXPECT_DONE(file.open(in));
+            const SliceFormat format = sliceFormatOfPath(ending);
+            std::vector<SliceChange> own;
+            double next = 61;
+            for (std::size_t i = 0; const SliceKey* key = sliceKey(i); ++i) {
+                double held = 0;
+                if (!file.number(key->name, -1, held).isOk() || std::string(key->name).rfind("resolution", 0) == 0)
+                    continue;
+                const bool isFlag = key->most == 1;
+                own.push_back({key->name, isFlag ? "1" : sliceNumberText(key->most < 101 ? 0.5 : next++), ""});
+            }
+            if (from.ending != std::string(".vndlp")) own.push_back({"exposure_s", "17", "1"});
+            EXPECT_DONE(changeSliceFile(in, {}, own));
+            EXPECT_DONE(file.open(in));
+            const std::string out = path("out") + ending;
+            Told told;
+            EXPECT_DONE(convertSliceFile(file, out, {}, told.listener()));
+            EXPECT_EQ(errorsOf(out), 0u);
+            SliceFile made;
+            EXPECT_DONE(made.open(out));
+            EXPECT_EQ(made.info().layers, file.info().layers);
+            std::string notKept;
+            for (const std::string& note : told.notes) notKept += note.rfind("not kept", 0) == 0 ? note + "," : "";
+            for (std::size_t i = 0; const SliceKey* key = sliceKey(i); ++i) {
+                double was = 0;
+                double is = -1;
+                if (!file.number(key->name, -1, was).isOk() || was == 0) continue;
+                const bool isKept = (key->formats >> static_cast<int>(format) & 1) != 0;
+                EXPECT_EQ(made.number(key->name, -1, is).isOk(), isKept) << key->name;
+                if (isKept) {
+                    EXPECT_DOUBLE_EQ(is, was) << key->name;
+                }
+                const bool isNamed = notKept.find(std::string(" ") + key->name + ",") != std::string::npos;
+                EXPECT_EQ(isNamed, !isKept) << key->name << " in " << notKept;
+            }
+            for (std::uint32_t i = 0; i < made.info().layers; ++i) {
+                std::uint64_t were = 0;
+                std::uint64_t are = 1;
+                EXPECT_DONE(file.layerRuns(i, nullptr, 0, were));
+                EXPECT_DONE(made.layerRuns(i, nullptr, 0, are));
+                EXPECT_EQ(were, are);
+            }
+            double exposure = 0;
+            if (from.ending == std::string(".vndlp")) {
+                const bool hasMore = from.name != std::string("v1");
+                EXPECT_EQ(notKept.find("raw.") != std::string::npos, hasMore) << notKept;
+            } else if (ending != ".vndlp") {
+                EXPECT_DONE(made.number("exposure_s", 1, exposure));
+                EXPECT_EQ(exposure, 17);
+            } else {
+                EXPECT_NE(notKept.find("exposure_s of 1 layer"), std::string::npos) << notKept;
+            }
+        }
+    }
+}
+
+/// A layer that cannot be decoded.
+TEST_F(SliceWriteTest, DamageStopsUnlessToldToGoOn) {
+    struct Case {
+        Kind kind;
+        std::size_t offset;
+        unsigned char value;
+        std::uint32_t layer;
+    };
+    // a run outside the screen, a run count, the tag behind a layer, and data that do not make the screen
+    const Case cases[] = {{kKinds[2], 0x58C1A, 0xFF, 0},
+                          {kKinds[2], 0x58C16, 9, 0},
+                          {kKinds[3], 0, 0, 1},
+                          {kKinds[7], 0x1E1, 13, 0},
+                          {kKinds[8], 0, 0, 1}};
+    for (Case c : cases) {
+        SCOPED_TRACE(c.kind.name);
+        const std::string in = golden(c.kind);
+        if (c.offset == 0) {
+            SliceFile sound;
+            SliceLayerFacts facts;
+            EXPECT_DONE(sound.open(in));
+            EXPECT_DONE(sound.layerFacts(c.layer, facts));
+            c.offset = static_cast<std::size_t>(facts.offset + facts.bytes - 1);
+            c.value = 0xFF;
+        }
+        corruptByte(in, c.offset, c.value);
+        if (c.kind.ending != std::string(".ctb")) fixTrailer(in);
+        SliceFile file;
+        EXPECT_DONE(file.open(in));
+        for (const std::string ending : {".vndlp", ".ctb", ".vndlpv4"}) {
+            const std::string out = path("out") + ending;
+            std::filesystem::remove(out);
+            const SliceResult stopped = convertSliceFile(file, out);
+            EXPECT_EQ(stopped.code, SliceCode::damaged) << why(stopped);
+            EXPECT_EQ(stopped.layer, c.layer) << why(stopped);
+            EXPECT_GE(stopped.offset, 0);
+            EXPECT_FALSE(std::filesystem::exists(out));
+            SliceConvertOptions options;
+            options.salvage = SliceSalvage::blank;
+            Told told;
+            EXPECT_DONE(convertSliceFile(file, out, options, told.listener()));
+            EXPECT_EQ(errorsOf(out), 0u);
+            SliceFile made;
+            std::uint64_t runs = 1;
+            EXPECT_DONE(made.open(out));
+            EXPECT_EQ(made.info().layers, file.info().layers);
+            EXPECT_DONE(made.layerRuns(c.layer, nullptr, 0, runs));
+            EXPECT_EQ(runs, 0u);
+            EXPECT_EQ(std::count_if(told.notes.begin(), told.notes.end(),
+                                    [](const std::string& n) { return n.find("a blank layer") != std::string::npos; }),
+                      1);
+        }
+        SliceRepaired repaired;
+        EXPECT_DONE(repairSliceFile(in, path("repaired") + c.kind.ending, repaired));
+        EXPECT_EQ(repaired.layersKept + 1, repaired.layersOf);
+        EXPECT_EQ(errorsOf(path("repaired") + c.kind.ending), 0u);
     }
 }
 
