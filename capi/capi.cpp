@@ -1,5 +1,7 @@
 #include "capi/capi.h"
 
+#include <vndlp/slice_write.h>
+
 namespace vndlp::capi {
 
 namespace {
@@ -12,6 +14,19 @@ struct LastError {
     std::string text;
 };
 
+// Words for failures whose code says all.
+const char* wordsOf(std::int32_t code) noexcept {
+    switch (code) {
+        case VNDLP_E_KEY: return "no such key here";
+        case VNDLP_E_VALUE: return "not a value that can be held";
+        case VNDLP_E_INDEX: return "there is none of that number";
+        case VNDLP_E_SIZE: return "the memory or the stride is too small";
+        case VNDLP_E_MEMORY: return "no memory";
+        case VNDLP_E_STOPPED: return "stopped";
+        default: return "the call makes no sense here";
+    }
+}
+
 thread_local LastError lastError;
 thread_local std::array<std::string, kTextSlots> keptTexts;
 
@@ -23,7 +38,8 @@ std::int32_t fail(const SliceResult& result) noexcept {
     lastError.layer = result.layer;
     lastError.offset = result.offset;
     try {
-        lastError.text = result.layer < 0 ? result.text : "layer " + std::to_string(result.layer) + ": " + result.text;
+        const std::string words = result.text.empty() ? wordsOf(lastError.code) : result.text;
+        lastError.text = result.layer < 0 ? words : "layer " + std::to_string(result.layer) + ": " + words;
     } catch (const std::exception&) {
         lastError.text.clear();
     }
@@ -45,6 +61,12 @@ const char* keep(std::string text, std::size_t slot) {
     std::string& kept = keptTexts.at(slot);
     kept = std::move(text);
     return kept.c_str();
+}
+
+bool hasEnding(const char* path) {
+    if (sliceFormatOfPath(path) != SliceFormat::none) return true;
+    fail(VNDLP_E_ARGUMENT, "the name ends in none of .vndlp, .vnline, .ctb, .vndlpv4");
+    return false;
 }
 
 VndlpFinding findingOf(const SliceFinding& found) {

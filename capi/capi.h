@@ -50,6 +50,9 @@ auto guarded(Call&& call) noexcept -> decltype(call()) {
 const char* keep(std::string text, std::size_t slot = 0);
 constexpr std::size_t kTextSlots = 3;
 
+/// Whether a path ends as a format's files do; an error is kept if not.
+bool hasEnding(const char* path);
+
 /// Smallest `size` a struct may have: itself and one member.
 constexpr std::uint32_t kSmallestStruct = 8;
 

@@ -72,6 +72,7 @@ std::int32_t vndlp_convert(const VndlpFile* file, const char* output, const Vndl
     if (file == nullptr || output == nullptr) return failNull();
     if (options != nullptr && !isUsable(options)) return VNDLP_E_ARGUMENT;
     return guarded([&]() -> std::int32_t {
+        if (!hasEnding(output)) return VNDLP_E_ARGUMENT;
         SliceConvertOptions wanted;
         if (options != nullptr) {
             const VndlpConvertOptions given = taken(options);

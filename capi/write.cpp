@@ -14,8 +14,6 @@ using namespace vndlp::capi;
 struct VndlpWriter {
     // encoding takes a const handle: it changes nothing that another thread sees
     mutable SliceWriter writer;
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
 };
 
 struct VndlpEncoded {
@@ -26,7 +24,8 @@ std::int32_t vndlp_create(const char* path, std::uint32_t width, std::uint32_t h
                           const VndlpFile* like, VndlpWriter** out) {
     if (path == nullptr || out == nullptr) return failNull();
     if (width == 0 || height == 0 || layers == 0) return fail(VNDLP_E_SIZE, "a width, height or number of layers of 0");
-    return guarded([&] {
+    return guarded([&]() -> std::int32_t {
+        if (!hasEnding(path)) return VNDLP_E_ARGUMENT;
         auto made = std::make_unique<VndlpWriter>();
         SliceTarget target;
         target.width = width;

@@ -24,10 +24,18 @@ chroot=${CHROOT:-$PWD/build/chroot}
 if [ ! -e "$chroot/etc/debian_version" ]; then
   debootstrap --variant=minbase "$suite" "$chroot" "$mirror" >/dev/null
 fi
-trap '[ -n "${CHROOT:-}" ] || rm -rf --one-file-system "$chroot"' EXIT
+clean_up() {
+  ! mountpoint -q "$chroot/proc" || umount "$chroot/proc"
+  [ -n "${CHROOT:-}" ] || rm -rf --one-file-system "$chroot"
+}
+trap clean_up EXIT
 rm -rf "$chroot/check"
 mkdir "$chroot/check"
-cp "$build"/*.deb tests/package/CMakeLists.txt tests/package/consumer.* examples/lattice_tower.sl1 "$chroot/check"
+cp "$build"/*.deb tests/package/CMakeLists.txt tests/package/consumer.* tests/package/c_interface.c \
+  examples/lattice_tower.sl1 docs/python.md "$chroot/check"
+cp -r python/tests python/examples "$chroot/check"
+# what runs in processes of its own is looked at through /proc
+mountpoint -q "$chroot/proc" || mount -t proc proc "$chroot/proc" || echo "no /proc in there: the farm is not tried" >&2
 cat >"$chroot/check/run" <<'RUN'
 set -eu
 export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
@@ -53,8 +61,17 @@ c++ -std=c++17 consumer.cpp -o consumer $(pkg-config --cflags --libs vndlp)
 test -f /usr/share/doc/libvndlp-doc/guide.md
 cc -std=c99 consumer.c -o c_consumer $(pkg-config --cflags --libs vndlp)
 ./c_consumer
+mkdir c && find_package/c_interface c
 
-apt-get purge -y -q vndlp libvndlp-dev libvndlp-doc libvndlp0.1
+apt-get install -y -q --no-install-recommends python3-pytest python3-distributed python3-pil
+export VNDLP_PROGRAM=/usr/bin/vndlp VNDLP_GUIDE=/check/python.md PYTHONDONTWRITEBYTECODE=1
+tests=(tests --basetemp=/check/tmp)
+[ -e /proc/self ] || tests+=(--ignore tests/test_farm.py)
+python3 tests/run.py python3-pytest "${tests[@]}"
+unset PYTHONDONTWRITEBYTECODE
+python3 -c 'import vndlp'
+
+apt-get purge -y -q vndlp python3-vndlp libvndlp-dev libvndlp-doc libvndlp0.1
 if find / -xdev -path /check -prune -o -path /proc -prune -o -name '*vndlp*' -print | grep .; then
   echo "this was left behind" >&2
   exit 1

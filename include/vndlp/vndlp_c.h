@@ -466,7 +466,7 @@ VNDLP_API int32_t vndlp_put_pixels(VndlpWriter* writer, uint32_t layer, const ui
 
 /// Puts a layer given as runs, in any order of runs; what lies under none is 0, later runs cover earlier ones.
 /// \param runs may be null with `count` 0.
-/// \return VNDLP_OK; VNDLP_E_VALUE (a run outside the image, or rows the wrong way round); else as `vndlp_put_pixels`.
+/// \return VNDLP_OK; VNDLP_E_SIZE (a run outside the image, or rows the wrong way round); else as `vndlp_put_pixels`.
 VNDLP_API int32_t vndlp_put_runs(VndlpWriter* writer, uint32_t layer, const VndlpRun* runs, size_t count);
 
 /// Puts a line file's layer as polylines.

@@ -10,11 +10,11 @@ IMAGE_FORMATS = ("vndlp", "ctb", "vndlpv4")
 
 
 def draw(layer):
-    """A square that gets smaller, a grey beside it, a noisy corner: every layer another image, greys even."""
+    """A square that gets smaller, a grey beside it, a noisy corner: every layer another image, of greys all formats keep."""
     image = np.zeros((HEIGHT, WIDTH), np.uint8)
-    image[5 : 40 - layer, 10:50] = 254
-    image[45:50, 10 : 20 + layer] = 128
-    noise = np.random.default_rng(layer).integers(0, 128, (12, 16), np.uint8) * 2
+    image[5 : 40 - layer, 10:50] = 255
+    image[45:50, 10 : 20 + layer] = 129
+    noise = np.random.default_rng(layer).integers(0, 128, (12, 16), np.uint8) * 2 + 1
     image[50:62, 70:86] = np.where(noise > 15, noise, 0)
     return image
 

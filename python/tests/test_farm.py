@@ -8,8 +8,9 @@ import sys
 import time
 from pathlib import Path
 
+import numpy as np
 import pytest
-from conftest import LAYERS, write
+from conftest import HEIGHT, LAYERS, WIDTH, write
 
 import vndlp
 from vndlp.farm.columns import COLUMNS
@@ -132,12 +133,10 @@ def test_convert_writes_below_its_folder(jobs, tmp_path):
 
 def test_check_has_an_exit_code_of_its_own(tmp_path):
     write(tmp_path / "island.vndlp")
-    with vndlp.open(tmp_path / "island.vndlp") as f, vndlp.create(
-        tmp_path / "fine.vndlp", width=f.width, height=f.height, layers=2, layer_height_mm=0.05, exposure_s=2
-    ) as w:
-        f.layers[0][:] = 0
+    settings = {"layer_height_mm": 0.05, "exposure_s": 2, "bottom_layers": 1}
+    with vndlp.create(tmp_path / "fine.vndlp", width=WIDTH, height=HEIGHT, layers=2, **settings) as w:
         for _ in range(2):
-            w.add((f.layers[0] > 250).astype("uint8") * 255)
+            w.add(np.pad(np.ones((HEIGHT - 10, WIDTH - 10), bool), 5))
     code, last, _ = farm("check", tmp_path / "fine.vndlp", "-o", tmp_path / "a.ndjson", "--workers", 1)
     assert (code, last) == (0, "1 file: 1 ok, 0 damaged, 0 crashed")
     code, last, _ = farm("check", tmp_path, "-o", tmp_path / "b.ndjson", "--workers", 1)

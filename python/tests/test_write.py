@@ -40,7 +40,7 @@ def test_images_of_any_memory_are_the_same_file(target):
         for layer in f.layers[:5]:
             assert np.array_equal(layer, draw(0))
         for layer in f.layers[5:]:
-            assert np.array_equal(layer > 250, draw(0) > 250) and set(np.unique(layer)) <= {0, 254, 255}
+            assert np.array_equal(layer > 250, draw(0) > 250) and set(np.unique(layer)) == {0, 255}
 
 
 def test_threads_write_layers_in_any_order(target):
@@ -81,7 +81,7 @@ def test_wrong_orders_are_named_and_leave_what_was_there(target):
         (lambda w: w.add(draw(0)), "1"),
         (lambda w: [w.__setitem__(1, draw(0)) for _ in range(2)], "1"),
         (lambda w: (w.add(draw(0)), w.__setitem__(1, draw(1))), "add"),
-        (lambda w: (w.__setitem__(1, draw(0)), w.copy(vndlp.open(target), 0)), ""),
+        (lambda w: (w.__setitem__(1, draw(0)), w.add_runs(np.zeros(0, vndlp.RUN))), "add"),
         (lambda w: w.__setitem__(3, draw(0)), "3"),
         (lambda w: (w.add(draw(0)), setattr(w, "previews", [np.zeros((9, 9, 3), np.uint8)])), ""),
         (lambda w: (w.add(draw(0)), w.layer_settings.__setitem__(0, {"exposure_s": 3})), "exposure_s"),
@@ -192,7 +192,7 @@ def test_set_changes_the_file_and_what_is_shown(originals, tmp_path):
         for layers in ("4-5", slice(4, 6), [4, np.int64(5)], (layer for layer in (-4, -3))):
             f.set(layers=layers, exposure_s=9)
             assert [f.layers.settings(i)["exposure_s"] for i in (3, 4, 5, 6)] == [4, 9, 9, 4]
-            f.set(layers=layers, exposure_s=4)
+            f.set(layers="4-5", exposure_s=4)
         for layers in ([LAYERS], f"0-{LAYERS}"):
             with pytest.raises(IndexError):
                 f.set(layers=layers, exposure_s=9)

@@ -104,7 +104,8 @@ def convert(
         set_scrambling(**constants)
     file = input if isinstance(input, File) else File(input)
     try:
-        values = {key: value for key, value in described.items() if key in keys}
+        # the resolution is the layers', which are not changed: it must fit
+        values = {key: value for key, value in described.items() if key in keys and not key.startswith("resolution_")}
         values.update(settings)
         if printer is not None:
             _check_fit(file, described, values)

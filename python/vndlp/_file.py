@@ -14,6 +14,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _html
+from ._errors import Error
 from ._keys import Change, Value, settings_of, typed, value_text
 from ._library import (
     FORMATS,
@@ -539,8 +540,9 @@ class File:
         head = self._head()
         estimate = new("VndlpEstimate")
         with self._handle as file:
-            checked(lib.vndlp_estimate(file, estimate), self._path)
-            model = text(estimate.model)
+            # of a damaged file that cannot be estimated the rest is told all the same
+            is_known = lib.vndlp_estimate(file, estimate) == lib.VNDLP_OK
+            model = text(estimate.model) if is_known else "moves"
         return {
             "file": self._path,
             "bytes": int(head.bytes),
@@ -556,10 +558,10 @@ class File:
                 "z": number_or_none(head.size_z_mm),
             },
             "settings": dict(self.settings),
-            "volume_ml": number_or_none(estimate.volume_ml),
+            "volume_ml": number_or_none(estimate.volume_ml) if is_known else None,
             "print_time": {
-                "file_s": number_or_none(estimate.file_s),
-                "estimate_s": number_or_none(estimate.estimate_s),
+                "file_s": number_or_none(estimate.file_s) if is_known else None,
+                "estimate_s": number_or_none(estimate.estimate_s) if is_known else None,
                 "model": model,
             },
             "trailer": self.trailer._asdict(),
@@ -573,13 +575,28 @@ class File:
             for name, width, height, blank in self._preview_facts()
         ]
         found["raw"] = {name: _without_nan(field) for name, field in self.raw.items()}
-        found["findings"] = [finding._asdict() for finding in self._findings(lib.vndlp_verify_structure)]
+        findings = self._findings(lib.vndlp_verify_structure)
+        if self._is_scrambled_for_no_machine():
+            findings.append(
+                Finding("note", None, None, "scrambled with the illustrative constants, which no machine uses")
+            )
+        found["findings"] = [finding._asdict() for finding in findings]
         if layers:
-            found["layer_table"] = [
-                {**asdict(self.layers.facts(layer)), "settings": dict(self.layers.settings(layer))}
-                for layer in range(len(self.layers))
-            ]
+            found["layer_table"] = [self._layer_row(layer) for layer in range(len(self.layers))]
         return found
+
+    def _is_scrambled_for_no_machine(self) -> bool:
+        constants = new("VndlpScrambling")
+        checked(lib.vndlp_scrambling(constants))
+        key = self.raw.get("HeaderSettings.encryptionKey")
+        return self.format == "ctb" and key is not None and key.value != 0 and constants.illustrative == 1
+
+    def _layer_row(self, layer: int) -> dict[str, Any]:
+        try:
+            facts = self.layers.facts(layer)
+        except Error:
+            facts = Facts(layer, None, None, None, None, None, None)
+        return {**asdict(facts), "settings": dict(self.layers.settings(layer))}
 
     def verify(self) -> list[Finding]:
         """Verifies the whole file: trailer, structure and every layer's code."""

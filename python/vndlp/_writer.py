@@ -261,7 +261,7 @@ class Writer:
         if pixels.shape != shape:
             raise ValueError(f"the layer has shape {pixels.shape}, the file {shape}")
         if pixels.dtype == np.bool_:
-            return pixels * np.uint8(255)
+            return np.multiply(pixels, np.uint8(255), order="C")
         return pixels if rows_are_plain(pixels) else np.ascontiguousarray(pixels)
 
     def _put_pixels(self, layer: int, pixels: npt.NDArray[np.uint8]) -> None:

@@ -1,5 +1,5 @@
-/* Uses every call of the C interface, from C11: writes files, reads them by path, memory and callback, verifies, checks,
-   changes, converts and repairs them. Arguments: a folder for the files. Exit 1 names the line that failed. */
+/* Uses every call of the C interface, from C11: writes files, reads them by path, memory and callback, verifies,
+   checks, changes, converts and repairs them. Arguments: a folder for the files. Exit 1 names the line that failed. */
 
 #include <vndlp/vndlp_c.h>
 
@@ -10,14 +10,14 @@
 
 enum { kWidth = 96, kHeight = 64, kLayers = 6, kStride = 100, kPixels = kWidth * kHeight };
 
-#define HOLDS(condition)                                                      \
-    do {                                                                      \
-        if (!(condition)) {                                                   \
-            VndlpError error = {.size = sizeof error};                        \
-            vndlp_last_error(&error);                                         \
+#define HOLDS(condition)                                                             \
+    do {                                                                             \
+        if (!(condition)) {                                                          \
+            VndlpError error = {.size = sizeof error};                               \
+            vndlp_last_error(&error);                                                \
             fprintf(stderr, "line %d: %s (%s)\n", __LINE__, #condition, error.text); \
-            exit(1);                                                          \
-        }                                                                     \
+            exit(1);                                                                 \
+        }                                                                            \
     } while (0)
 
 static char folder[1000];
@@ -118,8 +118,8 @@ static void read_file(const VndlpFile* file) {
     VndlpEstimate estimate = {.size = sizeof estimate};
     VndlpRaw raw = {.size = sizeof raw}, same = {.size = sizeof same};
     VndlpPreview preview = {.size = sizeof preview};
-    VndlpCheckOptions options = {.size = sizeof options, .threshold = -1, .margin_px = -1, .overhang_um = -1,
-                                 .jump_factor = -1, .jump_cm2 = -1};
+    VndlpCheckOptions options = {
+        .size = sizeof options, .threshold = -1, .margin_px = -1, .overhang_um = -1, .jump_factor = -1, .jump_cm2 = -1};
     char name[200];
     const char* text = NULL;
     double number = 0;

@@ -97,6 +97,8 @@ run(${CMAKE_COMMAND} --build ${WORK_DIR}/find_package)
 run(${WORK_DIR}/find_package/consumer ${WORK_DIR}/a.vnline OUTPUT output)
 expect_text("${output}" "${expected}")
 run(${WORK_DIR}/find_package/c_consumer)
+file(MAKE_DIRECTORY ${WORK_DIR}/files)
+run(${WORK_DIR}/find_package/c_interface ${WORK_DIR}/files)
 
 # versions and components that there are, and those there are not
 file(WRITE ${WORK_DIR}/wish/CMakeLists.txt "cmake_minimum_required(VERSION 3.21)
