@@ -183,10 +183,11 @@ bool NewFile::copy(std::FILE* from, std::int64_t fromOffset, std::int64_t size, 
     return true;
 }
 
-bool NewFile::commit() {
+bool NewFile::commit(Flush flush) {
     takeOver(m_stream.get(), m_target);
     errno = 0;
-    const bool isFlushed = flushToDisk(m_stream.get()) || fail();
+    const bool isFlushed =
+        (flush == Flush::yes ? flushToDisk(m_stream.get()) : std::fflush(m_stream.get()) == 0) || fail();
     errno = 0;
     const bool isClosed = std::fclose(m_stream.release()) == 0 || fail();
     if (!isFlushed || !isClosed) {

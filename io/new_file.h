@@ -10,6 +10,10 @@
 
 namespace vndlp {
 
+/// Whether a file is on the disk before it takes its name. Without, a system that fails at that moment may leave the
+/// name with less; what it costs is the disk's time for the whole file.
+enum class Flush { no, yes };
+
 /// Not committed, it is removed on destruction. Calls that fail keep the system's reason in `error`.
 class NewFile {
 public:
@@ -30,9 +34,9 @@ public:
     /// Copies bytes of an open file, by the system alone where it can.
     [[nodiscard]] bool copy(std::FILE* from, std::int64_t fromOffset, std::int64_t size, std::int64_t offset);
 
-    /// Flushes the file to the disk and gives it its name, with the mode and, where allowed, the owner of the file that
-    /// had it. On failure the file is removed.
-    [[nodiscard]] bool commit();
+    /// Gives the file its name, with the mode and, where allowed, the owner of the file that had it. On failure the
+    /// file is removed.
+    [[nodiscard]] bool commit(Flush flush = Flush::yes);
     /// Removes the file.
     void discard();
 

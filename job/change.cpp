@@ -17,16 +17,13 @@ using job::ChangePlan;
 using job::Edits;
 using job::Model;
 
-/// The first error of the file's structure: trailer, records, tables, offsets.
-SliceResult checkStructure(const Model& model, const SliceListener& listener) {
+/// The first error of the file's records, tables and offsets.
+SliceResult checkLayout(const Model& model) {
     SliceResult damage;
-    SliceResult result = job::verifyStructure(
-        model,
-        [&damage](SliceFinding&& finding) {
-            damage = job::failure(SliceCode::damaged, std::move(finding.text), finding.offset, finding.layer);
-            return false;
-        },
-        [&listener](std::uint64_t done, std::uint64_t all) { return job::tellProgress(listener, done, all).isOk(); });
+    SliceResult result = job::verifyLayout(model, [&damage](SliceFinding&& finding) {
+        damage = job::failure(SliceCode::damaged, std::move(finding.text), finding.offset, finding.layer);
+        return false;
+    });
     if (!damage.isOk()) return damage;
     for (std::uint32_t i = 0; result.isOk() && i < model.layers().layers.size(); ++i) {
         job::LayerPlace place;
@@ -63,7 +60,7 @@ SliceResult change(const std::string& path, const std::string& output, const std
     SliceResult result = file.open(path);
     if (!result.isOk()) return result;
     const Model& model = file.state()->model;
-    if (result = checkStructure(model, listener); !result.isOk()) return result;
+    if (result = checkLayout(model); !result.isOk()) return result;
     Edits edits(model);
     ChangePlan plan;
     if (result = job::planChanges(changes, edits, plan); !result.isOk()) return result;
@@ -75,7 +72,7 @@ SliceResult change(const std::string& path, const std::string& output, const std
         if (!result.isOk()) return result;
         // some systems do not replace a file that is open
         file.close();
-        if (!out.commit()) return job::outputFailure(out);
+        if (!out.commit(Flush::no)) return job::outputFailure(out);
     }
     return tellPlan(listener, plan);
 }

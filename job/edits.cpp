@@ -61,10 +61,28 @@ const char* const kPointers[] = {
 };
 const char* const kLayerPointers[] = {"LayerDef.dataOffset", "LayerDefEx.layerDef.dataOffset"};
 
-/// The trailer of the edited file from the one of the file as it was, without reading the layers again.
+/// The sum that a file's trailer holds, over bytes as they come.
+class TrailerSum {
+public:
+    explicit TrailerSum(EnumCheckSumType kind) : m_kind(kind) {}
+    void add(unsigned char* data, std::size_t size) {
+        m_value = m_kind == CHECKSUM_XOR ? continueXor(m_value, data, size) : crcOf(m_value, data, size);
+    }
+    [[nodiscard]] std::uint32_t value() const { return m_value; }
+    /// A sum by XOR agrees where the bytes were taken as signed or as unsigned.
+    [[nodiscard]] bool agrees(std::uint32_t stored) const {
+        return stored == m_value || (m_kind == CHECKSUM_XOR && stored == (m_value & 0xFF));
+    }
+
+private:
+    EnumCheckSumType m_kind;
+    std::uint32_t m_value = 0;
+};
+
+/// The trailer of the edited file from the sum of the file as it was, without summing the layers again.
 class NewTrailer {
 public:
-    NewTrailer(const SliceFile& file, const Edits& edits) : m_file(file), m_edits(edits), m_model(edits.model()) {}
+    NewTrailer(const Edits& edits, std::uint32_t old) : m_edits(edits), m_model(edits.model()), m_old(old) {}
 
     [[nodiscard]] SliceResult compute(std::uint32_t& sum) {
         return m_model.trailerKind == CHECKSUM_XOR ? computeXor(sum) : computeCrc(sum);
@@ -79,10 +97,8 @@ private:
     }
 
     SliceResult computeXor(std::uint32_t& sum) {
-        SliceTrailer trailer;
-        // what is stored may be the sum of a writer that took the bytes as unsigned
-        SliceResult result = m_file.trailer(trailer);
-        auto all = static_cast<unsigned char>(trailer.computed);
+        SliceResult result;
+        auto all = static_cast<unsigned char>(m_old);
         for (const auto& [offset, edit] : m_edits.all()) {
             ByteList was;
             if (result.isOk()) result = old(offset, edit.size, was);
@@ -96,19 +112,16 @@ private:
 
     /// Sums are linear. The file is a head up to the last stretch that changes its length, and a tail that only moves.
     SliceResult computeCrc(std::uint32_t& sum) {
-        unsigned char raw[kTrailerBytes];
-        SliceResult result = m_model.bytes.read(summed(), raw, sizeof raw);
-        if (!result.isOk()) return result;
         std::int64_t headEnd = 0;
         for (const auto& [offset, edit] : m_edits.all()) {
             if (edit.size != static_cast<std::int64_t>(edit.bytes.size())) headEnd = offset + edit.size;
         }
         if (headEnd > kMostInMemory) return failure(SliceCode::damaged, "its head has no end", headEnd);
         ByteList head;
-        if (result = old(0, headEnd, head); !result.isOk()) return result;
+        SliceResult result = old(0, headEnd, head);
+        if (!result.isOk()) return result;
         const auto tailBytes = static_cast<unsigned long long>(summed() - headEnd);
-        std::uint32_t tail =
-            loadNumber<std::uint32_t>(raw, BigEndian) ^ crcBeforeZeros(crcOf(0, head.data(), head.size()), tailBytes);
+        std::uint32_t tail = m_old ^ crcBeforeZeros(crcOf(0, head.data(), head.size()), tailBytes);
         ByteList newHead;
         std::int64_t at = 0;
         for (const auto& [offset, edit] : m_edits.all()) {
@@ -131,17 +144,18 @@ private:
         return result;
     }
 
-    const SliceFile& m_file;
     const Edits& m_edits;
     const Model& m_model;
+    std::uint32_t m_old;
 };
 
 /// Copies stretches of the file as it was.
 class Copier {
 public:
-    Copier(const SliceFile& file, NewFile& out, const SliceListener& listener)
-        : m_bytes(file.state()->model.bytes), m_out(out), m_listener(listener) {
-        if (!file.path().empty()) m_stream.reset(platform::openFile(file.path().c_str(), "rb"));
+    /// \param sum of the bytes that are copied or skipped; null: none is needed, and the system may copy by itself.
+    Copier(const SliceFile& file, NewFile& out, const SliceListener& listener, TrailerSum* sum)
+        : m_bytes(file.state()->model.bytes), m_out(out), m_listener(listener), m_sum(sum) {
+        if (!file.path().empty() && sum == nullptr) m_stream.reset(platform::openFile(file.path().c_str(), "rb"));
         if (m_stream == nullptr) return;
         // the name may be another file's by now
         const bool isSame =
@@ -161,11 +175,22 @@ public:
         return {};
     }
 
+    /// Bytes that are replaced.
+    [[nodiscard]] SliceResult skip(std::int64_t from, std::int64_t size) {
+        if (m_sum == nullptr) return {};
+        return forEachPiece(m_bytes, from, size, kPieceBytes,
+                            [this](unsigned char* data, std::size_t bytes, std::int64_t /*at*/) {
+                                m_sum->add(data, bytes);
+                                return done();
+                            });
+    }
+
 private:
     SliceResult copyOne(std::int64_t from, std::int64_t size, std::int64_t to) {
         if (m_stream != nullptr) return m_out.copy(m_stream.get(), from, size, to) ? done() : outputFailure(m_out);
         return forEachPiece(m_bytes, from, size, kPieceBytes,
-                            [&](const unsigned char* data, std::size_t bytes, std::int64_t at) {
+                            [&](unsigned char* data, std::size_t bytes, std::int64_t at) {
+                                if (m_sum != nullptr) m_sum->add(data, bytes);
                                 return m_out.write(to + at, data, bytes) ? done() : outputFailure(m_out);
                             });
     }
@@ -173,14 +198,15 @@ private:
     const Bytes& m_bytes;
     NewFile& m_out;
     const SliceListener& m_listener;
+    TrailerSum* m_sum;
     platform::File m_stream;
 };
 
-/// Copies the file, all but the layers' encoded data where they are scrambled anew.
+/// Copies the file up to its trailer, all but the layers' encoded data where they are scrambled anew.
 SliceResult copyAll(const SliceFile& file, const Edits& edits, std::optional<std::uint32_t> key, NewFile& out,
-                    const SliceListener& listener) {
+                    const SliceListener& listener, TrailerSum* sum) {
     const Model& model = edits.model();
-    Copier copier(file, out, listener);
+    Copier copier(file, out, listener, sum);
     std::int64_t at = 0;
     std::int64_t shift = 0;
     auto edit = edits.all().begin();
@@ -191,6 +217,7 @@ SliceResult copyAll(const SliceFile& file, const Edits& edits, std::optional<std
             const auto size = static_cast<std::int64_t>(edit->second.bytes.size());
             if (size == edit->second.size) continue;
             result = copier.copy(at, edit->first - at, at + shift);
+            if (result.isOk()) result = copier.skip(edit->first, edit->second.size);
             at = edit->first + edit->second.size;
             if (result.isOk() &&
                 !out.write(edit->first + shift, edit->second.bytes.data(), edit->second.bytes.size())) {
@@ -218,7 +245,7 @@ SliceResult copyAll(const SliceFile& file, const Edits& edits, std::optional<std
             at = begin + static_cast<std::int64_t>(data.size());
         }
     }
-    return copyTo(model.bytes.size());
+    return copyTo(model.bytes.size() - (sum == nullptr ? 0 : kTrailerBytes));
 }
 
 /// Writes the edits that keep their stretch's length into the copy.
@@ -385,12 +412,23 @@ SliceResult writeEdited(const SliceFile& file, const Edits& edits, std::optional
                         const SliceListener& listener) {
     const Model& model = edits.model();
     const bool hasTrailer = model.trailerKind != CHECKSUM_NONE;
-    std::uint32_t sum = 0;
-    SliceResult result;
-    if (hasTrailer) result = NewTrailer(file, edits).compute(sum);
-    if (result.isOk()) result = copyAll(file, edits, key, out, listener);
+    const std::int64_t summed = model.bytes.size() - kTrailerBytes;
+    if (hasTrailer && summed < structureEnd(model)) {
+        return damaged(model.bytes.size(), "the checksum trailer is missing");
+    }
+    // one pass over the file holds it against its trailer and copies it
+    TrailerSum old(model.trailerKind);
+    SliceResult result = copyAll(file, edits, key, out, listener, hasTrailer ? &old : nullptr);
     if (result.isOk()) result = writeInPlace(edits, out);
     if (!result.isOk() || !hasTrailer) return result;
+    unsigned char stored[kTrailerBytes];
+    if (result = model.bytes.read(summed, stored, sizeof stored); !result.isOk()) return result;
+    if (!old.agrees(loadNumber<std::uint32_t>(stored, BigEndian))) {
+        return damaged(summed,
+                       "the checksum trailer does not match the file: it was changed, cut short or never finished");
+    }
+    std::uint32_t sum = 0;
+    if (result = NewTrailer(edits, old.value()).compute(sum); !result.isOk()) return result;
     const auto trailer = storedNumber(sum, BigEndian);
     const std::int64_t at = model.bytes.size() + edits.growth() - kTrailerBytes;
     return out.write(at, trailer.data(), trailer.size()) ? result : outputFailure(out);

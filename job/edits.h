@@ -73,7 +73,7 @@ private:
 /// Applies edits to a file that is in memory.
 ByteList applied(const Edits& edits, const ByteList& file);
 
-/// Writes a file with its edits, and its trailer anew.
+/// Writes a file with its edits, and its trailer anew; `damaged` where the trailer it has does not match.
 /// \param key what the encoded data of the layers are to be scrambled with; none: they stay as they are.
 [[nodiscard]] SliceResult writeEdited(const SliceFile& file, const Edits& edits, std::optional<std::uint32_t> key,
                                       NewFile& out, const SliceListener& listener);

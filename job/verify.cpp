@@ -274,12 +274,17 @@ SliceResult readTrailer(const Model& model, SliceTrailer& trailer, const Progres
     return result;
 }
 
-SliceResult verifyStructure(const Model& model, const FindingSink& tell, const ProgressSink& progress) {
+SliceResult verifyLayout(const Model& model, const FindingSink& tell) {
     Teller teller(tell);
     for (const SliceFinding& finding : model.headFindings) teller.error(finding.offset, finding.layer, finding.text);
     model.isVendor() ? tellVendor(model, teller) : tellTabled(model, teller);
     tellEnd(model, teller);
-    if (SliceResult result = teller.result(); !result.isOk()) return result;
+    return teller.result();
+}
+
+SliceResult verifyStructure(const Model& model, const FindingSink& tell, const ProgressSink& progress) {
+    if (SliceResult result = verifyLayout(model, tell); !result.isOk()) return result;
+    Teller teller(tell);
     SliceTrailer trailer;
     SliceResult result = readTrailer(model, trailer, progress);
     if (!result.isOk()) return result;

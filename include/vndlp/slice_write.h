@@ -73,9 +73,9 @@ VNDLP_API SliceResult checkSliceChanges(const SliceFile& file, const std::vector
 /// with values of their own keep them, and a note says so. `layer_height_mm` moves the print's height, and every layer
 /// that stood at (i + 1) x the old height; `bottom_layers` gives layers that change sides the other exposure where they
 /// held that of their side. Texts of another length move what follows, and every offset that points behind them. The
-/// checksum trailer is renewed.
-/// \param path   the file. Its trailer, records, tables and offsets are checked first: `damaged`, and nothing is
-/// written. \param output null or empty: in place.
+/// checksum trailer is renewed. It takes about the time of copying the file: when the system writes it to the disk is
+/// left to the system. \param path   the file. Its trailer, records, tables and offsets are checked first: `damaged`,
+/// and nothing is written. \param output null or empty: in place.
 VNDLP_API SliceResult changeSliceFile(const std::string& path, const std::string& output,
                                       const std::vector<SliceChange>& changes, const SliceListener& listener = {});
 
