@@ -15,8 +15,8 @@ namespace {
 constexpr int kFormatThreshold = 15;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr double kSquareUmPerMm2 = 1e6;
-/// Areas of lines are often those of the image the lines were traced from, soft edges counted whole.
-constexpr double kTracedSlackShare = 0.5;
+/// Areas of lines are often those of the image the lines were traced from. Its edges may be so soft.
+constexpr double kSoftEdgePixels = 2;
 
 double numberOr(const SliceFile& file, const char* key, double fallback) {
     double value = 0;
@@ -64,8 +64,25 @@ SliceResult readShapes(const SliceFile& file, const CheckJob& job, std::uint32_t
         out.append(runs.data(), runs.size());
         areaMm2 = areaInside(polylines) / kSquareUmPerMm2;
     }
+    // vertices do not say which of them are a triangle's
+    if (!shapes.vertices.empty()) out.closeUnknown();
     out.close();
     return result;
+}
+
+/// What the area of an image may have more or less than its outlines, where soft edges count whole.
+double edgeMm2(const SliceFile& file, std::uint32_t layer) {
+    SliceShapes shapes;
+    if (!file.layerShapes(layer, shapes).isOk()) return 0;
+    double lengthUm = 0;
+    for (const std::vector<Vec3i>& polyline : polylinesOf(shapes)) {
+        for (std::size_t i = 1; i < polyline.size(); ++i) {
+            lengthUm += std::hypot(static_cast<double>(polyline[i].x) - polyline[i - 1].x,
+                                   static_cast<double>(polyline[i].y) - polyline[i - 1].y);
+        }
+    }
+    const CheckJob job = checkJobOf(file);
+    return kSoftEdgePixels * lengthUm * std::max(job.pixelXUm, job.pixelYUm) / kSquareUmPerMm2;
 }
 
 double pixelMm2(const SliceInfo& info) { return info.pixelXUm * info.pixelYUm / kSquareUmPerMm2; }
@@ -125,8 +142,8 @@ void compareAreas(const SliceFile& file, std::uint32_t layer, double areaMm2, do
         if (std::fabs(inTable - nearest(inTable)) > std::fabs(worst - nearest(worst))) worst = inTable;
     }
     const double own = nearest(worst);
-    if (info.format == SliceFormat::vnline && std::fabs(worst - own) <= kTracedSlackShare * own) return;
-    check.compareArea(layer, worst, own);
+    const bool mayBeTraced = info.format == SliceFormat::vnline && worst != own;
+    if (!mayBeTraced || std::fabs(worst - own) > edgeMm2(file, layer)) check.compareArea(layer, worst, own);
 }
 
 SliceResult checkSliceFile(const SliceFile& file, const CheckOptions& options, std::vector<CheckFinding>& findings,

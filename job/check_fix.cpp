@@ -37,7 +37,7 @@ public:
         for (m_fix.layers = m_layers; m_fix.layers > 0; --m_fix.layers) {
             CheckLayer layer(m_job);
             if (!readLayer(m_fix.layers - 1, layer)) return false;
-            if (layer.litPixels() > 0) break;
+            if (!layer.isEmpty()) break;
         }
         return true;
     }

@@ -88,6 +88,10 @@ void appendMargin(const LabelledLines& layer, std::int64_t margin, std::vector<L
     }
 }
 
+std::string counted(std::int64_t count, const char* what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 struct Sum {
     std::uint64_t pixels = 0;
     LineBox box;
@@ -125,7 +129,14 @@ bool CheckLayer::close() {
     return m_lines->isSound();
 }
 
+void CheckLayer::closeUnknown() {
+    m_lines->setUnknown();
+    m_lines->close();
+}
+
 std::uint64_t CheckLayer::litPixels() const { return m_lines->litPixels(); }
+
+bool CheckLayer::isEmpty() const { return m_lines->isEmpty(); }
 
 std::vector<LitRun> CheckLayer::litRuns() const {
     std::vector<LitRun> runs;
@@ -229,7 +240,7 @@ void CheckWork::endEmptyRun() {
 }
 
 void CheckWork::followEmpty(const LabelledLines& layer) {
-    if (layer.litPixels() > 0) return endEmptyRun();
+    if (!layer.isEmpty()) return endEmptyRun();
     if (!emptyRun) emptyRun = OpenRun{layers, layers, 0, 0, {}};
     emptyRun->lastLayer = layers;
 }
@@ -307,11 +318,11 @@ void CheckWork::checkSettings() {
     if (job.layerHeightMm == 0) addFault(CheckKind::settings, "the layer height is 0");
     if (job.bottomLayers > layers) {
         addFault(CheckKind::settings,
-                 std::to_string(job.bottomLayers) + " bottom layers, but only " + std::to_string(layers) + " layers");
+                 counted(job.bottomLayers, "bottom layer") + ", but only " + counted(layers, "layer"));
     }
     if (wrongAreas > 0) {
-        addFault(CheckKind::settings, "the areas of " + std::to_string(wrongAreas) +
-                                          " layers in the file are not those of what is lit, first of " + wrongArea);
+        addFault(CheckKind::settings, "the areas of " + counted(wrongAreas, "layer") +
+                                          " in the file are not those of what is lit, first of " + wrongArea);
     }
 }
 

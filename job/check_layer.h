@@ -79,6 +79,9 @@ public:
     std::uint32_t length() const { return m_length; }
     std::uint64_t litPixels() const { return m_litPixels; }
     bool isSound() const { return m_isSound; }
+    /// What is lit is not known.
+    void setUnknown() { m_isUnknown = true; }
+    bool isEmpty() const { return m_litPixels == 0 && !m_isUnknown; }
     /// Of closed lines, in the order of their first pixels.
     const std::vector<Region>& regions() const { return m_regions; }
     LabelledLine line(std::uint32_t index) const {
@@ -102,6 +105,7 @@ private:
     std::uint64_t m_litPixels = 0;
     bool m_isSound = true;
     bool m_isClosed = false;
+    bool m_isUnknown = false;
     std::vector<std::size_t> m_lineBegins;  ///< of the lines begun; one more when closed
     std::vector<std::uint32_t> m_ends;
     std::vector<std::uint32_t> m_labels;

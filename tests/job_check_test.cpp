@@ -553,10 +553,25 @@ TEST(JobCheck, ImpossibleSettingsAreOneFindingEach) {
                          "settings: the light power is 0",
                          "settings: the light power of bottom layers is 0",
                          "settings: the layer height is 0",
-                         "settings: 1 bottom layers, but only 0 layers",
+                         "settings: 1 bottom layer, but only 0 layers",
                          "settings: the areas of 2 layers in the file are not those of what is lit, first of layer 5: "
                          "1.000 mm2 stored, 1.020 mm2 lit",
                      }));
+}
+
+TEST(JobCheck, LayersOfUnknownShapeAreNotEmpty) {
+    CheckJob job;
+    job.width = job.height = 3;
+    JobCheck check(job, CheckOptions());
+    for (const bool isKnown : {false, true, true, false}) {
+        CheckLayer layer(job);
+        if (!isKnown) layer.closeUnknown();
+        check.addLayer(layer);
+    }
+    const std::vector<CheckFinding> findings = check.finish();
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(check.describe(findings[0]), "empty: layers 1 to 2, 0.00 mm from the plate: nothing is lit");
+    EXPECT_EQ(findings[0].severity, CheckSeverity::error);
 }
 
 TEST(JobCheck, RunsOutOfOrderAreRefused) {

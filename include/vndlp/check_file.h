@@ -24,7 +24,8 @@ namespace vndlp {
 /// height, build height, exposures, light powers, bottom layers. Values the format fixes are left out.
 VNDLP_API CheckJob checkJobOf(const SliceFile& file);
 
-/// Reads one layer. Layers of lines are rasterised at the resolution and pixel size of `job`; meshes have nothing lit.
+/// Reads one layer. Layers of lines are rasterised at the resolution and pixel size of `job`; of meshes it is
+/// known only whether they are empty.
 /// \param job       of `checkJobOf`; its pixel size may be another.
 /// \param layer     number.
 /// \param threshold greys above it are lit.
@@ -36,7 +37,7 @@ VNDLP_API SliceResult readCheckLayer(const SliceFile& file, const CheckJob& job,
                                      CheckLayer& out, double& areaMm2);
 
 /// Compares the areas a file holds of a layer, if any, with what is there: see `JobCheck::compareArea`. Areas of lines
-/// may be off by half: they are often those of an image the lines were traced from.
+/// may be off by two pixels along the lines: they are often those of an image the lines were traced from.
 /// \param areaMm2 of `readCheckLayer`; NaN: nothing is compared.
 /// \param litMm2  of the lit pixels; of lines that cross each other it is the better one. NaN: none.
 VNDLP_API void compareAreas(const SliceFile& file, std::uint32_t layer, double areaMm2, double litMm2, JobCheck& check);

@@ -160,8 +160,13 @@ public:
     /// \return false when an `append` failed.
     bool close();
 
+    /// Ends a layer of which this alone is known: something is lit. It is not empty, and nothing is found in it.
+    void closeUnknown();
+
     /// Lit pixels so far.
     std::uint64_t litPixels() const;
+    /// Nothing is lit, as far as is known.
+    bool isEmpty() const;
     /// The lit runs of a closed layer, those that touch joined.
     std::vector<LitRun> litRuns() const;
 

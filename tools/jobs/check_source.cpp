@@ -80,7 +80,7 @@ void CheckSource::openFile() {
     if (!(info.pixelXUm > 0)) m_job.pixelXUm = 0;
     if (!(info.pixelYUm > 0)) m_job.pixelYUm = 0;
     if (info.layerKind == SliceLayers::mesh) {
-        m_notes.push_back(m_path + ": its layers are meshes; only polylines are checked");
+        m_notes.push_back(m_path + ": its layers are meshes, which are checked for empty ones only");
     }
 }
 
