@@ -393,6 +393,20 @@ SliceResult Edits::moveOffsets() {
             result = movePointer(placeIn(m_model, *field, i), moves);
         }
     }
+    return result.isOk() ? movePointersOfLevels(moves) : result;
+}
+
+/// CTB files may repeat their table for every level of anti-aliasing.
+SliceResult Edits::movePointersOfLevels(const std::vector<Move>& moves) {
+    const std::optional<LayerField> field = findLayerField(m_model, "LayerDef.dataOffset");
+    const LayerTable& table = m_model.layers();
+    if (m_model.info.format != SliceFormat::ctb || !field || table.layers.empty()) return {};
+    const std::int64_t entry = job::fixedBytes(*field->records->fields);
+    const std::int64_t levels = m_model.tableAt + entry * static_cast<std::int64_t>(table.layers.size());
+    SliceResult result;
+    for (std::int64_t at = levels; result.isOk() && at + entry <= table.entriesEnd; at += entry) {
+        result = movePointer({field->spec, at + field->offset, field->spec->size}, moves);
+    }
     return result;
 }
 

@@ -65,6 +65,7 @@ private:
     };
 
     [[nodiscard]] SliceResult movePointer(const FieldPlace& place, const std::vector<Move>& moves);
+    [[nodiscard]] SliceResult movePointersOfLevels(const std::vector<Move>& moves);
 
     const Model& m_model;
     std::map<std::int64_t, Edit> m_edits;

@@ -30,21 +30,19 @@ bool isBodySound(const Model& model) {
     if (model.isVendor()) {
         job::FieldPlace tail;
         job::FieldValue text;
-        return job::placeTail(model, tail) && job::readField(model.bytes, tail, text).isOk() &&
-               text.text == model.magic->tailMagic;
+        const bool hasTail = job::placeTail(model, tail) && job::readField(model.bytes, tail, text).isOk();
+        if (!hasTail || text.text != model.magic->tailMagic) return false;
     }
-    if (model.info.format == SliceFormat::ctb) return true;
-    for (std::uint32_t i = 0; i < model.layers().layers.size(); ++i) {
-        const auto size = static_cast<std::size_t>(model.extendedBytes);
-        job::ByteList first(size);
-        job::ByteList second(size);
-        const std::int64_t copy = model.layers().secondCopies + i * model.extendedBytes;
-        if (!model.bytes.read(model.layers().layers[i].begin, first.data(), size).isOk() ||
-            !model.bytes.read(copy, second.data(), size).isOk() || first != second) {
+    // what stands twice may differ though every layer can be decoded
+    bool isSound = true;
+    for (std::uint32_t i = 0; isSound && i < model.layers().layers.size(); ++i) {
+        const SliceResult result = job::verifyLayer(model, i, [&isSound](SliceFinding&&) {
+            isSound = false;
             return false;
-        }
+        });
+        isSound = isSound && result.isOk();
     }
-    return true;
+    return isSound;
 }
 
 /// The file up to the end of its structure, with the trailer that belongs there.

@@ -516,8 +516,9 @@ SliceResult SliceWriter::State::writeNext(const SliceEncoded::State& layer) {
     const auto record = m_parts.records.begin() + static_cast<std::ptrdiff_t>(index * recordBytes);
     front.assign(record, record + static_cast<std::ptrdiff_t>(recordBytes));
     if (isCtb && recordBytes > 0) {
-        store(front, static_cast<std::size_t>(m_dataOffset), static_cast<std::uint32_t>(data), LittleEndian);
-        store(front, static_cast<std::size_t>(m_dataSize), static_cast<std::uint32_t>(size), LittleEndian);
+        // heights, times and places stand in the table, too
+        const auto begin = m_parts.entries.begin() + static_cast<std::ptrdiff_t>(entry);
+        std::copy_n(begin, m_dataSize + static_cast<std::int64_t>(sizeof(std::uint32_t)), front.begin());
         store(front, CTB::kLayerDefBytes, static_cast<std::uint32_t>(CTB::kLayerDefExBytes + codeBytes), LittleEndian);
     }
     SliceResult result = append(front);
@@ -560,7 +561,7 @@ SliceResult SliceWriter::State::seal() {
         tail.insert(tail.end(), m_tail.c_str(), m_tail.c_str() + m_tail.size() + 1);
         result = append(tail);
     } else {
-        result = append(m_parts.seconds);
+        result = append(m_parts.seconds.empty() ? m_parts.seconds : m_parts.records);
     }
     if (!result.isOk()) return result;
     ByteList head = m_parts.head;
