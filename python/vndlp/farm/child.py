@@ -1,4 +1,7 @@
-"""A child process of a worker: a task a line on standard input, its row a line on standard output."""
+"""A child process of a worker: a task a line on standard input, its row a line on standard output.
+
+The first line, without a row, says that it is ready.
+"""
 
 from __future__ import annotations
 
@@ -24,6 +27,7 @@ def main() -> None:
         os._exit(0)
 
     threading.Thread(target=read, daemon=True).start()
+    print("{}", file=rows, flush=True)
     while True:
         print(json.dumps(work_on(tasks.get())), file=rows, flush=True)
 

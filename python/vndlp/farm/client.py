@@ -121,8 +121,16 @@ class Client:
         task = {**job.task, "replace": job.task.get("replace", False) or job.attempts > 1}
         job.worker = worker
         self._jobs[key] = job
+        # a worker is to begin with what came first, which is what `_lost` takes for begun
         job.future = self._client.submit(
-            run, task, self._timeout, key=key, workers=[worker], allow_other_workers=False, pure=False
+            run,
+            task,
+            self._timeout,
+            key=key,
+            workers=[worker],
+            allow_other_workers=False,
+            pure=False,
+            fifo_timeout="0 ms",
         )
         job.future.add_done_callback(self._note)
 
