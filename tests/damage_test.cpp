@@ -8,7 +8,8 @@
 #include "support/files.h"
 #include "support/memory_file.h"
 #include "support/png.h"
-#include "tools/formats/slice_file.h"
+
+#include <vndlp/slice_file.h>
 
 #include <gtest/gtest.h>
 
@@ -23,29 +24,35 @@ void PrintTo(const FileKind& kind, std::ostream* out) { *out << kind.name; }
 
 namespace {
 
-using tools::Section;
-using tools::Trailer;
+/// Bytes of a file that belong together.
+struct Section {
+    long long offset;
+    long long size;
+};
 
 const bool kFull = std::getenv("VNDLP_FULL_SWEEP") != nullptr;
 
 /// Whether `verify` tells of anything.
 bool isReported(const std::string& path) {
-    bool isSound = false;
-    return !failureOf([&] { isSound = tools::verifySliceFile(path).empty(); }).empty() || !isSound;
+    SliceFile file;
+    std::uint64_t errors = 0;
+    return !file.open(path).isOk() || !file.verify(nullptr, nullptr, errors).isOk() || errors > 0;
 }
 
-/// Every layer through the program's reader; false where it gives up.
+/// Every layer through the model; false where one cannot be read.
 bool isReadable(const std::string& path) {
-    const auto readEvery = [&path] {
-        const std::unique_ptr<tools::SliceFile> file = tools::openSliceFile(path);
-        tools::GreyImage image;
-        const bool isSmall = std::int64_t{file->width()} * file->height() < 1 << 20;
-        for (int i = 0; i < file->layerCount(); ++i) {
-            if (!file->hasImages()) file->readShapes(i);
-            if (file->hasImages() && isSmall) file->readLayer(i, image);
-        }
-    };
-    return failureOf(readEvery).empty();
+    SliceFile file;
+    if (!file.open(path).isOk()) return false;
+    const SliceInfo& info = file.info();
+    const std::int64_t pixels = std::int64_t{info.width} * info.height;
+    std::vector<unsigned char> image(static_cast<std::size_t>(pixels < 1 << 20 ? pixels : 0));
+    SliceShapes shapes;
+    for (std::uint32_t i = 0; i < info.layers; ++i) {
+        const bool isImage = info.layerKind == SliceLayers::images;
+        if (!isImage && !file.layerShapes(i, shapes).isOk()) return false;
+        if (isImage && !image.empty() && !file.layerPixels(i, image.data(), 0, image.size()).isOk()) return false;
+    }
+    return true;
 }
 
 /// Whatever kind of file it is, through every reader of the library.
@@ -81,7 +88,9 @@ void readAll(const std::string& path) {
 /// A sound file.
 struct Sample {
     Bytes bytes;
-    Trailer trailer;
+    SliceTrailer trailer;
+
+    bool hasTrailer() const { return trailer.kind != SliceTrailerKind::none; }
     std::vector<Section> pictures;
 
     bool isInPictures(std::size_t offset) const {
@@ -137,24 +146,32 @@ protected:
         const Printed printed;
         const std::string sound = path("sound" + GetParam().ending);
         EXPECT_EQ(GetParam().write(sound), 0);
-        const std::unique_ptr<tools::SliceFile> file = tools::openSliceFile(sound);
-        m_sample = {readFile(sound), file->trailer(), {}};
-        for (const Section& section : file->sections()) {
-            if (section.name == "previews") m_sample.pictures.push_back(section);
-            if (section.name == "layer area table" || section.name == "extended records") addTelling(section);
-            // its terminator is not looked at
-            if (section.name == "tail magic") addTelling({"", section.offset, section.size - 1});
+        SliceFile file;
+        EXPECT_TRUE(file.open(sound).isOk());
+        m_sample = {readFile(sound), {}, {}};
+        EXPECT_TRUE(file.trailer(m_sample.trailer).isOk());
+        SlicePreviewInfo picture;
+        for (std::uint32_t i = 0; file.previewInfo(i, picture).isOk(); ++i) {
+            m_sample.pictures.push_back({picture.offset, picture.bytes});
         }
-        m_layers = static_cast<std::size_t>(file->layerFacts(0).offset);
+        SliceRawField field;
+        for (std::uint64_t i = 0; file.raw(i, field).isOk(); ++i) {
+            const bool isCopied = field.name.rfind("AreaTable.", 0) == 0 || field.name.rfind("LayerDefEx.", 0) == 0;
+            if (isCopied || field.name == "Tail.magic") addTelling({field.offset, field.bytes});
+        }
+        SliceLayerFacts facts;
+        EXPECT_TRUE(file.layerFacts(0, facts).isOk());
+        m_layers = static_cast<std::size_t>(facts.offset);
         if (GetParam().ending == ".vndlpv4") {
             // where previews, table and layers are, and their number; then the offsets of both parameter records
-            for (const Section& place : {Section{"", 50, 16}, {"", 74, 4}, {"", 94, 4}}) addTelling(place);
+            for (const Section& place : {Section{50, 16}, {74, 4}, {94, 4}}) addTelling(place);
         } else {
             // a layer's area, where it has one, and count, and the tag at its end
-            for (int i = 0; i < file->layerCount() && GetParam().ending != ".ctb"; ++i) {
-                const tools::LayerFacts facts = file->layerFacts(i);
-                addTelling({"", facts.offset, facts.area ? 8 : 4});
-                addTelling({"", facts.offset + facts.size - 2, 2});
+            const bool hasAreas = file.raw("AreaTable.0.area", field).isOk();
+            for (std::uint32_t i = 0; i < file.info().layers && GetParam().ending != ".ctb"; ++i) {
+                EXPECT_TRUE(file.layerFacts(i, facts).isOk());
+                addTelling({facts.offset, hasAreas ? 8 : 4});
+                addTelling({facts.offset + facts.bytes - 2, 2});
             }
         }
         m_file.set(m_sample.bytes);
@@ -168,7 +185,7 @@ protected:
         m_file.truncate(sealed);
         CheckSum& sum = CheckSum::instance();
         const std::string path = m_file.path();
-        m_sample.trailer.kind == "xor" ? sum.appendFileSumXor(path.c_str()) : sum.appendFileSumCrc32(path.c_str());
+        m_sample.trailer.kind == SliceTrailerKind::xorSum ? sum.appendFileSumXor(path.c_str()) : sum.appendFileSumCrc32(path.c_str());
     }
 
     /// Tries changes everywhere. \param check takes the offset and whether `verify` told of it.
@@ -233,12 +250,12 @@ TEST_P(Damage, EveryCutAndAddedByteIsReported) {
 
 TEST_P(Damage, NoChangedByteIsAcceptedUnderATrailer) {
     changeEveryByte(false, [&](std::size_t offset, bool reported) {
-        EXPECT_TRUE(reported || !m_sample.trailer.present) << "byte " << offset;
+        EXPECT_TRUE(reported || !m_sample.hasTrailer()) << "byte " << offset;
     });
 }
 
 TEST_P(Damage, BehindARepairedTrailerWhatTheFileContradictsIsReported) {
-    if (!m_sample.trailer.present) return;
+    if (!m_sample.hasTrailer()) return;
     changeEveryByte(true, [&](std::size_t offset, bool reported) {
         EXPECT_TRUE(reported || !isTelling(offset)) << "byte " << offset;
     });
@@ -259,7 +276,7 @@ TEST_P(Damage, OneByteInAHundredAtRandom) {
         }
         m_file.set(bytes);
         const bool reported = isReported(m_file.path());
-        ASSERT_TRUE(reported || !m_sample.trailer.present || bytes == m_sample.bytes);
+        ASSERT_TRUE(reported || !m_sample.hasTrailer() || bytes == m_sample.bytes);
         ASSERT_TRUE(reported || isReadable(m_file.path()));
         readAll(m_file.path());
     }

@@ -37,16 +37,14 @@ std::string failureOfShapes(const std::string& shapes) {
     return test::failureOf([&] { readShapes(shapes); });
 }
 
-LayerShapes sampleShapes() {
-    LayerShapes shapes;
-    shapes.polylines = {{{0, 0, 0}, {900, 0, 0}, {900, 900, 0}, {0, 0, 0}},
-                        {{500, 200, 0}, {400, 100, 0}, {600, 100, 0}, {500, 200, 0}},
-                        {{-5, 7, 0}, {10, 20, 0}}};
-    return shapes;
+Polylines samplePolylines() {
+    return {{{0, 0, 0}, {900, 0, 0}, {900, 900, 0}, {0, 0, 0}},
+            {{500, 200, 0}, {400, 100, 0}, {600, 100, 0}, {500, 200, 0}},
+            {{-5, 7, 0}, {10, 20, 0}}};
 }
 
 TEST(SvgWrite, ADrawingHoldsTheFilesNumbers) {
-    EXPECT_EQ(svgOf(sampleShapes(), {{0, 0, 2000, 1000}, true}),
+    EXPECT_EQ(svgOf(shapesOf(samplePolylines()), {{0, 0, 2000, 1000}, true}),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
               "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"2mm\" height=\"1mm\" viewBox=\"0 -1000 2000 1000\">\n"
               "<g transform=\"scale(1 -1)\">\n"
@@ -61,8 +59,8 @@ TEST(SvgWrite, ADrawingHoldsTheFilesNumbers) {
 TEST(SvgWrite, WhatIsWrittenIsReadBack) {
     for (const bool isMicrometres : {true, false}) {
         for (const Box& box : {Box{0, 0, 2000, 1000}, {-700, -300, 900, 900}}) {
-            EXPECT_EQ(pointsOf(read(svgOf(sampleShapes(), {box, isMicrometres})).polylines),
-                      pointsOf(sampleShapes().polylines));
+            EXPECT_EQ(pointsOf(read(svgOf(shapesOf(samplePolylines()), {box, isMicrometres})).polylines),
+                      pointsOf(samplePolylines()));
         }
     }
 }

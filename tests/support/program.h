@@ -70,16 +70,6 @@ inline nlohmann::json infoOf(const std::string& file) {
     return nlohmann::json::parse(runProgram("info " + file + " --json --layers").output);
 }
 
-/// The sections of a file lie one behind the other and fill it.
-inline void expectSectionsFill(const nlohmann::json& info, const std::string& file) {
-    std::uintmax_t end = 0;
-    for (const auto& section : info["sections"]) {
-        EXPECT_EQ(section["offset"], end) << section;
-        end += section["size"].get<std::uintmax_t>();
-    }
-    EXPECT_EQ(end, std::filesystem::file_size(file));
-}
-
 /// As `verify` tells where it found something.
 inline std::string placeOf(const std::string& file, std::size_t offset) {
     char text[64];

@@ -2,8 +2,12 @@
 #include "tools/base/output_file.h"
 #include "tools/base/terminal.h"
 #include "tools/commands/command.h"
-#include "tools/formats/v4_file.h"
 #include "tools/images/transform.h"
+#include "tools/jobs/names.h"
+#include "tools/jobs/source.h"
+
+#include <vndlp/calibration.h>
+#include <vndlp/v4.h>
 
 #include <algorithm>
 #include <cmath>
@@ -13,6 +17,10 @@ namespace vndlp::tools {
 namespace {
 
 constexpr int kPictureWidth = 1512;
+
+/// The screen the bead field lies behind, pixels.
+constexpr std::uint32_t kFieldWidth = 15120;
+constexpr std::uint32_t kFieldHeight = 6230;
 
 struct Colour {
     unsigned char red, green, blue;
@@ -116,20 +124,38 @@ struct BeadsOptions {
 };
 
 int beads(const BeadsOptions& options) {
-    if (!isV4File(options.file)) throw Failure(options.file + ": not a V4 file; only those have bead masks");
-    V4File file(options.file);
-    const int index = static_cast<int>(options.layer.value_or(0));
-    if (index >= file.layerCount()) {
-        throw UsageFailure(options.file + ": has no layer " + std::to_string(index) + ", its layers are 0 to " +
-                      std::to_string(file.layerCount() - 1));
+    const SliceFile file = openSlices(options.file);
+    const SliceInfo& info = file.info();
+    if (info.format != SliceFormat::vndlpv4) {
+        throw Failure(options.file + ": not a V4 file; only those have bead masks");
     }
-    bool stored = false;
-    const std::vector<unsigned char> mask = file.beadMask(index, stored);
+    const auto index = static_cast<std::uint32_t>(options.layer.value_or(0));
+    if (index >= info.layers) {
+        throw UsageFailure(options.file + ": has no layer " + std::to_string(index) + ", its layers are 0 to " +
+                           std::to_string(static_cast<long long>(info.layers) - 1));
+    }
     VNDLPV4::LampBeadCal field;
     field.m_printBuild = false;
     VNDLPV4::initPrinterBeadField(field);
-    GreyImage layer;
-    file.readLayer(index, layer);
+    std::vector<unsigned char> mask;
+    require(options.file, file.layerBeads(index, mask));
+    const bool stored = !mask.empty();
+    if (!stored) {
+        SliceLayerData data;
+        require(options.file, file.layerData(index, data));
+        mask = VNDLPV4::LayerDef::beadMaskOfCode(data.bytes, info.width, field);
+    }
+    GreyImage layer{static_cast<int>(info.width), static_cast<int>(info.height), {}};
+    if (std::int64_t{info.width} * info.height > kMaxGreyPixels) {
+        throw Failure(options.file + ": its screen is too large for a picture");
+    }
+    layer.pixels.resize(static_cast<std::size_t>(info.width) * info.height);
+    require(options.file, file.layerPixels(index, layer.pixels.data(), 0, layer.pixels.size()));
+    if (info.width != kFieldWidth || info.height != kFieldHeight) {
+        printNote(options.file + ": the bead field lies behind a screen of " + std::to_string(kFieldWidth) + " x " +
+                  std::to_string(kFieldHeight) + " pixels, not behind this one of " + std::to_string(info.width) +
+                  " x " + std::to_string(info.height));
+    }
     BeadPicture picture(layer);
     const std::vector<std::vector<VNDLPV4::GeoPoint>> outlines = field.getLampMask();
     std::size_t lit = 0;
@@ -144,7 +170,7 @@ int beads(const BeadsOptions& options) {
     }
     const std::vector<unsigned char> png = encodePng(picture.picture());
     writeWholeFile(options.output, png.data(), png.size(), options.force);
-    printResult(printable(options.output) + ": layer " + std::to_string(index) + ", " + std::to_string(lit) + " of " +
+    printRemark(printable(options.output) + ": layer " + std::to_string(index) + ", " + std::to_string(lit) + " of " +
                 std::to_string(outlines.size()) + " beads lit, mask " +
                 (stored ? "as stored in the file" : "worked out from the layer (the file has none)") + "\n");
     return kSuccess;
@@ -162,7 +188,12 @@ public:
         syntax.flag("-f,--force", m_options.force, "replace an existing PNG");
         syntax.footer("Example:\n  vndlp beads tower.vndlpv4 --layer 50 -o mask.png");
     }
-    int run() override { return beads(m_options); }
+    int run() override {
+        if (!endsWithIgnoringCase(m_options.output, ".png")) {
+            throw UsageFailure(m_options.output + ": is written as PNG; its name must end in .png");
+        }
+        return beads(m_options);
+    }
 
 private:
     BeadsOptions m_options;

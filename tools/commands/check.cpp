@@ -1,5 +1,6 @@
 #include "tools/base/failure.h"
 #include "tools/base/pipeline.h"
+#include "tools/base/printer.h"
 #include "tools/base/terminal.h"
 #include "tools/base/text.h"
 #include "tools/commands/command.h"
@@ -92,6 +93,7 @@ public:
         syntax.number("--overhang-um", m_overhang, 0, kMostUm,
                       "farthest step over the layer below; without it 200 or 4 layer heights");
         syntax.text("--area-jump", m_jump, "FACTOR,CM2: areas that grow by more than both; 4,10 without it");
+        syntax.text("--printer", m_printer, "printer by name (`vndlp printers`) or file");
         syntax.text("--profile", m_profile, "printer profile, a JSON object of settings");
         syntax.texts("--set", m_assignments, "one setting, key=value, as for convert");
         syntax.threads(m_threads);
@@ -102,6 +104,13 @@ public:
     }
 
     int run() override {
+        if (!m_printer.empty()) {
+            const Printer printer = findPrinter(m_printer);
+            useConstants(printer);
+            m_wished.take(printer.settings);
+        }
+        if (!m_profile.empty()) m_wished.take(readPrinter(m_profile, Origin::profile).settings);
+        for (const std::string& assignment : m_assignments) m_wished.setOption(assignment);
         CheckOptions options;
         if (!m_only.empty()) options.kinds = parseKinds(m_only);
         if (!m_jump.empty()) parseJump(m_jump, options);
@@ -115,7 +124,7 @@ public:
 
 private:
     int checkOne(const std::string& file, const CheckOptions& options) {
-        const CheckSource source(file, m_profile, m_assignments, options.threshold);
+        const CheckSource source(file, m_wished, options.threshold);
         for (const std::string& note : source.notes()) printNote(note);
         JobCheck check(source.job(), options);
         ProgressBar bar("checking", source.layerCount());
@@ -167,7 +176,9 @@ private:
     std::optional<long long> m_margin;
     std::optional<double> m_overhang;
     std::string m_jump;
+    std::string m_printer;
     std::string m_profile;
+    PrintSettings m_wished;
     std::vector<std::string> m_assignments;
     std::optional<long long> m_threads;
 };

@@ -82,6 +82,9 @@ std::unique_ptr<Command> makeEstimate();
 std::unique_ptr<Command> makeExtract();
 std::unique_ptr<Command> makeInfo();
 std::unique_ptr<Command> makeMachines();
+std::unique_ptr<Command> makePrinters();
+std::unique_ptr<Command> makeRepair();
+std::unique_ptr<Command> makeSet();
 std::unique_ptr<Command> makeVerify();
 
 /// Threads for the value of `Syntax::threads`.

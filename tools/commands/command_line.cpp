@@ -41,13 +41,8 @@ public:
     }
     void choiceOrPlain(const std::string& names, std::string& value, const std::vector<std::string>& choices,
                        const std::string& plain, const std::string& help) override {
-        std::string shown = help + "; {";
-        for (const std::string& one : choices) shown += (one == choices.front() ? "" : ",") + one;
-        m_app.add_flag(names + "{" + plain + "}", value, shown + "}");
-        m_checks.push_back([&value, choices, names] {
-            if (value.empty() || std::find(choices.begin(), choices.end(), value) != choices.end()) return;
-            throw UsageFailure(lastName(names) + ": " + value + " is none of its values");
-        });
+        m_app.add_option(names, value, help)->check(CLI::IsMember(choices));
+        m_plain.emplace_back(lastName(names), plain);
     }
     void number(const std::string& names, std::optional<double>& value, double low, double high,
                 const std::string& help) override {
@@ -81,6 +76,15 @@ public:
     void require(const std::string& name) override { m_app.get_option(name)->required(); }
     void footer(const std::string& text) override { m_app.footer(text); }
 
+    /// An option without a value gets its plain one, so that it takes no word behind it.
+    void completePlain(std::vector<std::string>& words) const {
+        for (std::string& word : words) {
+            for (const auto& [option, plain] : m_plain) {
+                if (word == option) word += "=" + plain;
+            }
+        }
+    }
+
     /// Reads what could not be read before all options were known. Throws UsageFailure.
     void finish() const {
         for (const auto& check : m_checks) check();
@@ -99,6 +103,7 @@ private:
 
     CLI::App& m_app;
     std::vector<std::function<void()>> m_checks;
+    std::vector<std::pair<std::string, std::string>> m_plain;
 };
 
 std::vector<std::string> commandNames() {
@@ -137,8 +142,11 @@ public:
 
     int run(int argc, char** argv) {
         findCommand(argc, argv);
+        std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+        for (const auto& syntax : m_syntaxes) syntax->completePlain(words);
+        std::reverse(words.begin(), words.end());  // as the parser wants them
         try {
-            m_app.parse(argc, argv);
+            m_app.parse(std::move(words));
         } catch (const CLI::CallForHelp&) {
             printResult(m_app.help());
             return kSuccess;

@@ -1,16 +1,15 @@
-#include "tools/base/failure.h"
 #include "tools/base/output_file.h"
 #include "tools/base/pipeline.h"
 #include "tools/base/terminal.h"
 #include "tools/commands/command.h"
-#include "tools/formats/slice_file.h"
-#include "tools/formats/slice_output.h"
-#include "tools/images/transform.h"
-#include "tools/jobs/input.h"
+#include "tools/commands/conversion.h"
 
-#include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <map>
 
 namespace vndlp::tools {
 
@@ -18,209 +17,153 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct ConvertOptions {
-    std::string input;
-    std::string output;
-    std::string profile;
-    std::vector<std::string> assignments;
-    std::vector<std::string> previews;
-    Orientation orientation;
-    double toleranceUm = -1;  ///< of traced outlines; negative: the output's own
-    int threads = 0;          ///< 0: one a core
-    bool force = false;
-};
-
-constexpr double kAssumedPixelMm = 0.05;
-constexpr std::size_t kMostPictures = 3;
-constexpr int kPreviewSide = 290;
-
 std::vector<unsigned char> readWholeFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) throw Failure(path + ": cannot be opened");
+    if (!file) throw Failure(path + ": cannot be opened: " + reasonOf(errno));
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-/// The pictures for the previews: the user's, else the job's, else one of the middle layer.
-std::vector<ColourImage> choosePictures(const ConvertOptions& options, Input& input) {
-    std::vector<ColourImage> pictures;
-    for (const std::string& path : options.previews) pictures.push_back(decodeColour(readWholeFile(path), path));
-    if (pictures.empty()) pictures = std::move(input.pictures);
-    if (pictures.size() > kMostPictures) pictures.resize(kMostPictures);
-    if (!pictures.empty()) return pictures;
-    GreyImage middle;
-    input.readLayer(input.layerCount / 2, middle);
-    pictures.push_back(renderLayerPreview(middle, kPreviewSide, kPreviewSide));
-    return pictures;
-}
-
-/// Completes the settings and holds the screen's size against the images'.
-void completeSettings(const ConvertOptions& options, int width, int height, Input& input) {
-    PrintSettings& s = input.settings;
-    if (!options.profile.empty()) applyProfile(options.profile, s);
-    for (const std::string& assignment : options.assignments) applyOption(assignment, s);
-    for (const auto& [key, pixels] : {std::pair{"resolution_x", width}, {"resolution_y", height}}) {
-        // geometry fits a screen of any number of pixels
-        if (input.readOutlines && s.has(key)) continue;
-        if (input.readOutlines) {
-            input.notes.push_back(std::string(key) + " = " + std::to_string(pixels) + ", taking pixels of " +
-                                  shortNumber(kAssumedPixelMm) + " mm");
-        }
-        if (s.has(key) && s.origin(key) > Origin::job && s.whole(key) != pixels) {
-            throw Failure(options.input + ": layers are " + std::to_string(width) + " x " + std::to_string(height) +
-                          " pixels, but " + key + " is set to " + s.text(key) + "; --rotate 90 turns them");
-        }
-        s.set(key, pixels, Origin::option, options.input);
-    }
-    for (const auto& [key, pixels] : {std::pair{"display_width_mm", width}, {"display_height_mm", height}}) {
-        if (s.has(key)) continue;
-        s.set(key, pixels * kAssumedPixelMm, Origin::assumed, options.input);
-        input.notes.push_back(std::string(key) + " = " + s.text(key) + " mm, taking pixels of " +
-                              shortNumber(kAssumedPixelMm) + " mm");
-    }
-    const std::vector<std::string> assumed = s.assumeTheRest();
-    input.notes.insert(input.notes.end(), assumed.begin(), assumed.end());
-    for (const char* key : {"light_off_s", "bottom_exposure_s", "bottom_lift_mm", "lift_mm"}) {
-        if (s.number(key) == s.whole(key)) continue;
-        input.notes.push_back(std::string(key) + " = " + s.text(key) + " is stored as " + std::to_string(s.whole(key)) +
-                              " where the format has whole numbers only");
-    }
-}
-
-/// What cannot go together, in one sentence; empty when all can.
-std::string usageProblem(const ConvertOptions& options, const Input& input, const SliceOutput& output) {
-    const bool isTurned =
-        options.orientation.mirrorX || options.orientation.mirrorY || options.orientation.clockwiseTurns != 0;
-    if (input.readOutlines && !output.holdsOutlines()) {
-        return options.input + ": its layers are geometry, which only .vnline files hold";
-    }
-    if (input.readOutlines && isTurned) return "--mirror and --rotate turn images, not geometry";
-    if (options.toleranceUm < 0) return {};
-    if (!output.holdsOutlines()) return "--tolerance is for .vnline files, whose layers are outlines";
-    return input.readOutlines ? "--tolerance is for images, which are traced" : std::string();
-}
-
-/// Reads a layer and makes of it what the output takes.
-EncodedLayer encodeLayer(const ConvertOptions& options, const Input& input, SliceOutput& output, int index,
-                         GreyImage& image) {
-    EncodedLayer layer;
-    if (input.readOutlines) {
-        layer.outlines = input.readOutlines(index);
-        return layer;
-    }
-    input.readLayer(index, image);
-    transform(image, options.orientation);
-    return output.encode(index, image);
-}
-
-/// A quarter turn exchanges the display's sides like the image's.
-void turnDisplay(PrintSettings& s) {
-    if (!s.has("display_width_mm") || !s.has("display_height_mm")) return;
-    const double width = s.number("display_width_mm");
-    s.set("display_width_mm", s.number("display_height_mm"), Origin::job, "--rotate");
-    s.set("display_height_mm", width, Origin::job, "--rotate");
-}
-
-void refuseOwnInput(const ConvertOptions& options) {
-    std::error_code ignored;
-    if (fs::equivalent(options.input, options.output, ignored)) {
-        throw Failure(options.output + ": is the input itself; choose another name");
-    }
-}
-
-/// Reads the finished file back: what cannot be verified does not get its name.
-void verifyFinished(const std::string& temporary, const std::string& path) {
-    const std::unique_ptr<SliceFile> file = openSliceFile(temporary);
-    const Trailer trailer = file->trailer();
-    if (trailer.present && !trailer.matches) {
-        throw Failure(path + ": the file read back differs from the file written; the disk may be failing");
-    }
-}
-
-std::string summary(const ConvertOptions& options, const Input& input, int width, int height) {
-    std::error_code ignored;
-    const auto bytes = fs::file_size(options.output, ignored);
-    return printable(options.output) + ": " + std::to_string(input.layerCount) + " layers of " + std::to_string(width) + " x " +
-           std::to_string(height) + ", " + humanBytes(bytes) + "\n";
-}
-
-int convert(const ConvertOptions& options) {
-    Input input = openInput(options.input);
-    refuseOwnInput(options);
-    PendingFile pending(options.output, options.force);
-    const std::unique_ptr<SliceOutput> output = createSliceOutput(options.output, pending.temporaryPath());
-    if (output == nullptr) {
-        throw UsageFailure(options.output + ": unknown output format; the name must end in one of " + writableEndings());
-    }
-    const std::string problem = usageProblem(options, input, *output);
-    if (!problem.empty()) throw UsageFailure(problem);
-
-    OutputJob job;
-    const bool turned = options.orientation.swapsSides();
-    job.width = turned ? input.height : input.width;
-    job.height = turned ? input.width : input.height;
-    job.layerCount = input.layerCount;
-    job.threads = threadCount(options.threads);
-    if (turned) turnDisplay(input.settings);
-    completeSettings(options, job.width, job.height, input);
-    for (const std::string& note : input.notes) printNote(note);
-    job.settings = input.settings;
-    job.width = job.settings.whole("resolution_x");
-    job.height = job.settings.whole("resolution_y");
-    job.toleranceUm = options.toleranceUm;
-    job.pictures = choosePictures(options, input);
-    output->begin(job);
-
-    ProgressBar bar("converting", job.layerCount);
-    runOrdered<GreyImage, EncodedLayer>(
-        job.layerCount, job.threads,
-        [&](int index, GreyImage& image) {
-            return encodeLayer(options, input, *output, index, image);
-        },
-        [&](int index, EncodedLayer&& layer) {
-            output->write(index, std::move(layer));
-            bar.advanceTo(index + 1);
-        });
-    output->finish();
-    verifyFinished(pending.temporaryPath(), options.output);
-    pending.commit();
-    printRemark(summary(options, input, job.width, job.height));
-    return kSuccess;
+/// The key that SOURCE_DATE_EPOCH makes: never 0, which would leave layers unscrambled. Throws UsageFailure.
+std::optional<std::uint32_t> keyOfDate() {
+    const char* const text = std::getenv("SOURCE_DATE_EPOCH");
+    if (text == nullptr || *text == '\0') return std::nullopt;
+    const std::string digits = text;
+    std::uint64_t seconds = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [stopped, error] = std::from_chars(digits.data(), end, seconds);
+    if (error != std::errc() || stopped != end) throw UsageFailure("SOURCE_DATE_EPOCH=" + digits + ": is no number");
+    const auto key = static_cast<std::uint32_t>(seconds ^ seconds >> 32);
+    return key == 0 ? 1 : key;
 }
 
 class Convert : public Command {
 public:
     void describe(Syntax& syntax) override {
-        syntax.word("INPUT", m_options.input,
-                    "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers or SVG drawings, or slice file");
-        syntax.word("OUTPUT", m_options.output,
-                    "file to write; its ending (" + writableEndings() + ") chooses the format");
-        syntax.text("--profile", m_options.profile, "printer profile, a JSON object of settings");
-        syntax.texts("--set", m_options.assignments, "one setting, key=value");
-        syntax.texts("--preview", m_options.previews, "PNG for the previews, smallest first; up to three");
+        constexpr double kMostUm = 1e6;
+        constexpr long long kMostKey = 4294967295;
+        syntax.words("INPUT... OUTPUT", m_words,
+                     "SL1 job (.sl1, .sl1s, .zip), folder or zip of PNG layers or SVG drawings, or slice file; and the "
+                     "file to write, whose ending (" +
+                         writableEndings() + ") chooses the format");
+        syntax.text("--to", m_ending, "format of many outputs, such as .ctb; all words are inputs then");
+        syntax.text("-o,--output", m_folder, "with --to: folder for the outputs; made if missing");
+        syntax.text("--printer", m_printer, "printer by name (`vndlp printers`) or file; checks that the job fits it");
+        syntax.text("--profile", m_profile, "printer profile, a JSON object of settings");
+        syntax.texts("--set", m_assignments, "one setting, key=value");
+        syntax.texts("--preview", m_previews, "PNG for the previews, smallest first; up to three");
         syntax.choice("--mirror", m_mirror, {"x", "y", "xy"}, "mirror layers along x or y");
-        syntax.choice("--rotate", m_rotate, {"90", "180", "270"},
-                      "turn layers clockwise by 90, 180 or 270 degrees");
-        syntax.number("--tolerance", m_tolerance, 0, 1e6,
+        syntax.choice("--rotate", m_rotate, {"90", "180", "270"}, "turn layers clockwise by so many degrees");
+        syntax.flag("--pad", m_pads, "set layers into the middle of the printer's larger screen");
+        syntax.text("--resolution", m_resolution, "line files to images: pixels of the screen, WxH; else the file's own");
+        syntax.number("--tolerance", m_tolerance, 0, kMostUm,
                       ".vnline: how far outlines may lie off, in micrometres; an eighth of a pixel without it");
+        syntax.choiceOrPlain("--salvage", m_salvage, {"blank", "previous"}, "blank",
+                             "go on with a damaged input; what takes the place of layers that cannot be read");
+        syntax.whole("--key", m_key, 0, kMostKey, ".ctb: key of the scrambling; 0 leaves layers unscrambled");
         syntax.threads(m_threads);
-        syntax.flag("-f,--force", m_options.force, "replace an existing OUTPUT");
+        syntax.flag("-f,--force", m_plan.force, "replace existing outputs");
         syntax.footer(settingsHelp() +
                       "\nExample:\n  vndlp convert tower.sl1 tower.vndlp --set machine=M01 --set lift_mm=7");
     }
+
     int run() override {
-        m_options.orientation.mirrorX = m_mirror.find('x') != std::string::npos;
-        m_options.orientation.mirrorY = m_mirror.find('y') != std::string::npos;
-        m_options.orientation.clockwiseTurns = m_rotate.empty() ? 0 : std::stoi(m_rotate) / 90;
-        m_options.toleranceUm = m_tolerance.value_or(-1);
-        m_options.threads = threadsOf(m_threads);
-        return convert(m_options);
+        makePlan();
+        pairFiles();
+        if (m_outputs.size() == 1) {
+            convertOne(m_outputs[0].first, m_outputs[0].second, m_plan);
+            return kSuccess;
+        }
+        std::vector<std::string> inputs;
+        for (const auto& [input, output] : m_outputs) inputs.push_back(input);
+        std::size_t next = 0;
+        return forEachFile(inputs, [&](const std::string& input) {
+            convertOne(input, m_outputs[next++].second, m_plan);
+            return kSuccess;
+        });
     }
 
 private:
-    ConvertOptions m_options;
+    void makePlan() {
+        if (!m_printer.empty()) {
+            m_plan.printer = findPrinter(m_printer);
+            m_plan.settings.take(m_plan.printer->settings);
+            m_plan.key = m_plan.printer->key;
+            useConstants(*m_plan.printer);
+        }
+        if (!m_profile.empty()) {
+            m_plan.profile = readPrinter(m_profile, Origin::profile);
+            m_plan.settings.take(m_plan.profile->settings);
+            if (m_plan.profile->key) m_plan.key = m_plan.profile->key;
+            useConstants(*m_plan.profile);
+        }
+        for (const std::string& assignment : m_assignments) m_plan.settings.setOption(assignment);
+        constexpr std::size_t kMostPictures = 3;
+        if (m_previews.size() > kMostPictures) throw UsageFailure("--preview: three pictures at most");
+        m_plan.mirror = m_mirror;
+        m_plan.orientation.mirrorX = m_mirror.find('x') != std::string::npos;
+        m_plan.orientation.mirrorY = m_mirror.find('y') != std::string::npos;
+        m_plan.orientation.clockwiseTurns = m_rotate.empty() ? 0 : std::stoi(m_rotate) / 90;
+        m_plan.pads = m_pads;
+        if (m_pads && !(m_plan.settings.has("resolution_x") && m_plan.settings.has("resolution_y"))) {
+            throw UsageFailure("--pad: the screen is not known; give --printer, or set resolution_x and resolution_y");
+        }
+        if (!m_resolution.empty()) m_plan.resolution = parseResolution(m_resolution);
+        m_plan.toleranceUm = m_tolerance;
+        if (m_salvage == "blank") m_plan.salvage = SliceSalvage::blank;
+        if (m_salvage == "previous") m_plan.salvage = SliceSalvage::previous;
+        if (m_key) m_plan.key = static_cast<std::uint32_t>(*m_key);
+        m_plan.date = keyOfDate();
+        m_plan.threads = threadsOf(m_threads);
+    }
+
+    /// Pairs inputs with outputs, and refuses what the names say wrongly.
+    void pairFiles() {
+        if (m_ending.empty()) {
+            if (!m_folder.empty()) throw UsageFailure("-o: needs --to, the format of the outputs");
+            if (m_words.size() != 2) throw UsageFailure("convert: takes INPUT and OUTPUT, or --to and a folder");
+            m_outputs.emplace_back(m_words[0], m_words[1]);
+        } else {
+            if (m_folder.empty()) throw UsageFailure("--to: needs -o, the folder of the outputs");
+            const std::string ending = m_ending.starts_with('.') ? m_ending : "." + m_ending;
+            for (const std::string& input : m_words) {
+                std::string stem = fs::path(input).has_filename() ? fs::path(input).stem().string()
+                                                                 : fs::path(input).parent_path().stem().string();
+                m_outputs.emplace_back(input, (fs::path(m_folder) / (stem + ending)).string());
+            }
+        }
+        std::map<std::string, std::string> taken;
+        for (const auto& [input, output] : m_outputs) {
+            if (output == "-") throw UsageFailure("-: a slice file cannot be written to standard output");
+            if (outputKindOf(output) == OutputKind::none) {
+                throw UsageFailure(output + ": unknown output format; the name must end in one of " +
+                                   writableEndings());
+            }
+            if (m_key && !output.empty() && sliceFormatOfPath(output) != SliceFormat::ctb) {
+                throw UsageFailure("--key: is for .ctb files; " + output + " has none");
+            }
+            const auto [first, isNew] = taken.emplace(output, input);
+            if (!isNew) throw UsageFailure(output + ": is the output of both " + first->second + " and " + input);
+        }
+        for (const std::string& path : m_previews) m_plan.previews.push_back(decodeColour(readWholeFile(path), path));
+        if (!m_folder.empty()) makeFolder(m_folder);
+    }
+
+    ConversionPlan m_plan;
+    std::vector<std::pair<std::string, std::string>> m_outputs;
+    std::vector<std::string> m_words;
+    std::string m_ending;
+    std::string m_folder;
+    std::string m_printer;
+    std::string m_profile;
+    std::vector<std::string> m_assignments;
+    std::vector<std::string> m_previews;
     std::string m_mirror;
     std::string m_rotate;
+    bool m_pads = false;
+    std::string m_resolution;
     std::optional<double> m_tolerance;
+    std::string m_salvage;
+    std::optional<long long> m_key;
     std::optional<long long> m_threads;
 };
 

@@ -41,6 +41,26 @@ bool isInside(double x, double y, const Polyline& p) {
 
 }  // namespace
 
+SliceShapes shapesOf(const Polylines& polylines) {
+    SliceShapes shapes;
+    for (const Polyline& polyline : polylines) {
+        for (const Vec3i& point : polyline) shapes.points.insert(shapes.points.end(), {point.x, point.y});
+        shapes.pathEnds.push_back(static_cast<std::uint32_t>(shapes.points.size() / 2));
+    }
+    return shapes;
+}
+
+Polylines polylinesOf(const SliceShapes& shapes) {
+    Polylines polylines;
+    std::size_t point = 0;
+    for (const std::uint32_t end : shapes.pathEnds) {
+        Polyline polyline;
+        for (; point < end; ++point) polyline.push_back({shapes.points[2 * point], shapes.points[2 * point + 1], 0});
+        polylines.push_back(std::move(polyline));
+    }
+    return polylines;
+}
+
 bool isClosed(const Polyline& p) { return p.size() > 2 && p.front().x == p.back().x && p.front().y == p.back().y; }
 
 void Box::add(double x, double y) {

@@ -9,6 +9,7 @@
 #include "tools/images/png.h"
 
 #include <vndlp/image.h>
+#include <vndlp/slice_file.h>
 
 #include <vector>
 
@@ -22,6 +23,11 @@ struct OutlineLayer {
     Polylines polylines;
     double areaUm2 = 0;
 };
+
+/// Polylines as the library's model has them.
+SliceShapes shapesOf(const Polylines& polylines);
+/// The other way; none for a mesh.
+Polylines polylinesOf(const SliceShapes& shapes);
 
 bool isClosed(const Polyline& polyline);
 

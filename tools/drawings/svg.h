@@ -3,7 +3,6 @@
 #pragma once
 
 #include "tools/drawings/polylines.h"
-#include "tools/formats/slice_file.h"
 
 #include <span>
 #include <string>
@@ -25,7 +24,7 @@ SvgFrame frameFor(const Box& screenUm, const Box& bounds);
 ///
 /// Closed polylines are closed subpaths, filled even-odd; open ones are drawn; vertices of a mesh are dots, those that
 /// are no numbers left out.
-std::string svgOf(const LayerShapes& shapes, const SvgFrame& frame);
+std::string svgOf(const SliceShapes& shapes, const SvgFrame& frame);
 
 /// A drawing read as a layer, in micrometres from its lower left corner, y up.
 struct SvgDrawing {

@@ -1,5 +1,7 @@
 #include "tools/drawings/svg.h"
 
+#include "tools/base/text.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -53,12 +55,13 @@ void addPolylines(const Polylines& polylines, const std::string& stroke, std::st
     if (inPath) out += "\"/>\n";
 }
 
-void addVertices(const std::vector<Vec2>& vertices, const std::string& stroke, std::string& out) {
+/// \param vertices x, y of each.
+void addVertices(const std::vector<float>& vertices, const std::string& stroke, std::string& out) {
     if (vertices.empty()) return;
     out += "<path fill=\"none\" stroke=\"#333\" stroke-linecap=\"round\" stroke-width=\"" + stroke + "\" d=\"";
-    for (const Vec2& v : vertices) {
-        if (!std::isfinite(v.x) || !std::isfinite(v.y)) continue;
-        out += 'M' + numberText(v.x) + ' ' + numberText(v.y) + "h0\n";
+    for (std::size_t i = 0; i + 1 < vertices.size(); i += 2) {
+        if (!std::isfinite(vertices[i]) || !std::isfinite(vertices[i + 1])) continue;
+        out += 'M' + numberText(vertices[i]) + ' ' + numberText(vertices[i + 1]) + "h0\n";
     }
     out += "\"/>\n";
 }
@@ -73,7 +76,7 @@ SvgFrame frameFor(const Box& screenUm, const Box& bounds) {
             false};
 }
 
-std::string svgOf(const LayerShapes& shapes, const SvgFrame& frame) {
+std::string svgOf(const SliceShapes& shapes, const SvgFrame& frame) {
     const double width = frame.box.maxX - frame.box.minX;
     const double height = frame.box.maxY - frame.box.minY;
     const std::string stroke = numberText(std::max(width, height) / 1000);
@@ -84,7 +87,7 @@ std::string svgOf(const LayerShapes& shapes, const SvgFrame& frame) {
     out += " viewBox=\"" + numberText(frame.box.minX) + ' ' + numberText(-frame.box.maxY) + ' ' + numberText(width) +
            ' ' + numberText(height) + "\">\n";
     out += "<g transform=\"scale(1 -1)\">\n";
-    addPolylines(shapes.polylines, stroke, out);
+    addPolylines(polylinesOf(shapes), stroke, out);
     addVertices(shapes.vertices, stroke, out);
     return out + "</g>\n</svg>\n";
 }

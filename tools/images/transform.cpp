@@ -182,6 +182,18 @@ ColourImage resizeColour(const ColourImage& image, int width, int height) {
     });
 }
 
+void shrink(GreyImage& image, int longerSide) {
+    if (std::max(image.width, image.height) <= longerSide) return;
+    const Size size = fitInto(image.width, image.height, {longerSide, longerSide});
+    const std::vector<float> average =
+        areaAverage<1>([&image](int y) { return image.row(y); }, image.width, image.height, size,
+                       [](const unsigned char* pixel, float* values) { values[0] = *pixel; });
+    GreyImage small{size.width, size.height, {}};
+    small.pixels.resize(average.size());
+    std::transform(average.begin(), average.end(), small.pixels.begin(), toByte);
+    image = std::move(small);
+}
+
 ColourImage renderLayerPreview(const GreyImage& layer, int width, int height) {
     constexpr float kScreen[3] = {40, 40, 44};
     constexpr float kCured[3] = {235, 240, 255};

@@ -23,6 +23,10 @@ void transform(GreyImage& image, const Orientation& orientation);
 /// \param width, height at least 1.
 ColourImage resizeColour(const ColourImage& image, int width, int height);
 
+/// Scales an image down so that its longer side has `longerSide` pixels, every pixel the average of the area it covers; a
+/// smaller image is left as it is.
+void shrink(GreyImage& image, int longerSide);
+
 /// A picture of a layer for a printer's display: the screen in dark grey, cured parts light, scaled and centred as by
 /// `resizeColour`.
 /// \param width, height at least 1.

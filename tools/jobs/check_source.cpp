@@ -2,8 +2,10 @@
 
 #include "tools/base/failure.h"
 #include "tools/base/text.h"
+#include "tools/drawings/polylines.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace vndlp::tools {
@@ -49,33 +51,30 @@ GreyImage blackImage(const CheckJob& job) {
 
 }  // namespace
 
-CheckSource::CheckSource(const std::string& path, const std::string& profile,
-                         const std::vector<std::string>& assignments, int threshold)
-    : m_path(path), m_threshold(threshold) {
-    PrintSettings wished;
-    if (!profile.empty()) applyProfile(profile, wished);
-    for (const std::string& assignment : assignments) applyOption(assignment, wished);
-    if (m_file.open(path).isOk()) {
+CheckSource::CheckSource(const std::string& path, const PrintSettings& wished, int threshold)
+    : m_path(path), m_source(openSource(path)), m_threshold(threshold) {
+    if (!m_source.isJob()) {
         openFile();
     } else {
         openJob();
     }
     take(wished);
     // the screen of a profile is the printer's; that of the file is the job's own
-    m_job.printerWidth = wished.has("resolution_x") ? static_cast<std::uint32_t>(wished.whole("resolution_x")) : 0;
-    m_job.printerHeight = wished.has("resolution_y") ? static_cast<std::uint32_t>(wished.whole("resolution_y")) : 0;
+    m_job.printerWidth = wished.has("resolution_x") ? static_cast<std::uint32_t>(wished.number("resolution_x")) : 0;
+    m_job.printerHeight = wished.has("resolution_y") ? static_cast<std::uint32_t>(wished.number("resolution_y")) : 0;
     if (m_job.printerWidth == 0) m_job.printerWidth = m_job.width;
     if (m_job.printerHeight == 0) m_job.printerHeight = m_job.height;
     assumeTheRest();
 }
 
 void CheckSource::openFile() {
-    const SliceInfo& info = m_file.info();
+    const SliceFile& file = *m_source.file;
+    const SliceInfo& info = file.info();
     SliceHeadState state;
-    SliceResult result = m_file.headState(state);
+    SliceResult result = file.headState(state);
     if (!result.isOk()) fail(result);
     if (!state.isWhole) fail({SliceCode::damaged, 0, -1, state.offset, state.text});
-    m_job = checkJobOf(m_file);
+    m_job = checkJobOf(file);
     m_layerCount = static_cast<int>(info.layers);
     if (!(info.pixelXUm > 0)) m_job.pixelXUm = 0;
     if (!(info.pixelYUm > 0)) m_job.pixelYUm = 0;
@@ -85,13 +84,12 @@ void CheckSource::openFile() {
 }
 
 void CheckSource::openJob() {
-    m_input = openInput(m_path);
-    m_layerCount = m_input.layerCount;
-    m_job.width = static_cast<std::uint32_t>(m_input.width);
-    m_job.height = static_cast<std::uint32_t>(m_input.height);
+    m_layerCount = m_source.layerCount;
+    m_job.width = static_cast<std::uint32_t>(m_source.width);
+    m_job.height = static_cast<std::uint32_t>(m_source.height);
     m_job.pixelXUm = 0;
     m_job.pixelYUm = 0;
-    take(m_input.settings);
+    take(m_source.settings);
 }
 
 void CheckSource::take(const PrintSettings& s) {
@@ -106,7 +104,7 @@ void CheckSource::take(const PrintSettings& s) {
     number("bottom_exposure_s", m_job.bottomExposureS);
     number("pwm", m_job.lightPower);
     number("bottom_pwm", m_job.bottomLightPower);
-    if (s.has("bottom_layers")) m_job.bottomLayers = s.whole("bottom_layers");
+    if (s.has("bottom_layers")) m_job.bottomLayers = std::llround(s.number("bottom_layers"));
 }
 
 void CheckSource::assumeTheRest() {
@@ -124,26 +122,23 @@ void CheckSource::assumeTheRest() {
 }
 
 void CheckSource::fail(const SliceResult& result) const {
-    std::string text = m_path + ": ";
-    if (result.layer >= 0) text += "layer " + std::to_string(result.layer) + ": ";
-    if (result.offset >= 0) text += "offset " + std::to_string(result.offset) + ": ";
-    throw Failure(text + result.text);
+    throw Failure(describeResult(m_path, result));
 }
 
 SourceLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
     SourceLayer read{CheckLayer(m_job), 0};
-    if (m_file.isOpen()) {
+    if (!m_source.isJob()) {
         const SliceResult result =
-            readCheckLayer(m_file, m_job, static_cast<std::uint32_t>(index), m_threshold, read.layer, read.areaMm2);
+            readCheckLayer(*m_source.file, m_job, static_cast<std::uint32_t>(index), m_threshold, read.layer, read.areaMm2);
         if (!result.isOk()) fail(result);
         return read;
     }
     std::vector<LitRun> runs;
-    if (m_input.readOutlines) {
-        runs = litRunsOfPolylines(m_input.readOutlines(index).polylines, m_job.width, m_job.height, m_job.pixelXUm,
+    if (m_source.kind != SliceLayers::images) {
+        runs = litRunsOfPolylines(polylinesOf(m_source.readShapes(index)), m_job.width, m_job.height, m_job.pixelXUm,
                                   m_job.pixelYUm);
     } else {
-        m_input.readLayer(index, scratch);
+        m_source.readLayer(index, scratch);
         runs = litRunsOf(scratch, m_threshold);
     }
     read.layer.append(runs.data(), runs.size());
@@ -154,19 +149,19 @@ SourceLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
 void CheckSource::addLayer(int index, SourceLayer& layer, JobCheck& check) const {
     const double litMm2 = static_cast<double>(layer.layer.litPixels()) * m_job.pixelXUm * m_job.pixelYUm / 1e6;
     check.addLayer(layer.layer);
-    if (m_file.isOpen()) compareAreas(m_file, static_cast<std::uint32_t>(index), layer.areaMm2, litMm2, check);
+    if (!m_source.isJob()) compareAreas(*m_source.file, static_cast<std::uint32_t>(index), layer.areaMm2, litMm2, check);
 }
 
 void CheckSource::paintLayer(int index, GreyImage& out) const {
-    if (!m_file.isOpen() && !m_input.readOutlines) {
-        m_input.readLayer(index, out);
+    if (m_source.isJob() && m_source.kind == SliceLayers::images) {
+        m_source.readLayer(index, out);
         removePadding(out);
         return;
     }
     out = blackImage(m_job);
-    if (m_file.isOpen() && m_file.info().layerKind == SliceLayers::images) {
+    if (!m_source.isJob() && m_source.file->info().layerKind == SliceLayers::images) {
         const SliceResult result =
-            m_file.layerPixels(static_cast<std::uint32_t>(index), out.pixels.data(), 0, out.pixels.size());
+            m_source.file->layerPixels(static_cast<std::uint32_t>(index), out.pixels.data(), 0, out.pixels.size());
         if (!result.isOk()) fail(result);
         return;
     }

@@ -2,7 +2,8 @@
 
 #pragma once
 
-#include "tools/jobs/input.h"
+#include "tools/base/settings.h"
+#include "tools/jobs/source.h"
 
 #include <vndlp/check_file.h>
 
@@ -21,9 +22,9 @@ struct SourceLayer {
 class CheckSource {
 public:
     /// \param threshold greys above it are lit.
-    /// Throws Failure, UsageFailure for a wrong profile or assignment.
-    CheckSource(const std::string& path, const std::string& profile, const std::vector<std::string>& assignments,
-                int threshold);
+    /// \param wished    settings of printer, profile and options.
+    /// Throws Failure.
+    CheckSource(const std::string& path, const PrintSettings& wished, int threshold);
 
     const CheckJob& job() const { return m_job; }
     int layerCount() const { return m_layerCount; }
@@ -47,8 +48,7 @@ private:
     [[noreturn]] void fail(const SliceResult& result) const;
 
     std::string m_path;
-    SliceFile m_file;  ///< not open for jobs
-    Input m_input;     ///< of jobs
+    Source m_source;
     CheckJob m_job;
     int m_layerCount = 0;
     int m_threshold;

@@ -4,6 +4,7 @@
 #include "tools/jobs/archive.h"
 #include "tools/jobs/job_layers.h"
 #include "tools/jobs/names.h"
+#include "tools/jobs/settings_file.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -52,6 +53,9 @@ ImageJob::ImageJob(std::unique_ptr<Archive> archive) : m_archive(std::move(archi
     m_settings = parseJobSettings(path, config, printerConfig);
     const bool isSliced =
         config || printerConfig || endsWithIgnoringCase(path, ".sl1") || endsWithIgnoringCase(path, ".sl1s");
+    HeldSettings held = readSettingsFile(*m_archive);
+    m_settings.others = std::move(held.file);
+    m_settings.layers = std::move(held.layers);
     m_layers = isSliced ? findNumberedLayers(*m_archive, m_files, m_settings)
                         : findPlainLayers(*m_archive, m_files, m_settings);
     if (m_layers.size() > kMaxLayers)
@@ -61,7 +65,7 @@ ImageJob::ImageJob(std::unique_ptr<Archive> archive) : m_archive(std::move(archi
     if (isSliced) {
         noteMissingValues();
         matchDisplay();
-    } else {
+    } else if (m_settings.others.empty()) {
         note(
             "Plain PNG layers have no settings: exposure, layer height and the screen's size in millimetres are not "
             "known.");
@@ -173,13 +177,18 @@ std::optional<std::uint64_t> thumbnailPixels(std::string_view name) {
 std::vector<ColourImage> ImageJob::thumbnails() {
     constexpr std::size_t kMaxThumbnails = 3;
     std::vector<std::pair<std::uint64_t, std::size_t>> found;  // pixels, entry
+    std::vector<unsigned char> bytes;
     for (const JobFile& file : m_files) {
         if (const auto pixels = thumbnailPixels(file.name)) found.emplace_back(*pixels, file.entry);
+        if (!isPreviewName(file.name)) continue;
+        m_archive->readHead(file.entry, kPngHeadBytes, bytes);
+        const PngHeader header = readPngHeader(bytes, m_archive->label(file.entry));
+        found.emplace_back(static_cast<std::uint64_t>(header.width) * static_cast<std::uint64_t>(header.height),
+                           file.entry);
     }
     std::sort(found.begin(), found.end());
     const std::size_t surplus = found.size() - std::min(found.size(), kMaxThumbnails);
     std::vector<ColourImage> pictures;
-    std::vector<unsigned char> bytes;
     for (std::size_t i = surplus; i < found.size(); ++i) {
         m_archive->readEntry(found[i].second, bytes);
         pictures.push_back(decodeColour(bytes, m_archive->label(found[i].second)));

@@ -147,6 +147,7 @@ std::vector<JobFile> findNumberedLayers(const Archive& archive, const std::vecto
 std::vector<JobFile> findPlainLayers(const Archive& archive, const std::vector<JobFile>& files, JobSettings& settings) {
     std::vector<JobFile> layers;
     for (const JobFile& file : files) {
+        if (isPreviewName(file.name)) continue;
         if (file.name.find('/') == std::string::npos && endsWithIgnoringCase(file.name, kPngSuffix))
             layers.push_back(file);
     }

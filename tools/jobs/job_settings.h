@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,6 +38,10 @@ struct JobSettings {
     std::optional<double> gammaCorrection;
     std::optional<double> materialDensity;  ///< g/ml
     std::optional<double> maxPrintHeightMm;
+
+    // vndlp.json or settings.json
+    std::map<std::string, std::string> others;                    ///< by key; they win over the two files
+    std::map<int, std::map<std::string, std::string>> layers;     ///< of single layers
 
     /// What was missing and what was taken for it, or that nothing was: one sentence each, for the user.
     std::vector<std::string> assumptions;

@@ -57,6 +57,10 @@ bool naturalLess(std::string_view a, std::string_view b) {
     return a < b;  // the same but for zeros in front of numbers
 }
 
+bool isPreviewName(std::string_view name) {
+    return name.starts_with("preview_") && name.ends_with(".png") && name.find('/') == std::string_view::npos;
+}
+
 bool isHidden(std::string_view name) {
     return name.starts_with('.') || name.starts_with("__MACOSX/") || name.find("/.") != std::string_view::npos;
 }

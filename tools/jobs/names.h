@@ -22,6 +22,9 @@ std::uint64_t numberOf(std::string_view digits);
 /// Order of names in which digits count as the number they make, of any length: "2.png" before "10.png".
 bool naturalLess(std::string_view a, std::string_view b);
 
+/// Whether a file at the root of a folder of layers is a picture for a preview: `preview_large.png`.
+bool isPreviewName(std::string_view name);
+
 /// Whether a name ('/' between folders) is or lies in something hidden or added by a packing tool unasked.
 bool isHidden(std::string_view name);
 

@@ -1,9 +1,11 @@
-#include "tools/jobs/line_input.h"
+#include "tools/jobs/drawing_job.h"
 
 #include "tools/base/failure.h"
 #include "tools/drawings/svg.h"
 #include "tools/jobs/job.h"
 #include "tools/jobs/job_layers.h"
+#include "tools/jobs/job_settings.h"
+#include "tools/jobs/settings_file.h"
 #include "tools/jobs/names.h"
 
 #include <algorithm>
@@ -15,22 +17,11 @@ namespace vndlp::tools {
 
 namespace {
 
-/// Pictures of geometry are painted with this many pixels along their longer side.
-constexpr double kPaintedSide = 1160;
 constexpr double kAssumedPixelMm = 0.05;
 
 bool isAtRoot(const JobFile& file) { return file.name.find('/') == std::string::npos; }
 
 bool isDrawing(const JobFile& file) { return isAtRoot(file) && endsWithIgnoringCase(file.name, ".svg"); }
-
-void paintInto(const Polylines& polylines, const Box& box, GreyImage& out) {
-    const double width = box.maxX - box.minX;
-    const double height = box.maxY - box.minY;
-    const auto side = [&](double length) {
-        return std::max(static_cast<int>(std::lround(kPaintedSide * length / std::max(width, height))), 1);
-    };
-    out = paint(polylines, box, side(width), side(height));
-}
 
 /// The drawings of a job, all of one size.
 class Drawings {
@@ -91,70 +82,34 @@ bool holdsDrawings(const Archive& archive) {
     const std::vector<JobFile> files = listJobFiles(archive);
     const auto any = [&files](auto is) { return std::any_of(files.begin(), files.end(), is); };
     return any(isDrawing) && !any([](const JobFile& file) {
-               return isAtRoot(file) && (endsWithIgnoringCase(file.name, ".png") || file.name == "config.ini");
+               return isAtRoot(file) &&
+                      ((endsWithIgnoringCase(file.name, ".png") && !isPreviewName(file.name)) || file.name == kConfigName);
            });
 }
 
-Input openDrawings(std::shared_ptr<const Archive> archive) {
+void takeDrawings(std::shared_ptr<const Archive> archive, Source& source) {
     const std::string path = archive->path();
+    const HeldSettings held = readSettingsFile(*archive);
     const auto drawings = std::make_shared<Drawings>(std::move(archive));
     const double widthUm = drawings->first().widthUm;
     const double heightUm = drawings->first().heightUm;
-    Input input;
-    input.layerCount = drawings->count();
-    input.width = assumedPixels(widthUm);
-    input.height = assumedPixels(heightUm);
-    input.settings.set("display_width_mm", widthUm / 1000, Origin::job, path);
-    input.settings.set("display_height_mm", heightUm / 1000, Origin::job, path);
+    source.kind = SliceLayers::paths;
+    source.layerCount = drawings->count();
+    source.settings.set("display_width_mm", widthUm / 1000, Origin::job, path);
+    source.settings.set("display_height_mm", heightUm / 1000, Origin::job, path);
+    for (const auto& [key, value] : held.file) source.settings.set(key, value, Origin::job, path);
+    const auto pixels = [&](const char* key, double um) {
+        return source.settings.has(key) ? static_cast<int>(source.settings.number(key)) : assumedPixels(um);
+    };
+    source.width = pixels("resolution_x", widthUm);
+    source.height = pixels("resolution_y", heightUm);
     if (!drawings->first().hasSize) {
-        input.notes.push_back(
+        source.notes.push_back(
             "the drawings do not give their size in millimetres; their units are taken for micrometres");
     }
-    input.readOutlines = [drawings](int index) {
-        OutlineLayer layer;
-        layer.polylines = drawings->read(index).polylines;
-        layer.areaUm2 = areaBetween(layer.polylines);
-        return layer;
-    };
-    input.readLayer = [drawings, widthUm, heightUm](int index, GreyImage& out) {
-        paintInto(drawings->read(index).polylines, {0, 0, widthUm, heightUm}, out);
-    };
-    const double pixelUm2 = widthUm / input.width * heightUm / input.height;
-    input.countLitPixels = [drawings, pixelUm2](int index, GreyImage&) {
-        return areaBetween(drawings->read(index).polylines) / pixelUm2;
-    };
-    return input;
-}
-
-Input openLines(const std::shared_ptr<SliceFile>& file, const std::string& path) {
-    Input input;
-    input.width = file->width();
-    input.height = file->height();
-    input.layerCount = file->layerCount();
-    input.settings = file->settings();
-    const auto sideUm = [&input](const char* key, int pixels) {
-        return input.settings.has(key) ? input.settings.number(key) * 1000 : pixels * kAssumedPixelMm * 1000;
-    };
-    const double widthUm = sideUm("display_width_mm", input.width);
-    const double heightUm = sideUm("display_height_mm", input.height);
-    input.readOutlines = [file, path](int index) {
-        LayerShapes shapes = file->readShapes(index);
-        if (shapes.isMesh) {
-            throw Failure(path + ": layer " + std::to_string(index) +
-                          " is a mesh, not polylines, and is not converted");
-        }
-        return OutlineLayer{std::move(shapes.polylines), shapes.areaUm2};
-    };
-    input.readLayer = [file, widthUm, heightUm](int index, GreyImage& out) {
-        const LayerShapes shapes = file->readShapes(index);
-        const Box screen{0, 0, widthUm, heightUm};
-        paintInto(shapes.polylines, frameFor(screen, boundsOf(shapes.polylines)).box, out);
-    };
-    const double pixelUm2 = widthUm / input.width * heightUm / input.height;
-    input.countLitPixels = [file, pixelUm2](int index, GreyImage&) {
-        return static_cast<double>(file->layerFacts(index).area.value_or(0)) * 1000 / pixelUm2;
-    };
-    return input;
+    source.readShapes = [drawings](int index) { return shapesOf(drawings->read(index).polylines); };
+    source.readPictures = [] { return std::vector<ColourImage>(); };
+    source.layerSettings = [](int) { return PrintSettings(); };
 }
 
 }  // namespace vndlp::tools
