@@ -94,8 +94,6 @@ int FindingSink::call(void* sink, const SliceFinding& found) {
 
 }  // namespace vndlp::capi
 
-using vndlp::capi::isUsable;
-
 std::int32_t vndlp_last_error(VndlpError* out) {
     using vndlp::capi::lastError;
     // asking wrongly must not hide what is asked for

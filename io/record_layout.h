@@ -44,10 +44,12 @@ struct Plain {};
 /// Writing stores this value in the record and in the file, whatever the record held.
 template <class Value>
 struct Forced {
+    constexpr explicit Forced(Value v) : value(v) {}
     Value value;
 };
 template <class Value>
 struct ForcedBigEndian : Forced<Value> {
+    using Forced<Value>::Forced;
     static constexpr BYTEORDER order = BigEndian;
 };
 template <class Value>
@@ -260,29 +262,34 @@ void readRecord(Source& source, Record& record) {
     });
 }
 
+template <class Sink, class Record>
+void writeRecord(Sink& sink, Record& record);
+
+template <class Sink, class Record, class Item>
+void writeItem(Sink& sink, Record& record, const Item& item) {
+    if constexpr (!IsField<Item>) {
+        sink.mark(item, record);
+    } else {
+        using Stored = typename Item::Stored;
+        auto& value = record.*item.member;
+        if (!isIn(record, item)) return;
+        if constexpr (Item::kForced) value = item.quirk.value;
+        if constexpr (HasLayout<Stored>) {
+            writeRecord(sink, value);
+        } else if constexpr (!std::is_arithmetic_v<Stored>) {
+            sink.write(value, item.quirk);
+        } else if constexpr (requires { item.quirk.toStored(value); }) {
+            sink.number(item.quirk.toStored(value), Item::order(sink.template orderOf<Stored>()));
+        } else {
+            sink.number(value, Item::order(sink.template orderOf<Stored>()));
+        }
+    }
+}
+
 /// Writes the fields of a record, which takes the values that the format forces.
 template <class Sink, class Record>
 void writeRecord(Sink& sink, Record& record) {
-    forEachItem<Record>([&](const auto& item) {
-        using Item = std::decay_t<decltype(item)>;
-        if constexpr (!IsField<Item>) {
-            sink.mark(item, record);
-        } else {
-            using Stored = typename Item::Stored;
-            auto& value = record.*item.member;
-            if (!isIn(record, item)) return;
-            if constexpr (Item::kForced) value = item.quirk.value;
-            if constexpr (HasLayout<Stored>) {
-                writeRecord(sink, value);
-            } else if constexpr (!std::is_arithmetic_v<Stored>) {
-                sink.write(value, item.quirk);
-            } else if constexpr (requires { item.quirk.toStored(value); }) {
-                sink.number(item.quirk.toStored(value), Item::order(sink.template orderOf<Stored>()));
-            } else {
-                sink.number(value, Item::order(sink.template orderOf<Stored>()));
-            }
-        }
-    });
+    forEachItem<Record>([&](const auto& item) { writeItem(sink, record, item); });
 }
 
 /// The byte orders of a source or sink.

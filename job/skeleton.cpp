@@ -212,8 +212,7 @@ struct LayerRecord {
 class RecordMaker {
 public:
     RecordMaker(const Model& head, const Model* like, const SkeletonPlan& plan)
-        : m_head(head),
-          m_like(like),
+        : m_like(like),
           m_plan(plan),
           m_isCtb(plan.format == SliceFormat::ctb),
           m_isExtended(head.extendedBytes > 0),
@@ -330,7 +329,6 @@ private:
         }
     }
 
-    const Model& m_head;
     const Model* m_like;
     const SkeletonPlan& m_plan;
     bool m_isCtb;

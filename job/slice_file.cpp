@@ -12,6 +12,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 
 namespace vndlp {
 
@@ -501,6 +503,16 @@ SliceResult SliceFile::verifyLayer(std::uint32_t layer, SliceFindingFn finding, 
     return onModel(m_state.get(), [&](const Model& model) {
         return job::verifyLayer(model, layer, countingSink(finding, context, errors));
     });
+}
+
+std::unique_ptr<SliceFile> openSliceFile(const std::string& path, SliceResult* result) {
+    std::unique_ptr<SliceFile> file(new (std::nothrow) SliceFile);
+    SliceResult opened;
+    opened.code = SliceCode::memory;
+    if (file != nullptr) opened = file->open(path);
+    if (!opened.isOk()) file.reset();
+    if (result != nullptr) *result = std::move(opened);
+    return file;
 }
 
 }  // namespace vndlp

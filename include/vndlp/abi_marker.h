@@ -27,12 +27,12 @@
 
 /// Declares a marker, which the library defines under this name or not at all, and refers to it from everything that
 /// includes the header.
-#define VNDLP_REFER_TO_MARKER_(marker, reference)                          \
-    extern "C" VNDLP_API const int marker;                                 \
-    namespace vndlp {                                                      \
-    namespace detail {                                                     \
-    VNDLP_RETAIN_ VNDLP_USED_ static const int* const reference = &marker; \
-    }                                                                      \
+#define VNDLP_REFER_TO_MARKER_(marker, reference)                            \
+    extern "C" VNDLP_API const int marker;                                   \
+    namespace vndlp {                                                        \
+    namespace detail {                                                       \
+    VNDLP_RETAIN_ VNDLP_USED_ static const int* const reference = &(marker); \
+    }                                                                        \
     }
 
 // containers of a debugging standard library have other layouts

@@ -316,6 +316,12 @@ private:
     std::unique_ptr<State> m_state;
 };
 
+/// Opens a slice file, see `SliceFile::open`.
+/// \param path   UTF-8.
+/// \param result receives what became of it; may be null.
+/// \return null when it could not be opened.
+VNDLP_API std::unique_ptr<SliceFile> openSliceFile(const std::string& path, SliceResult* result = nullptr);
+
 }  // namespace vndlp
 
 #endif
