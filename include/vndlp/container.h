@@ -235,8 +235,8 @@ struct VNDLP_API DlpFileStructure {
     /// The V2 or line header's back use; null for other kinds. Owned by this structure.
     VndlpBackUse* getVndlpBackUse();
     const VndlpBackUse* getVndlpBackUse() const;
-    /// Copies every field but the last 10 reserved bytes into the active header's back use. \return 1; 0 for kinds
-    /// without one.
+    /// Copies every field but the last 10 reserved bytes into the active header's back use.
+    /// \return 1; 0 for kinds without one.
     int setBackUse(const VndlpBackUse& backUse);
     /// Allocates the active header's previews, black.
     void needData();
@@ -249,8 +249,10 @@ struct VNDLP_API DlpFileStructure {
 /// Reads vendor container files.
 ///
 /// Every failure is printed as one line beginning "error: ". Counts and lengths in a file are held against what the
-/// file still holds before anything is allocated. Copies have their own structure and vectors and share the open file
-/// and its position.
+/// file still holds before anything is allocated.
+///
+/// A copy has its own structure and vectors but shares the open file: reading with one moves the position of both, and
+/// closing one closes both.
 class VNDLP_API VndlpRead {
 public:
     VndlpRead();
@@ -302,7 +304,7 @@ public:
     /// \param paths replaced by the polylines; every point's z equals its y, whatever the file holds.
     /// \param withZ the points in the file have a z, which is read and dropped.
     /// \return the number of polylines; -1 no open file; -2 wrong tag or a count the file cannot hold (the file is
-    /// closed).
+    ///         closed).
     int readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned int* area, bool withZ);
     /// Reads one layer of mesh vertices behind those the mesh has.
     /// \return the number of vertices read; -1 no open file; -2 wrong tag; -5 count beyond the file (closed for both).
@@ -393,8 +395,9 @@ private:
 /// Writes vendor container files, whole (`writeDlpFile`) or step by step.
 ///
 /// Every failure is printed as one line beginning "error: " or "Error: " and leaves the partial file on disk. The
-/// output is buffered: a full disk shows in the result of `writeTail`. Copies have their own structure and vectors and
-/// share the open file.
+/// output is buffered: a full disk shows in the result of `writeTail`.
+///
+/// A copy has its own structure and vectors but shares the open file, as copies of `VndlpRead` do.
 class VNDLP_API VndlpWrite {
 public:
     VndlpWrite();
@@ -442,7 +445,8 @@ public:
     int writeDlpV3Header(DlpV3Header& header);
 
     /// Writes the parameters, then the area table and a tag (`areas` given), or zeros in its place (`layerCount` of 1
-    /// or more), or nothing. \return 0; -1 no open file.
+    /// or more), or nothing.
+    /// \return 0; -1 no open file; -7 as `skipLayerAreas`.
     int writeDlpParameters(DlpParameters& parameters, std::vector<unsigned int>* areas, int layerCount);
     /// \return 0; -1 no open file.
     int writeDlpSliceBasicParameters(DlpSliceBasicParameters& parameters);
@@ -465,15 +469,19 @@ public:
     /// The same from packed runs, as `grayDataPackedRuns` makes them.
     /// \param packed 6 bytes a run.
     int writeLayerPackedRuns(const std::vector<unsigned char>& packed, unsigned int* area);
-    /// A layer of polylines. \param withZ write each point's z as well. \return 0; negative on failure.
+    /// A layer of polylines.
+    /// \param withZ write each point's z as well.
+    /// \return 0; negative on failure.
     int writeLayerPath(const std::vector<std::vector<Vec3i>>& paths, unsigned int* area, bool withZ);
     /// A layer of mesh vertices. \return the number of vertices; negative on failure.
     int writeLayerTrimesh(const trimesh::TriMesh& mesh, unsigned int* area, bool withZ);
 
     void writeSplitTag();
-    /// Finishes the file: tail magic, close, trailer. What is sealed is the sum kept while writing: bytes that someone
-    /// else has changed in the file since do not enter it, unless they changed its length. \return 0; -1 no open file;
-    /// -20 the trailer could not be appended; -21 not everything could be written (a full
+    /// Finishes the file: tail magic, close, trailer.
+    ///
+    /// The trailer holds the sum kept while writing. The file is not read again: bytes that someone else has changed
+    /// in it meanwhile do not enter the sum, and verifying finds them. Only a file whose length has changed is read.
+    /// \return 0; -1 no open file; -20 the trailer could not be appended; -21 not everything could be written (a full
     ///         disk, an I/O error): the file is closed, incomplete and unsealed.
     int writeTail(int headerType);
 

@@ -1,21 +1,21 @@
 /// \file ctb.h
 /// The CTB container: its six records, the codecs of layer and preview pixels, and the whole-file reader and writer.
 ///
-/// A file is laid out like this (P0, P1: bytes of the two preview codes; N: bytes of the machine name; L: layers;
-/// D[i]: bytes of layer i's code; the extended records stand in files of version 3 and later only):
+/// A file is laid out like this (P0, P1: bytes of the two encoded previews; N: bytes of the machine name; L: layers;
+/// D[i]: bytes of layer i's encoded data; the extended records stand in files of version 3 and later only):
 ///
 /// | offset              | bytes  | what                                                          |
 /// |---------------------|--------|---------------------------------------------------------------|
 /// | 0                   | 112    | `HeaderSettings`                                              |
 /// | 112                 | 32     | first `PreView`                                               |
-/// | 144                 | P0     | its image code                                                |
+/// | 144                 | P0     | its encoded image                                             |
 /// | 144 + P0            | 32     | second `PreView`                                              |
-/// | 176 + P0            | P1     | its image code                                                |
+/// | 176 + P0            | P1     | its encoded image                                             |
 /// | A = 176 + P0 + P1   | 60     | `PrintParameters`                                             |
 /// | A + 60              | 76     | `SlicerInfo`                                                  |
 /// | A + 136             | N      | machine name, without length or terminator                    |
 /// | T = A + 136 + N     | 36 x L | layer table, one `LayerDef` per layer                         |
-/// | T + 36 x L          |        | per layer its `LayerDefEx` (84 bytes), then its code (D[i])   |
+/// | T + 36 x L          |        | per layer its `LayerDefEx` (84 bytes), then its data (D[i])   |
 ///
 /// Every number is little-endian, nothing is padded, and there is no checksum trailer. All offsets are 32-bit.
 ///
@@ -46,7 +46,7 @@ using vndlp::FileWrite;
 
 /// What `HeaderSettings::magic` holds in a CTB file.
 constexpr unsigned int kMagic = vndlp::kCtbMagic;
-/// From this `HeaderSettings::version` on every layer has a `LayerDefEx` in front of its image code.
+/// From this `HeaderSettings::version` on every layer has a `LayerDefEx` in front of its encoded image.
 constexpr unsigned int kFirstExtendedVersion = 3;
 /// An image with more pixels than this is taken for damage and not decoded: a few bytes may stand for a whole blank
 /// layer, so the size of the encoded data bounds nothing.
@@ -146,20 +146,20 @@ struct VNDLP_API HeaderSettings : RecordStreams {
     void seekBegin();
 };
 
-/// A preview image: 32 bytes, followed by `imageSize` bytes of image code.
+/// A preview image: 32 bytes, followed by its encoded image, `imageSize` bytes.
 ///
-/// The code is a sequence of runs of one 16-bit colour each, which keeps the top five bits of every byte of a pixel.
-/// Pixels are three bytes each, row by row from the top row, no padding.
+/// The encoded data are a sequence of runs of one 16-bit colour each, which keeps the top five bits of every byte of a
+/// pixel. Pixels are three bytes each, row by row from the top row, no padding.
 struct VNDLP_API PreView : RecordStreams {
     unsigned int resolutionX = 0;  ///< width, pixels
     unsigned int resolutionY = 0;  ///< height, pixels
-    unsigned int imageOffset = 0;  ///< file offset of the image code
-    unsigned int imageSize = 0;    ///< bytes of the image code
+    unsigned int imageOffset = 0;  ///< file offset of the encoded image
+    unsigned int imageSize = 0;    ///< bytes of the encoded image
     unsigned int reserved16 = 0;
     unsigned int reserved20 = 0;
     unsigned int reserved24 = 0;
     unsigned int reserved28 = 0;
-    /// The image code, `imageSize` bytes; fewer after reading a file that ends earlier.
+    /// The encoded image, `imageSize` bytes; fewer after reading a file that ends earlier.
     std::vector<unsigned char> imageData;
 
     PreView() = default;
@@ -169,27 +169,27 @@ struct VNDLP_API PreView : RecordStreams {
     /// Writes the record and `imageSize` bytes of `imageData`. Where `imageData` holds fewer, zeros take the place of
     /// the rest, so that what follows stands where the offsets say, and an error line is printed.
     void Serialization();
-    /// Reads the record, then the image code from behind it, wherever `imageOffset` points.
+    /// Reads the record, then the encoded image from behind it, wherever `imageOffset` points.
     void DeSerialization();
 
     /// Encodes pixels.
     /// \param pixels `size` bytes, three per pixel; what is missing from a last pixel counts as 0.
-    /// \return the image code.
+    /// \return the encoded data.
     std::vector<unsigned char> Encode(unsigned char* pixels, unsigned int size);
     /// Encodes the first `imageSize` bytes of `imageData`, taken as pixels, and sets `imageSize` to the length of the
-    /// code. `imageData` stays as it is: the caller puts the returned code there.
+    /// encoded data. `imageData` stays as it is: the caller puts the result there.
     std::vector<unsigned char> Encode();
     /// The same as `Encode(pixels, size)`.
     std::vector<unsigned char> encodeImg(unsigned char* pixels, unsigned int size);
-    /// Appends the code of one run of equal pixels.
+    /// Appends one encoded run of equal pixels.
     /// \param count  pixels, up to 4095; nothing happens for 0.
     /// \param colour 16-bit colour: the third byte's top five bits in bits 11 to 15, the second's top six in 5 to 10,
-    ///               the first's top five in 0 to 4. Bit 5 is not kept: the code uses it as the repeat flag.
+    ///               the first's top five in 0 to 4. Bit 5 is not kept: it becomes the repeat flag.
     void RleRGB15(std::vector<unsigned char>& out, unsigned int& count, unsigned short& colour);
-    /// Decodes an image code.
-    /// \param code `size` bytes.
-    /// \return `resolutionX` x `resolutionY` x 3 bytes, 0 where the code ends early; what it holds beyond that is left
-    ///         out. Empty, with an error line, for an image of more than `kMostPreviewPixels` pixels.
+    /// Decodes a preview image.
+    /// \param code the encoded data, `size` bytes.
+    /// \return `resolutionX` x `resolutionY` x 3 bytes, 0 where the encoded data end early; what they hold beyond that
+    ///         is left out. Empty, with an error line, for an image of more than `kMostPreviewPixels` pixels.
     std::vector<unsigned char> decodeImg(unsigned char* code, unsigned int size);
 };
 
@@ -259,35 +259,35 @@ struct VNDLP_API SlicerInfo : RecordStreams {
 
 /// One entry of the layer table, 36 bytes, and the codec of layer images.
 ///
-/// A layer image is `resolutionX` x `resolutionY` grey bytes, row by row from the top row, no padding. The code keeps
+/// A layer image is `resolutionX` x `resolutionY` grey bytes, row by row from the top row, no padding. Encoding keeps
 /// seven bits of each: a grey comes back with its lowest bit set, black stays black.
 struct VNDLP_API LayerDef : RecordStreams {
     float positionZ = 0;          ///< height of the layer's top, mm
     float exposureTime = 0;       ///< exposure, s
     float lightOffDelay = 0;      ///< light-off time after the layer, s
-    unsigned int dataOffset = 0;  ///< file offset of the image code
-    unsigned int dataSize = 0;    ///< bytes of the image code
+    unsigned int dataOffset = 0;  ///< file offset of the encoded image
+    unsigned int dataSize = 0;    ///< bytes of the encoded image
     unsigned int pageNumber = 0;  ///< 0
-    unsigned int tableSize = 0;   ///< bytes of the extended record in front of the image code, 84
+    unsigned int tableSize = 0;   ///< bytes of the extended record in front of the encoded image, 84
     unsigned int reserved28 = 0;  ///< 0
     unsigned int reserved32 = 0;  ///< 0
-    /// The image code, scrambled where the file has a key; `dataSize` bytes when filled. Not part of the 36 bytes.
+    /// The encoded image, scrambled where the file has a key; `dataSize` bytes when filled. Not part of the 36 bytes.
     std::vector<unsigned char> data;
 
     LayerDef() = default;
     explicit LayerDef(const FileRead& file) : RecordStreams(file) {}
 
     static unsigned int size();
-    /// Writes the 36 bytes; the image code is written by `CTBWrite`.
+    /// Writes the 36 bytes; the encoded image is written by `CTBWrite`.
     void Serialization();
     /// Reads the 36 bytes.
-    /// \param readData true reads the image code too: moves to `dataOffset` and fills `data` with `dataSize` bytes, or
-    ///                 with as many as the file holds there. The position stays behind the code.
+    /// \param readData true reads the encoded image too: moves to `dataOffset` and fills `data` with `dataSize` bytes,
+    ///                 or with as many as the file holds there. The position stays behind it.
     void DeSerialization(bool readData);
 
     /// Encodes a layer image.
     /// \param pixels     `size` grey bytes.
-    /// \param key        the file's scrambling key; 0 leaves the code unscrambled.
+    /// \param key        the file's scrambling key; 0 leaves the result unscrambled.
     /// \param layerIndex index of the layer, which the scrambling depends on.
     static std::vector<unsigned char> encodeCtbImage(unsigned char* pixels, unsigned int size, unsigned int key,
                                                      unsigned int layerIndex);
@@ -299,15 +299,15 @@ struct VNDLP_API LayerDef : RecordStreams {
                                                      unsigned int layerIndex);
     /// Reads and decodes this layer's image: `dataSize` bytes at `dataOffset` of the `FileRead`. The position stays
     /// behind them; `data` is not used.
-    /// \return width x height grey bytes, 0 where the code ends early (so all 0 for a `dataSize` of 0); what it holds
-    ///         beyond the image is left out. When the file does not hold the whole code an error line is printed and
-    ///         what is there is decoded. Empty, with an error line, for an image of more than `kMostLayerPixels`
+    /// \return width x height grey bytes, 0 where the encoded data end early (so all 0 for a `dataSize` of 0); what
+    ///         they hold beyond the image is left out. When the file does not hold all of it an error line is printed
+    ///         and what is there is decoded. Empty, with an error line, for an image of more than `kMostLayerPixels`
     ///         pixels.
     std::vector<unsigned char> decodeCtbImage(unsigned int width, unsigned int height, unsigned int layerIndex,
                                               unsigned int key);
     /// The same into a buffer of the caller's.
     /// \param pixels `size` bytes, all of which are set; of any size.
-    /// \return 0; -1, with an error line, when the file does not hold the whole code (what is there is decoded).
+    /// \return 0; -1, with an error line, when the file does not hold all of it (what is there is decoded).
     int decodeCtbImageInto(unsigned char* pixels, std::size_t size, unsigned int layerIndex, unsigned int key);
 
     /// Reads this layer's encoded image, as `decodeCtbImage` does, and adds up its runs: a sound layer has as many
@@ -316,7 +316,7 @@ struct VNDLP_API LayerDef : RecordStreams {
     ///         within a run.
     long long codedPixelCount(unsigned int layerIndex, unsigned int key);
 
-    /// Appends the code of one run.
+    /// Appends one encoded run.
     /// \param count pixels; nothing happens for 0. Beyond 0x0FFFFFFF no length is written.
     /// \param value seven-bit grey; bit 7 is set *in place* for a count above 1.
     static void addRep(unsigned int& count, unsigned char& value, std::vector<unsigned char>& out);
@@ -401,7 +401,7 @@ public:
     int writePreviews();
     int writePrintParameters();
     int writeSlicerInfo();
-    /// Writes the layer table, then extended record and image code of every layer.
+    /// Writes the layer table, then extended record and encoded image of every layer.
     int writeLayerDefs();
     /// Writes all extended records back to back. Not a step of `encode`.
     int writeLayerDefExs();
@@ -409,7 +409,7 @@ public:
     /// Closes the file. \return 0, also when none is open; -1, with a message, when it could not be written whole.
     int close();
 
-    /// Scrambles the code of a layer: an XOR stream that depends on key and layer index, so that the same call
+    /// Scrambles the encoded data of a layer: an XOR stream that depends on key and layer index, so that the same call
     /// unscrambles. A key of 0 changes nothing.
     static std::vector<unsigned char> LayerRleCrypt(unsigned int key, unsigned int layerIndex,
                                                     std::vector<unsigned char> data);
@@ -477,8 +477,8 @@ public:
     ///         the entries that begin in the file, the last one perhaps cut off. With `readData` the images of a
     ///         damaged file stay empty once all of them together exceed a small multiple of the file.
     std::vector<LayerDef*> layerDef(bool readData);
-    /// Reads the extended record of every layer, 84 bytes in front of its image code, once for each of `antiAliasLevel`
-    /// levels (the same records every time), and appends them to the reader's list.
+    /// Reads the extended record of every layer, 84 bytes in front of its encoded image, once for each of
+    /// `antiAliasLevel` levels (the same records every time), and appends them to the reader's list.
     /// \return the list, so a second call returns the records of the first again, in front of its own. The records are
     ///         the caller's to delete. Reading ends at the first record that is not, or not whole, in the file.
     std::vector<LayerDefEx*> layerDefEx();

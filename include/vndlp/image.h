@@ -75,7 +75,7 @@ public:
     /// Bytes per pixel.
     enum PIXEL_TYPE : int {
         PIXEL_GRAY8 = 1,  ///< one byte of grey: layer images
-        PIXEL_RGB16 = 2   ///< two bytes of colour: preview pictures
+        PIXEL_RGB16 = 2   ///< two bytes of colour: previews
     };
 
     /// No pixels, 0 x 0, grey.

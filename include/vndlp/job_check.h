@@ -16,9 +16,8 @@
 ///     for (const vndlp::CheckFinding& finding : check.finish()) puts(check.describe(finding).c_str());
 ///
 /// Words
-/// - Layers, rows and columns count from 0, rows from the top. *Lit* is what the caller calls lit: runs of greys above
-/// a
-///   threshold.
+/// - Layers, rows and columns count from 0, rows from the top. *Lit* is what the caller calls lit: runs of greys
+///   above a threshold.
 /// - A *region* is a connected set of pixels of one layer, lit ones by 8 neighbours, unlit ones by 4.
 /// - A *body* of the layers 0 to i is made of regions of one sort that are joined through equal places in neighbouring
 ///   layers. A lit body is *settled* if it has a pixel in layer 0 (it stands on the build plate), an unlit one if it

@@ -18,9 +18,9 @@ using MessageHandler = void (*)(void* context, const char* text);
 
 /// Hands every message of the library, the logs of the print-time estimates among them, to a function in place of
 /// standard output. Holds for the whole process: set it before the library is used, and keep `context` alive as long as
-/// it is. \param handler null: standard output, as at the start. There a message is one write, so that those of two
-/// threads do
-///                not mix.
+/// it is.
+/// \param handler null: standard output, as at the start. There a message is one write, so that those of two threads
+///                do not mix.
 VNDLP_API void setMessageHandler(MessageHandler handler, void* context = nullptr);
 
 }  // namespace vndlp

@@ -74,8 +74,10 @@ VNDLP_API SliceResult checkSliceChanges(const SliceFile& file, const std::vector
 /// that stood at (i + 1) x the old height; `bottom_layers` gives layers that change sides the other exposure where they
 /// held that of their side. Texts of another length move what follows, and every offset that points behind them. The
 /// checksum trailer is renewed. It takes about the time of copying the file: when the system writes it to the disk is
-/// left to the system. \param path   the file. Its trailer, records, tables and offsets are checked first: `damaged`,
-/// and nothing is written. \param output null or empty: in place.
+/// left to the system.
+/// \param path   the file. Its trailer, records, tables and offsets are checked first: `damaged`, and nothing is
+///               written.
+/// \param output null or empty: in place.
 VNDLP_API SliceResult changeSliceFile(const std::string& path, const std::string& output,
                                       const std::vector<SliceChange>& changes, const SliceListener& listener = {});
 
@@ -226,8 +228,7 @@ public:
     SliceResult encodeRuns(std::uint32_t layer, const SliceRun* runs, std::size_t count, SliceEncoded& encoded);
     /// \param shapes  of the kind the file has so far.
     /// \param areaMm2 NaN: of polylines the sum of their areas, those that run the other way round (holes) subtracted;
-    /// of
-    ///                meshes that of the triangles. File units count as micrometres.
+    ///                of meshes that of the triangles. File units count as micrometres.
     SliceResult encodeShapes(std::uint32_t layer, const SliceShapes& shapes, double areaMm2, SliceEncoded& encoded);
     /// A layer of another file. The same format: its encoded data as they stand, scrambled anew where index or key
     /// changes, with its area and, where `like` is that file, its records.

@@ -68,11 +68,13 @@ public:
     ///         keeps its value.
     int open(std::string path, int mode = 0);
     /// Reads from memory as if it were a file, closing the current one first.
-    /// \param data the file's bytes, which must stay as they are until the stream is closed; null only where `size` is
-    /// 0. \return 0; -1 for a null `data` with bytes (no file is open then). The stored name becomes empty.
+    /// \param data the file's bytes, which must stay as they are until the stream is closed; null only for a `size`
+    ///             of 0.
+    /// \return 0; -1 for a null `data` with bytes (no file is open then). The stored name becomes empty.
     int openMemory(const void* data, std::size_t size);
     /// The library's own way to share one open file between readers: `ByteSource` is not exported.
-    /// \param name what `fileName` tells. \return 0; -1 for null.
+    /// \param name the result of `fileName`.
+    /// \return 0; -1 for a null `source`.
     int openSource(std::shared_ptr<const ByteSource> source, std::string name);
     /// Closes the file. \return 0, or -1 when none is open.
     int close();

@@ -1,20 +1,20 @@
 /// \file v4.h
 /// The V4 container: its six records, the codecs of its layers, and the whole-file reader and writer.
 ///
-/// A file is laid out like this (H: bytes of the header; P0, P1: bytes of the two preview codes; L: layers; S: bytes of
-/// a table entry, 40 or 120; D[i]: bytes of layer i's code):
+/// A file is laid out like this (H: bytes of the header; P0, P1: bytes of the two encoded previews; L: layers; S: bytes
+/// of a table entry, 40 or 120; D[i]: bytes of layer i's encoded data):
 ///
 /// | offset                | bytes    | what                                                        |
 /// |-----------------------|----------|-------------------------------------------------------------|
 /// | 0                     | H        | `HeaderSettings`                                            |
 /// | H                     | 32       | first `PreView`                                             |
-/// | H + 32                | P0       | its image code                                              |
+/// | H + 32                | P0       | its encoded image                                           |
 /// | H + 32 + P0           | 32       | second `PreView`                                            |
-/// | H + 64 + P0           | P1       | its image code                                              |
+/// | H + 64 + P0           | P1       | its encoded image                                           |
 /// | A = H + 64 + P0 + P1  | 68       | `PrintParameters`                                           |
 /// | A + 68                | 76       | `SlicerInfo`                                                |
 /// | T = A + 144           | S x L    | layer table, one `LayerDef` per layer                       |
-/// | T + S x L             |          | per layer its `LayerDefEx` (44 bytes), then its code (D[i]) |
+/// | T + S x L             |          | per layer its `LayerDefEx` (44 bytes), then its data (D[i]) |
 /// | behind the layers     | 44 x L   | all `LayerDefEx` records once more                          |
 /// | behind those          | 4        | checksum trailer, where `headerText1` is a magic with one   |
 ///
@@ -101,35 +101,35 @@ struct VNDLP_API HeaderSettings {
     void DeSerialization(FileRead& file);
 };
 
-/// A preview image: 32 bytes, followed by `imageSize` bytes of image code, which is that of CTB previews.
+/// A preview image: 32 bytes, followed by its image, `imageSize` bytes, encoded as CTB previews are.
 struct VNDLP_API PreView {
     unsigned int resolutionX = 0;  ///< width, pixels
     unsigned int resolutionY = 0;  ///< height, pixels
-    unsigned int imageOffset = 0;  ///< file offset of the image code
-    unsigned int imageSize = 0;    ///< bytes of the image code
+    unsigned int imageOffset = 0;  ///< file offset of the encoded image
+    unsigned int imageSize = 0;    ///< bytes of the encoded image
     unsigned int reserved16 = 0;
     unsigned int reserved20 = 0;
     unsigned int reserved24 = 0;
     unsigned int reserved28 = 0;
 
     // not in the file
-    std::vector<unsigned char> imageData;  ///< the image code, `imageSize` bytes; fewer where the file ended earlier
+    std::vector<unsigned char> imageData;  ///< the encoded image, `imageSize` bytes; fewer where the file ended earlier
     unsigned int beginPosition = 0;        ///< where the record last read began in its file
-    unsigned int endPosition = 0;          ///< where its image code ended
+    unsigned int endPosition = 0;          ///< where its encoded image ended
 
     static unsigned int size();
     /// Writes the record and `imageSize` bytes of `imageData`. Where `imageData` holds fewer, zeros take the place of
     /// the rest, so that what follows stands where the offsets say, and an error line is printed.
     void Serialization(FileWrite& file);
-    /// Reads the record, then the image code from behind it, wherever `imageOffset` points.
+    /// Reads the record, then the encoded image from behind it, wherever `imageOffset` points.
     void DeSerialization(FileRead& file);
 
-    /// Encodes pixels: three bytes each, of which the code keeps the top five bits, row by row from the top row.
+    /// Encodes pixels: three bytes each, of which encoding keeps the top five bits, row by row from the top row.
     /// \param pixels `size` bytes; what is missing from a last pixel counts as 0.
     static std::vector<unsigned char> Encode(const unsigned char* pixels, std::size_t size);
     /// Decodes `imageData`.
-    /// \return `resolutionX` x `resolutionY` x 3 bytes, 0 where the code ends early; what it holds beyond that is left
-    ///         out. Empty, with an error line, for an image of more than 2^24 pixels or a side beyond 65535.
+    /// \return `resolutionX` x `resolutionY` x 3 bytes, 0 where the encoded data end early; what they hold beyond that
+    ///         is left out. Empty, with an error line, for an image of more than 2^24 pixels.
     std::vector<unsigned char> decodeImage() const;
 };
 
@@ -204,20 +204,20 @@ using RowSink = std::function<void(unsigned int row, const unsigned char* pixels
 
 /// One entry of the layer table, 40 bytes or 120, and the codecs of layer images.
 ///
-/// A layer image is `resolutionX` x `resolutionY` grey bytes, row by row from the top row, no padding. Its code is that
-/// of CTB layers: runs of equal greys, across row ends, of seven bits each. A grey comes back with its lowest bit set,
-/// 0 and 1 come back as 0. There is one code, made and taken apart in two ways: whole (*plain*), or row by row (*16K*),
-/// for screens so large that an image of their own is better not kept; see `is16k`.
+/// A layer image is `resolutionX` x `resolutionY` grey bytes, row by row from the top row, no padding. It is
+/// encoded as CTB layers are: runs of equal greys, across row ends, of seven bits each. A grey comes back with its
+/// lowest bit set, 0 and 1 come back as 0. The encoded data are the same whether they are made and decoded whole
+/// (*plain*) or row by row (*16K*), for screens so large that an image of their own is better not kept; see `is16k`.
 ///
 /// A layer may carry its bead mask (`calibration.h`), one bit per LED bead of the light source: *sub-zone*.
 struct VNDLP_API LayerDef {
     float positionZ = 0;             ///< height of the layer's top, mm
     float exposureTime = 0;          ///< exposure, s
     float lightOffDelay = 0;         ///< light-off time after the layer, s
-    unsigned int dataOffset = 0;     ///< file offset of the layer's `LayerDefEx`; the image code follows that
-    unsigned int dataSize = 0;       ///< 44 + bytes of the image code
+    unsigned int dataOffset = 0;     ///< file offset of the layer's `LayerDefEx`; the encoded image follows that
+    unsigned int dataSize = 0;       ///< 44 + bytes of the encoded image
     unsigned int pageNumber = 0;     ///< 0
-    unsigned int tableSize = 0;      ///< bytes of the extended record in front of the image code, 44
+    unsigned int tableSize = 0;      ///< bytes of the extended record in front of the encoded image, 44
     unsigned int reserved28 = 0;     ///< 0
     unsigned int extensionFlag = 0;  ///< not 0: the extension is there
     unsigned int word36 = 0;         ///< lit area: thousandths of what the slicer gives, rounded
@@ -235,13 +235,13 @@ struct VNDLP_API LayerDef {
     long long extension9 = 0;
 
     // not in the entry
-    std::vector<unsigned char> data;  ///< the image code, scrambled where the file has a key
+    std::vector<unsigned char> data;  ///< the encoded image, scrambled where the file has a key
     unsigned int beginPosition = 0;   ///< where the record last read began in its file
     unsigned int endPosition = 0;     ///< where it ended
 
     /// 40, or 120 with the extension.
     unsigned int size() const;
-    /// Writes the entry; the image code is written by `VNDLPV4Write`.
+    /// Writes the entry; the encoded image is written by `VNDLPV4Write`.
     void Serialization(FileWrite& file);
     void DeSerialization(FileRead& file);
 
@@ -258,14 +258,14 @@ struct VNDLP_API LayerDef {
 
     /// Encodes a layer image.
     /// \param pixels     `size` grey bytes.
-    /// \param key        the file's scrambling key; 0 leaves the code unscrambled.
+    /// \param key        the file's scrambling key; 0 leaves the result unscrambled.
     /// \param layerIndex index of the layer, which the scrambling depends on.
     static std::vector<unsigned char> encodeImage(const unsigned char* pixels, std::size_t size, unsigned int key,
                                                   unsigned int layerIndex);
-    /// The same code from an image given row by row. A source that returns null ends the image early.
+    /// The same from an image given row by row. A source that returns null ends the image early.
     static std::vector<unsigned char> encodeImage_16k(unsigned int width, unsigned int height, const RowSource& rows,
                                                       unsigned int key, unsigned int layerIndex);
-    /// The same code, and the layer's bead mask. A pixel is lit when its code is not 0, that is from a grey of 2 on.
+    /// The same, and the layer's bead mask. A pixel is lit when its encoded grey is not 0, that is from a grey of 2 on.
     /// Runs of lit pixels are cut at row ends before the field is asked, as a run across several rows would light too
     /// few beads. Pixels beyond the field's screen light nothing.
     /// \param pixels width x height grey bytes.
@@ -274,11 +274,11 @@ struct VNDLP_API LayerDef {
     static std::vector<unsigned char> encodeImageSubZone(const unsigned char* pixels, unsigned int width,
                                                          unsigned int height, unsigned int key, unsigned int layerIndex,
                                                          LampBeadCal& beads, std::vector<unsigned char>& mask);
-    /// Adds up the runs of a layer's code, not scrambled: a sound layer has as many pixels as its screen.
-    /// \return pixels, also beyond any screen; -1 when the code ends within a run.
+    /// Adds up the runs of a layer's encoded data, not scrambled: a sound layer has as many pixels as its screen.
+    /// \return pixels, also beyond any screen; -1 when the data end within a run.
     static long long codedPixels(const std::vector<unsigned char>& code);
-    /// The bead mask from a layer's code, as `encodeImageSubZone` makes it from the image.
-    /// \param code  the code, not scrambled.
+    /// The bead mask from a layer's encoded data, as `encodeImageSubZone` makes it from the image.
+    /// \param code  the encoded data, not scrambled.
     /// \param width pixels of a row.
     static std::vector<unsigned char> beadMaskOfCode(const std::vector<unsigned char>& code, unsigned int width,
                                                      LampBeadCal& beads);
@@ -363,12 +363,12 @@ public:
     int writePreviews();
     int writePrintParameters();
     int writeSlicerInfo();
-    /// Writes the layer table, then `LayerDefEx` (from header version 3 on) and image code of every layer.
+    /// Writes the layer table, then `LayerDefEx` (from header version 3 on) and encoded image of every layer.
     int writeLayerDefs();
     /// Writes all extended records back to back.
     int writeLayerDefExs();
     /// Hands what is written to the system and appends the trailer at the end of the file; the file stays open, and
-    /// should only be closed then.
+    /// should only be closed then. The trailer holds the sum kept while writing, see `vndlp::VndlpWrite::writeTail`.
     /// \return 0; -1 with a message when no file is open or when the file could not be written whole; the negative
     ///         result of `CheckSum::appendFileSum`, with a message, when there is no trailer.
     int writeTail();
@@ -376,7 +376,7 @@ public:
     /// Closes the file. \return 0, also when none is open; -1, with a message, when it could not be written whole.
     int close();
 
-    /// Scrambles the code of a layer: an XOR stream that depends on key and layer index, so that the same call
+    /// Scrambles the encoded data of a layer: an XOR stream that depends on key and layer index, so that the same call
     /// unscrambles. A key of 0 changes nothing.
     static std::vector<unsigned char> LayerRleCrypt(unsigned int key, unsigned int layerIndex,
                                                     std::vector<unsigned char> data);
@@ -403,7 +403,7 @@ private:
 /// Reads a V4 file. Call `openDlpFile` and `parseFile`, then the queries in any order.
 ///
 /// The records stay the reader's: they are valid until the step that reads them runs again, until `openDlpFile`, and
-/// until the reader's end. The image codes of layers are not read by `parseFile`.
+/// until the reader's end. `parseFile` does not read the encoded images of layers.
 ///
 /// A damaged file is read as far as it goes: `parseFile` and its steps return 0, what is missing stays as constructed,
 /// the first thing found missing since `openDlpFile` is told in one error line, and `isWhole` is false from then on.
@@ -438,7 +438,8 @@ public:
     /// Reads as many entries as the header tells and the file holds, the last one perhaps cut off; `tableSize` of each
     /// is set to 44.
     int readLayerDefs();
-    /// Reads the extended record in front of each layer's image code. The list has one entry for each of the table's.
+    /// Reads the extended record in front of each layer's encoded image. The list has one entry for each of the
+    /// table's.
     int readLayerDefExs();
 
     /// False once something that a record told of was not in the file.
@@ -457,11 +458,12 @@ public:
     /// Closes the file; the records stay. \return 0, also when none is open.
     int closeDlpFile();
 
-    // Layer images. `header` gives the image's size and the scrambling key, `layer` where its code lies, `layerIndex`
-    // is its index. The code is read from the file; `layer->data` plays no part but where said. Where the file does not
-    // hold the whole code, an error line is printed and what is there is decoded.
+    // Layer images. `header` gives the image's size and the scrambling key, `layer` where its encoded data lie,
+    // `layerIndex` is its index. The data are read from the file; `layer->data` plays no part but where said. Where the
+    // file does not hold all of them, an error line is printed and what is there is decoded.
 
-    /// \return width x height grey bytes, 0 where the code ends early; what it holds beyond the image is left out.
+    /// \return width x height grey bytes, 0 where the encoded data end early; what they hold beyond the image is left
+    /// out.
     ///         Empty, with an error line, without header or layer and for an image of more than 2^28 pixels.
     std::vector<unsigned char> readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex);
     /// The same into `layer->data`, which becomes the *pixels*, with the header that was read.
@@ -473,10 +475,10 @@ public:
     int readLayerImage(const HeaderSettings* header, LayerDef* layer, int layerIndex, unsigned char* pixels,
                        std::size_t size);
 
-    /// The image row by row, with memory for its code and one row only; for images of any size.
+    /// The image row by row, with memory for its encoded data and one row only; for images of any size.
     /// \return 0; -1 with an error line.
     int readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex, const RowSink& rows);
-    /// As `readLayerImage`: the code is one.
+    /// As `readLayerImage`: the encoded data are the same.
     std::vector<unsigned char> readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex);
     int readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex, unsigned char* pixels,
                            std::size_t size);
@@ -489,7 +491,7 @@ private:
     bool seekTo(long long offset, unsigned int bytes, const std::string& what);
     void noteShort(const std::string& what, unsigned long long declared, unsigned long long held,
                    const char* unit = "bytes");
-    /// Takes a piece of a code, tells how many of its bytes it has used.
+    /// Takes a piece of the encoded data. \return how many of its bytes it has used.
     using TakePiece = std::function<std::size_t(const unsigned char* code, std::size_t size)>;
     bool readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex, const TakePiece& take);
     int decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,

@@ -275,8 +275,9 @@ typedef void (*VndlpMessageFn)(void* context, const char* text);
 typedef int32_t (*VndlpRowFn)(void* context, uint32_t row, const uint8_t* pixels);
 /// Takes one finding. \return 0; anything else stops.
 typedef int32_t (*VndlpFindingFn)(void* context, const VndlpFinding* finding);
-/// Takes one changed value. \param layers null for the file's value, else as "1-2". \return 0; anything else stops,
-/// and nothing is written.
+/// Takes one changed value.
+/// \param layers null for the file's value, else as "1-2".
+/// \return 0; anything else stops, and nothing is written.
 typedef int32_t (*VndlpChangedFn)(void* context, const char* key, const char* layers, const char* was, const char* is);
 
 /// Version of the library: major << 16 | minor << 8 | patch.
@@ -392,9 +393,10 @@ VNDLP_API int64_t vndlp_verify(const VndlpFile* file, VndlpFindingFn finding, vo
 VNDLP_API int64_t vndlp_verify_structure(const VndlpFile* file, VndlpFindingFn finding, void* context);
 
 /// Tells what would go wrong in print: islands, traps, cups, empty layers, overhangs, what lies outside, peaks,
-/// settings. \param options null: the defaults. \param finding takes each finding, the gravest first, when all layers
-/// are done; may be null. \return the number of findings; VNDLP_E_VALUE for an option, VNDLP_E_DAMAGED, VNDLP_E_FILE,
-/// VNDLP_E_STOPPED.
+/// settings.
+/// \param options null: the defaults.
+/// \param finding takes each finding, the gravest first, when all layers are done; may be null.
+/// \return the number of findings; VNDLP_E_VALUE for an option, VNDLP_E_DAMAGED, VNDLP_E_FILE, VNDLP_E_STOPPED.
 VNDLP_API int64_t vndlp_check(const VndlpFile* file, const VndlpCheckOptions* options, VndlpFindingFn finding,
                               void* context);
 
@@ -472,8 +474,7 @@ VNDLP_API int32_t vndlp_put_runs(VndlpWriter* writer, uint32_t layer, const Vndl
 /// Puts a line file's layer as polylines.
 /// \param xy    x and y of `count` points, two numbers each.
 /// \param path  for each point the number of its polyline, from 0, never falling; a number left out is a polyline
-/// without
-///              points. Null: all belong to polyline 0.
+///              without points. Null: all belong to polyline 0.
 /// \return VNDLP_OK; VNDLP_E_VALUE (`path` falls), VNDLP_E_KIND, VNDLP_E_INDEX, VNDLP_E_ORDER, VNDLP_E_FILE.
 VNDLP_API int32_t vndlp_put_points(VndlpWriter* writer, uint32_t layer, const int32_t* xy, const uint32_t* path,
                                    size_t count);

@@ -54,8 +54,8 @@ struct VNDLP_API DlpV2ParamWrapper {
 /// Writes a ".vndlp" file of the V2 kind from a parameter record, grey previews and grey layer images.
 ///
 /// Calls: `open`, `setDlpV2Param`, `setGrayPreview116X116`, `setGrayPreview290X290` for 0 and 1, `writeDlpStructure`,
-/// the layers, `writeTail`, `close`. Layers are given by `setLayerImage`, in any order. Calls without an open file write
-/// nothing, and null pixels are refused with a message.
+/// the layers, `writeTail`, `close`. Layers are given by `setLayerImage`, in any order. Calls without an open file
+/// write nothing, and null pixels are refused with a message.
 ///
 /// Slicers that want version 3 files, or layers streamed without keeping their runs, use `createDLPWriter` and
 /// `DLPWriter::addLayerImage` instead: two habits of this class give files a slicer may not expect, see
@@ -89,8 +89,9 @@ public:
     /// table holds the given area), and `writeTail` writes one empty layer per layer of the parameters behind the
     /// streamed ones. Use `setLayerImage`, or `DLPWriter::addLayerImage` to stream.
     void wrieLayerImage(unsigned char* grey, int width, int height, double area);
-    /// Writes the head of the file. \return true; false, with nothing written, unless parameters and all three previews
-    /// were set and the head could be written.
+    /// Writes the head of the file.
+    /// \return true; false, with nothing written, unless parameters and all three previews were set; false, too, when
+    ///         the head could not be written.
     bool writeDlpStructure();
     /// Writes the kept layers, the area table and the tail, and seals the file.
     /// \return 0; negative for the first failure: see `VndlpWrite::writeLayerAreasDealyer`, `VndlpWrite::writeTail`.
@@ -193,12 +194,12 @@ public:
     /// \param paths      polylines; of each point x and y are written.
     /// \param area       layer area in thousandths of the stored unit.
     void setLayerPath(int layerIndex, const std::vector<std::vector<Vec3i>>& paths, double area);
-    /// Writes the head of the file and the image parameters. \return true; false, with nothing written, unless
-    /// parameters and all three previews were set, and false when the head could not be written.
+    /// Writes the head of the file and the image parameters.
+    /// \return as `VndlpV2Wrapper::writeDlpStructure`.
     bool writeDlpStructure();
     /// Fills the area table, writes the tail and seals the file.
     /// \return 0; negative for the first failure: see `VndlpWrite::writeLayerAreasDealyer`, `VndlpWrite::writeTail`.
-    ///         Layers that could not be written are told of here.
+    ///         Layers that could not be written are reported here.
     int writeTail();
     /// Forgets the layers' areas and frees the previews: called before the object writes another file.
     void clear();
@@ -233,7 +234,7 @@ private:
 ///         use(paths);
 ///     }
 ///
-/// Every failure is printed as a line beginning "error: ". Copies share the open file.
+/// Every failure is printed as a line beginning "error: ". A copy shares the open file, as copies of `VndlpRead` do.
 class VNDLP_API VnLineV2ReadWrapper {
 public:
     VnLineV2ReadWrapper();

@@ -87,14 +87,15 @@ public:
     virtual int openFile() = 0;
 
     /// Takes the first three previews (their pixel pointers are moved out of the vector) and writes or prepares the
-    /// header; CTB files keep the first two. V2 and line files carry blank previews whatever is given. \return 0 on
-    /// success; negative on failure (a line file's head that could not be written shows in `finish` only); with fewer
-    /// than three previews their number, and nothing is written.
+    /// header. CTB and V4 files keep the first two. V2 and line files carry blank previews whatever is given.
+    /// \return 0 on success; negative on failure (a line file's head that could not be written shows in `finish` only);
+    ///         with fewer than three previews their number, and nothing is written.
     virtual int writeHeader(std::vector<SliceImage>& previews) = 0;
 
     /// Delivers the next layer.
     /// \param layerIndex the number of layers delivered before.
-    /// \param image      shared until the layer is written; CTB: encoded at once, and all codes kept until `finish`.
+    /// \param image      shared until the layer is written; CTB: encoded at once, and all encoded data kept until
+    ///                   `finish`.
     /// \param area       lit area.
     /// \param batchSize  V2: layers are converted and written when this many are pending; 0 writes at once, a negative
     ///                   value leaves them all to `finish`. At most that many images are held. Ignored by other
