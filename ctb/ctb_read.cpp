@@ -13,8 +13,8 @@ namespace {
 constexpr int kHeaderRead = 1;
 constexpr int kNoFile = 0;
 constexpr std::size_t kPreviewCount = 2;
-/// Levels that no printer has more of. A file holds the entries of the first level only, as a rule.
-constexpr unsigned int kMaxAntiAliasLevel = 16;
+/// Entries that are read however short the file is: it may hold those of the first level only.
+constexpr unsigned long long kMaxRepeatedEntries = 8192;
 /// Images behind a table that is read with them may overlap, but no more than this.
 constexpr long long kMaxImagesPerFile = 4;
 
@@ -138,10 +138,10 @@ std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData, bool& i
     if (firstHeld == 0) return table;
     const unsigned long long held = static_cast<unsigned long long>(m_file.remaining());
     const unsigned long long whole = held / kLayerDefBytes;
-    isWhole = m_header->layerCount <= whole && m_header->antiAliasLevel <= kMaxAntiAliasLevel;
+    const unsigned long long begun = (held + kLayerDefBytes - 1) / kLayerDefBytes;
     // the levels behind the first are read from whatever is there, or not there any more; with images even the entries
     // of the first are, so that the position does not bound them
-    const unsigned long long begun = (held + kLayerDefBytes - 1) / kLayerDefBytes;
+    isWhole = m_header->layerCount <= whole && declared <= std::max(begun, kMaxRepeatedEntries);
     const auto most = static_cast<std::size_t>(isWhole ? declared : std::min(declared, begun));
     table.reserve(most);
 
@@ -152,7 +152,6 @@ std::vector<std::unique_ptr<LayerDef>> CTBRead::readTable(bool readData, bool& i
         imageBytesLeft -= static_cast<long long>(layer->data.size());
         table.push_back(std::move(layer));
     }
-    isWhole = isWhole || declared <= whole;
     if (!isWhole && firstHeld == kLayerDefBytes) {
         vndlp::reportShort(m_file.fileName(), what, declared, std::min(declared, whole), "entries");
     }

@@ -473,9 +473,9 @@ public:
     ///                 read from *behind that image*, not from the table, and zeros behind the end of the file. Pass
     ///                 false and use `readLayerImage`.
     /// \return the entries, the caller's to delete. Entries of further levels that a file does not repeat are made of
-    ///         whatever stands behind the table. When the file is too short for one level, or there are more than 16:
-    ///         the entries that begin in the file, the last one perhaps cut off. With `readData` the images of a
-    ///         damaged file stay empty once all of them together exceed a small multiple of the file.
+    ///         whatever stands behind the table. When the file is too short for one level, or for a table of more than
+    ///         8192 entries: those that begin in the file, the last one perhaps cut off. With `readData` the images of
+    ///         a damaged file stay empty once all of them together exceed a small multiple of the file.
     std::vector<LayerDef*> layerDef(bool readData);
     /// Reads the extended record of every layer, 84 bytes in front of its encoded image, once for each of
     /// `antiAliasLevel` levels (the same records every time), and appends them to the reader's list.
