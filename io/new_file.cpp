@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::size_t kPieceBytes = std::size_t{1} << 20;
-constexpr int kMostLinks = 40;
+constexpr int kMaxLinks = 40;
 
 fs::path pathOf(const std::string& utf8) { return {std::u8string(utf8.begin(), utf8.end())}; }
 
@@ -34,7 +34,7 @@ std::string textOf(const fs::path& path) {
 /// The file that a chain of links ends at, whether or not it exists.
 fs::path resolved(fs::path path) {
     std::error_code error;
-    for (int i = 0; i < kMostLinks && fs::is_symlink(path, error); ++i) {
+    for (int i = 0; i < kMaxLinks && fs::is_symlink(path, error); ++i) {
         const fs::path to = fs::read_symlink(path, error);
         if (error) break;
         path = to.is_absolute() ? to : path.parent_path() / to;

@@ -1,4 +1,4 @@
-/// Bytes that follow a record in the file and are counted by it: preview and layer codes, machine name.
+/// Bytes that follow a record in the file and are counted by it: encoded previews and layers, machine name.
 
 #pragma once
 
@@ -17,7 +17,7 @@ std::vector<unsigned char> readDeclared(FileRead& file, unsigned int declared);
 /// \return false when `held` was less; nothing is printed.
 bool writeDeclared(FileWrite& file, const unsigned char* bytes, std::size_t held, unsigned int declared);
 
-/// Prints the line that tells of a file or buffer that holds less than was declared.
+/// Prints the line about a file or buffer that holds less than was declared.
 /// \param what the record, and its index where there are several.
 void reportShort(const std::string& file, const std::string& what, unsigned long long declared, unsigned long long held,
                  const char* unit = "bytes");

@@ -20,7 +20,7 @@ void report(const char* format, ...);
 /// Hands a message to the handler. \return false when none is set.
 bool handleMessage(const char* text);
 
-/// Prints the one line that tells of a file that could not be written whole: name and the system's reason.
+/// Prints the one line about a file that could not be written whole: name and the system's reason.
 /// \param failureCode the system's error number, 0 when there is none.
 void reportIncompleteFile(const char* path, int failureCode);
 

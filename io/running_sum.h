@@ -8,7 +8,7 @@
 
 namespace vndlp {
 
-/// Both kinds of sum over all bytes of a file, told of every write. Bytes may be overwritten as long as they lie near
+/// Both kinds of sum over all bytes of a file, fed with every write. Bytes may be overwritten as long as they lie near
 /// the start, where tables are filled in later; after any other overwriting, or a gap, the sums are not known.
 class RunningSum {
 public:

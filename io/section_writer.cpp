@@ -41,8 +41,8 @@ void SectionWriter::warn(std::size_t preViews, unsigned int layerCount, std::siz
 
 bool SectionWriter::isComplete() {
     if (!m_file.failed()) return true;
-    if (!m_isTold) reportIncompleteFile(m_file.fileName().c_str(), m_file.failureCode());
-    m_isTold = true;
+    if (!m_isReported) reportIncompleteFile(m_file.fileName().c_str(), m_file.failureCode());
+    m_isReported = true;
     return false;
 }
 

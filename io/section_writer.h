@@ -49,14 +49,14 @@ struct SectionOffsets {
     }
 };
 
-/// Writes sections to a file of its owner's. What fails is told in one error line each; `complete` lets only the first
-/// of a file that could not be written pass.
+/// Writes sections to a file of its owner's. Every failure is reported in one error line; `complete` lets only the
+/// first of a file that could not be written pass.
 class SectionWriter {
 public:
     explicit SectionWriter(FileWrite& file) : m_file(file) {}
 
-    /// Forgets what was told of the file before.
-    void reset() { m_isTold = false; }
+    /// Forgets what was reported about the file before.
+    void reset() { m_isReported = false; }
     /// \param what is to be written. \return whether a file is open for it.
     bool isReady(const char* what);
     /// Whether the first `count` records are there; the error line is "`record` 3 `lack`".
@@ -154,7 +154,7 @@ private:
     bool isReached(unsigned long long end);
 
     FileWrite& m_file;
-    bool m_isTold = false;
+    bool m_isReported = false;
 };
 
 }  // namespace vndlp

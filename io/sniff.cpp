@@ -11,15 +11,15 @@ namespace vndlp {
 
 namespace {
 
-constexpr std::size_t kMagicOffset = 4;     // behind the length of the magic string
-constexpr std::size_t kLongestMagic = 11;   // what a short version's bytes hold behind that offset
-constexpr std::size_t kVersionOffset = 13;  // behind an 8-character magic and its terminator
+constexpr std::size_t kMagicOffset = 4;      // behind the length of the magic string
+constexpr std::size_t kMaxMagicLength = 11;  // what a short version's bytes hold behind that offset
+constexpr std::size_t kVersionOffset = 13;   // behind an 8-character magic and its terminator
 constexpr std::size_t kWideVersionOffset = 15;
-constexpr std::size_t kShortestHead = 15;
+constexpr std::size_t kMinHeadBytes = 15;
 
 std::string_view magicText(const unsigned char* head) {
     const unsigned char* magic = head + kMagicOffset;
-    const unsigned char* end = std::find(magic, magic + kLongestMagic, 0);
+    const unsigned char* end = std::find(magic, magic + kMaxMagicLength, 0);
     return {reinterpret_cast<const char*>(magic), static_cast<std::size_t>(end - magic)};
 }
 
@@ -37,7 +37,7 @@ SniffedHead sniffHead(const void* head, std::size_t bytes) {
         result.format = SliceFormat::ctb;
         return result;
     }
-    result.magic = bytes < kShortestHead ? nullptr : findMagic(magicText(at));
+    result.magic = bytes < kMinHeadBytes ? nullptr : findMagic(magicText(at));
     if (result.magic == nullptr) return result;
     if (result.magic->hasVersionBehindMagic) result.version = static_cast<int>(bigEndian16(at + kVersionOffset));
     if (result.magic->versionMayBe32Bit && result.version == 0 && bytes >= kSniffBytes) {
@@ -57,7 +57,7 @@ int CheckSum::getFileVersionInfo(const char* path, std::string& versionName, int
     type = CHECKSUM_NONE;
     unsigned char head[kSniffBytes] = {};
     const std::size_t bytes = std::fread(head, 1, sizeof head, file.get());
-    if (bytes < kShortestHead) return kCannotRead;
+    if (bytes < kMinHeadBytes) return kCannotRead;
     versionName = magicText(head);
     const SniffedHead sniffed = sniffHead(head, bytes);
     if (sniffed.magic == nullptr) return kUnknownMagic;

@@ -14,7 +14,7 @@ namespace vndlp {
 namespace {
 
 constexpr std::size_t kBufferBytes = 16384;
-constexpr unsigned int kLongestText = 65536;  // bytes; a longer count is a null mark or damage
+constexpr unsigned int kMaxTextBytes = 65536;  // bytes; a longer count is a null mark or damage
 
 template <class Value>
 Value swapped(Value value) {
@@ -191,12 +191,12 @@ std::string FileRead::readString(unsigned int length) {
     std::string value;
     for (std::size_t wanted = 0; value.size() == wanted && wanted < length;) {
         const std::size_t held = value.size();
-        wanted = std::min<std::size_t>(length, held + kLongestText);
+        wanted = std::min<std::size_t>(length, held + kMaxTextBytes);
         value.resize(wanted);
         value.resize(held + readBytes(reinterpret_cast<unsigned char*>(value.data()) + held, wanted - held));
     }
     // zeros stand for what is missing, as in every short read; a cut magic must not pass for a shorter one
-    if (value.size() == length || length <= kLongestText) value.resize(length - 1);
+    if (value.size() == length || length <= kMaxTextBytes) value.resize(length - 1);
     return value;
 }
 
@@ -206,7 +206,7 @@ std::string FileRead::readStdStringLittleEndian() { return readString(readLittle
 
 std::string FileRead::readQAnsicString() {
     const unsigned int byteCount = readBigEndianUint32();
-    if (byteCount == 0 || byteCount > kLongestText) return {};
+    if (byteCount == 0 || byteCount > kMaxTextBytes) return {};
     std::string value(byteCount / 2, '\0');
     std::string units(2 * value.size(), '\0');
     readBytes(reinterpret_cast<unsigned char*>(units.data()), units.size());
@@ -245,7 +245,7 @@ int FileWrite::open(std::string path, int /*mode*/) {
 int FileWrite::close() {
     if (m_stream == nullptr) return -1;
     errno = 0;
-    // someone else's fflush of all streams may have failed: only the mark tells, closing itself then succeeds
+    // someone else's fflush of all streams may have failed: only the mark shows it, closing itself then succeeds
     const bool marked = std::ferror(m_stream) != 0;
     if (std::fclose(m_stream) != 0 || marked) noteFailure();
     m_stream = nullptr;
@@ -269,7 +269,7 @@ int FileWrite::failureCode() const { return m_failureCode; }
 
 long long FileWrite::currentPosition() { return m_stream == nullptr ? -1 : position(); }
 
-/// The position of an open file. Not to be told it is a failure: what is written next would go anywhere.
+/// The position of an open file. Not to learn it is a failure: what is written next would go anywhere.
 long long FileWrite::position() {
     errno = 0;
     const long long at = platform::tell(m_stream);
