@@ -109,7 +109,7 @@ void comparePieces(const unsigned char* column, int from, int to, ColumnRuns<Row
 
 #else
 
-HWY_INLINE void turnTile(const unsigned char* rows, std::ptrdiff_t stride, unsigned char* columns,
+HWY_INLINE void transposeTile(const unsigned char* rows, std::ptrdiff_t stride, unsigned char* columns,
                          std::ptrdiff_t columnStride) {
     const hn::FixedTag<std::uint8_t, kTile> tag;
     hn::Vec<decltype(tag)> lines[kTile];
@@ -130,7 +130,7 @@ HWY_INLINE void turnTile(const unsigned char* rows, std::ptrdiff_t stride, unsig
 void copyColumns(const PixelArea& area, unsigned char* columns, std::ptrdiff_t columnStride) {
     copyTiles(area, columns, columnStride,
               [](const unsigned char* rows, std::ptrdiff_t stride, unsigned char* out, std::ptrdiff_t outStride)
-                  HWY_ATTR { turnTile(rows, stride, out, outStride); });
+                  HWY_ATTR { transposeTile(rows, stride, out, outStride); });
 }
 
 /// A bit for each pixel of a piece, the first one's lowest.

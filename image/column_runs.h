@@ -20,8 +20,8 @@ constexpr int kColumnPiece = 64;
 /// \param Row float or std::uint32_t; rows are below 2^24.
 template <class Row>
 struct ColumnRuns {
-    static constexpr int kMostPixels = 2 * kColumnPiece;
-    static constexpr std::size_t kRoom = kMostPixels + 8;  // an open run, and what vectors write behind the last one
+    static constexpr int kMaxPixels = 2 * kColumnPiece;
+    static constexpr std::size_t kRoom = kMaxPixels + 8;  // an open run, and what vectors write behind the last one
 
     Row firstRows[kRoom];
     Row lastRows[kRoom];
@@ -44,7 +44,7 @@ struct ColumnRuns {
 /// \param column the first row's pixel; the pixel before it and all from the last row's to the end of its piece are
 ///               background.
 /// \param from   the part's first row; it ends before row `to`. Both are whole pieces, at most
-///               `ColumnRuns::kMostPixels` apart.
+///               `ColumnRuns::kMaxPixels` apart.
 /// \param runs   of the part before, its ended runs dropped.
 void findColumnRuns(const unsigned char* column, int from, int to, ColumnRuns<float>& runs);
 void findColumnRuns(const unsigned char* column, int from, int to, ColumnRuns<std::uint32_t>& runs);

@@ -36,7 +36,7 @@ int compareRows(const PixelArea& area, RowChange* first, std::size_t capacity, s
                 std::uint32_t* inColumn, CompareRow&& compareRow) {
     Changes changes{first, inColumn};
     const RowChange* const end = first + capacity;
-    static constexpr unsigned char background[kMostChangeColumns] = {};
+    static constexpr unsigned char background[kMaxChangeColumns] = {};
     const unsigned char* above = background;
     for (int row = 0; row < area.rows; ++row) {
         if (end - changes.next < area.columns) return row;
@@ -76,7 +76,7 @@ HWY_INLINE std::uint64_t changedColumns(const unsigned char* above, const unsign
     return changed;
 }
 
-/// Most of a layer is like the row above it: told for this many bytes at once.
+/// Most of a layer is like the row above it: compared in steps of this many bytes.
 constexpr int kBlock = 128;
 
 HWY_INLINE bool equalBlocks(const unsigned char* above, const unsigned char* pixels) {

@@ -19,8 +19,8 @@ using RowChange = std::uint32_t;
 using ColumnChange = std::uint32_t;
 
 constexpr unsigned kChangePlaceShift = 8;
-constexpr int kMostChangeColumns = 1 << 14;
-constexpr int kMostChangeRows = 1 << 24;
+constexpr int kMaxChangeColumns = 1 << 14;
+constexpr int kMaxChangeRows = 1 << 24;
 
 /// A change at a column or row.
 constexpr std::uint32_t changeAt(std::uint32_t place, unsigned char grey) { return place << kChangePlaceShift | grey; }
@@ -36,7 +36,7 @@ struct PixelArea {
 };
 
 /// Compares every row with the one above it, the first one with background, and notes what changes, row by row.
-/// \param area     at most kMostChangeColumns wide.
+/// \param area     at most kMaxChangeColumns wide.
 /// \param changes  room for `capacity` changes, at least one a column.
 /// \param rowEnds  receives for every row that was compared where its changes end.
 /// \param inColumn `columns` counters, to which each column's changes are added.

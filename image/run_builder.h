@@ -74,7 +74,7 @@ public:
     [[nodiscard]] std::size_t count() const {
         return (m_list.size() + static_cast<std::size_t>(m_next - m_block)) / Form::kItems;
     }
-    /// Tells about how many runs are still to come, which saves growing step by step.
+    /// Announces about how many runs are still to come, which saves growing step by step.
     void expect(std::size_t runs) {
         const std::size_t needed = m_list.size() + (runs + kRunsAtOnce) * Form::kItems;
         if (needed <= m_list.capacity()) return;
@@ -119,8 +119,8 @@ public:
 
     void run() {
         if (m_height <= 0) return;
-        if (m_height < kMostChangeRows) {
-            for (int x = 0; x < m_width; x += kMostChangeColumns) build(x, std::min(kMostChangeColumns, m_width - x));
+        if (m_height < kMaxChangeRows) {
+            for (int x = 0; x < m_width; x += kMaxChangeColumns) build(x, std::min(kMaxChangeColumns, m_width - x));
         } else {
             for (int x = 0; x < m_width; ++x) walkTallColumn(x);
         }
@@ -128,7 +128,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t kMostChanges = 1u << 20;
+    static constexpr std::size_t kMaxChanges = 1u << 20;
     // as many pixels are walked in the time that a change takes
     static constexpr std::size_t kPixelsPerChange = 8;
     static constexpr int kWalkedColumns = 64;
@@ -139,7 +139,7 @@ private:
         const auto width = static_cast<std::size_t>(columns);
         if (m_changes == nullptr) {
             const std::size_t worthwhile = width * static_cast<std::size_t>(m_height) / kPixelsPerChange;
-            m_capacity = width + std::min(worthwhile, kMostChanges);
+            m_capacity = width + std::min(worthwhile, kMaxChanges);
             // one block for both: an allocator is more likely to keep it for the next layer
             m_changes.reset(new std::uint32_t[m_capacity + m_capacity + width]);
             m_rowEnds.resize(static_cast<std::size_t>(m_height));
@@ -199,9 +199,9 @@ private:
     void walkColumn(int x, const unsigned char* column) {
         using Runs = ColumnRuns<typename Form::Row>;
         Runs runs;
-        for (int from = 0; from < m_height; from += Runs::kMostPixels) {
+        for (int from = 0; from < m_height; from += Runs::kMaxPixels) {
             const int to =
-                (std::min(m_height, from + Runs::kMostPixels) + kColumnPiece - 1) / kColumnPiece * kColumnPiece;
+                (std::min(m_height, from + Runs::kMaxPixels) + kColumnPiece - 1) / kColumnPiece * kColumnPiece;
             m_runs.fetchAhead();
             findColumnRuns(column, from, to, runs);
             m_runs.addColumn(x, runs);
@@ -209,7 +209,7 @@ private:
         }
     }
 
-    /// The plain form, for images of more rows than a change can tell.
+    /// The plain form, for images of more rows than a change can hold.
     void walkTallColumn(int x) {
         for (int y = 0; y < m_height;) {
             const unsigned char* const first = m_pixels + y * m_stride + x;

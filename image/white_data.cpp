@@ -13,7 +13,7 @@ namespace vndlp {
 
 namespace {
 
-/// A coordinate as a whole number, truncated; what no int can hold (or is no number) becomes the nearest it can.
+/// A coordinate as a whole number, truncated; what no int can hold becomes the nearest it can, NaN 0.
 int wholePixel(float value) {
     if (!(value > -2147483648.0F)) return std::isnan(value) ? 0 : INT32_MIN;
     return value < 2147483648.0F ? static_cast<int>(value) : INT32_MAX;
