@@ -30,8 +30,8 @@ void copyPreviewPixels(const unsigned char* pixels, DlpImage& preview) {
     std::memcpy(preview.bits(), pixels, static_cast<std::size_t>(preview.size()));
 }
 
-/// Prints a message when a result tells of a failure; returns the result.
-int tellFailure(int result, const char* message) {
+/// Prints a message when a result is a failure; returns the result.
+int reportFailure(int result, const char* message) {
     if (result < 0) report("%s", message);
     return result;
 }
@@ -111,7 +111,7 @@ void VnLineV2WriteWrapper::setGrayPreview290X290(unsigned char* pixels, int whic
 
 void VnLineV2WriteWrapper::setLayerPath(int /*layerIndex*/, const std::vector<std::vector<Vec3i>>& paths, double area) {
     if (!m_structure) return;
-    // a layer that cannot be written keeps its place in the table; the stream remembers, and writeTail tells
+    // a layer that cannot be written keeps its place in the table; the stream remembers, and writeTail reports it
     unsigned int stored = storedLayerArea(area);
     m_layerAreas.push_back(stored);
     m_writer.writeLayerPath(paths, &stored, false);
@@ -153,9 +153,9 @@ void VnLineV2ReadWrapper::close() { m_reader.close(); }
 
 int VnLineV2ReadWrapper::readHeader(DlpV2LineHeader& header, bool withPreview) {
     std::string magic;
-    const int tag = tellFailure(m_reader.readTag(magic), "error: read tag error\n");
+    const int tag = reportFailure(m_reader.readTag(magic), "error: read tag error\n");
     if (tag < 0) return tag;
-    return tellFailure(m_reader.readDlpLineV2Header(header, withPreview), "error: readHeader error\n");
+    return reportFailure(m_reader.readDlpLineV2Header(header, withPreview), "error: readHeader error\n");
 }
 
 int VnLineV2ReadWrapper::readDlpParam(DlpParameters& params, std::vector<unsigned int>& areas) {
@@ -174,15 +174,15 @@ int VnLineV2ReadWrapper::readDlpSliceBasicParam(DlpSliceBasicParameters& params)
 
 // one message for the image parameters and both kinds of layers
 int VnLineV2ReadWrapper::readDlpImageParam(DlpImageParam& param) {
-    return tellFailure(m_reader.readDlpImageParam(param), "error: readDlpImageParam error\n");
+    return reportFailure(m_reader.readDlpImageParam(param), "error: readDlpImageParam error\n");
 }
 
 int VnLineV2ReadWrapper::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool /*flag*/) {
-    return tellFailure(m_reader.readLayerMesh(mesh, area, false), "error: readDlpImageParam error\n");
+    return reportFailure(m_reader.readLayerMesh(mesh, area, false), "error: readDlpImageParam error\n");
 }
 
 int VnLineV2ReadWrapper::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned int& area) {
-    return tellFailure(m_reader.readLayerPath(paths, &area, false), "error: readDlpImageParam error\n");
+    return reportFailure(m_reader.readLayerPath(paths, &area, false), "error: readDlpImageParam error\n");
 }
 
 }  // namespace vndlp

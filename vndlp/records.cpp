@@ -104,7 +104,7 @@ void VndlpBackUse::setDataType(int type, int subType) {
 
 void VndlpBackUse::setMachineHeight(float mm) {
     const float um = mm * 1000;
-    // what no unsigned int can hold (or is no number) has no height to keep
+    // what no unsigned int can hold, and NaN, has no height to keep
     machineHeightUm = um > 0 && um < 4294967296.0F ? static_cast<unsigned int>(um) : 0;
 }
 

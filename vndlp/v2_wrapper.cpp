@@ -29,7 +29,7 @@ void fillPreview(const unsigned char* grey, DlpImage& preview) {
     }
 }
 
-/// Whether there are no pixels to take, which is told.
+/// Whether there are no pixels to take, which is reported.
 bool lacksPixels(const unsigned char* grey) {
     if (grey == nullptr) report("error: no pixels given\n");
     return grey == nullptr;
