@@ -13,7 +13,7 @@ namespace CTB {
 
 namespace {
 
-constexpr std::size_t kShortestBlockFill = 16;
+constexpr std::size_t kMinBlockFill = 16;
 
 /// The forms a run's length takes: the first byte holds a mark and the highest bits, `moreBytes` follow.
 struct LengthForm {
@@ -22,10 +22,10 @@ struct LengthForm {
     std::size_t longest;
 };
 constexpr LengthForm kLengthForms[] = {
-    {0x00, 0, kLongestShortRun},
+    {0x00, 0, kMaxShortRun},
     {0x80, 1, 0x3FFF},
     {0xC0, 2, 0x1FFFFF},
-    {0xE0, 3, kLongestRun},
+    {0xE0, 3, kMaxRun},
 };
 
 /// Writes a length; nothing for one that no form holds.
@@ -40,7 +40,7 @@ unsigned char* putLength(std::size_t count, unsigned char* out) {
 }
 
 void fillRun(unsigned char* pixels, std::size_t count, unsigned char value) {
-    if (count >= kShortestBlockFill) {
+    if (count >= kMinBlockFill) {
         std::memset(pixels, value, count);
         return;
     }
@@ -59,8 +59,8 @@ unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out) 
 }
 
 unsigned char* putLongRun(unsigned int grey, std::size_t count, EndlessRun endless, unsigned char* out) {
-    for (; endless == EndlessRun::split && count > kLongestRun; count -= kLongestRun) {
-        out = putRun(grey, kLongestRun, out);
+    for (; endless == EndlessRun::split && count > kMaxRun; count -= kMaxRun) {
+        out = putRun(grey, kMaxRun, out);
     }
     return putRun(grey, count, out);
 }
@@ -68,15 +68,15 @@ unsigned char* putLongRun(unsigned int grey, std::size_t count, EndlessRun endle
 void RunEncoder::add(const unsigned char* pixels, std::size_t size) {
     for (std::size_t left = size; left > 0;) {
         RunCoding coding{m_open, m_endless, m_out, m_block + sizeof m_block};
-        const std::size_t taken = codePixels(pixels, std::min(left, kMostAtOnce), coding);
+        const std::size_t taken = encodePixels(pixels, std::min(left, kMaxAtOnce), coding);
         m_open = coding.open;
         m_out = coding.out;
         pixels += taken;
         left -= taken;
         if (left > 0) flush(taken > 0 ? sizeof m_block * (left / taken) : 0);
-        for (; m_endless == EndlessRun::split && m_open.count > kLongestRun; m_open.count -= kLongestRun) {
+        for (; m_endless == EndlessRun::split && m_open.count > kMaxRun; m_open.count -= kMaxRun) {
             flush(0);
-            m_out = putRun(m_open.grey, kLongestRun, m_out);
+            m_out = putRun(m_open.grey, kMaxRun, m_out);
         }
     }
 }
@@ -86,18 +86,18 @@ void RunEncoder::finish() {
     if (m_open.count > 0) m_out = putRun(m_open.grey, m_open.count, m_out);
     m_open = {0, 0};
     flush(0);
-    // codes are kept until a whole file of them is written
-    if (m_code.capacity() - m_code.size() > m_code.size() / 8) m_code.shrink_to_fit();
+    // the data of all layers are kept until the file is written
+    if (m_encoded.capacity() - m_encoded.size() > m_encoded.size() / 8) m_encoded.shrink_to_fit();
 }
 
 /// \param expected bytes that are likely to follow.
 void RunEncoder::flush(std::size_t expected) {
-    const std::size_t needed = m_code.size() + static_cast<std::size_t>(m_out - m_block);
-    if (needed > m_code.capacity()) {
-        m_code.reserve(std::max(2 * m_code.capacity(), needed + expected));
-        vndlp::platform::adviseLargePages(m_code.data(), m_code.capacity());
+    const std::size_t needed = m_encoded.size() + static_cast<std::size_t>(m_out - m_block);
+    if (needed > m_encoded.capacity()) {
+        m_encoded.reserve(std::max(2 * m_encoded.capacity(), needed + expected));
+        vndlp::platform::adviseLargePages(m_encoded.data(), m_encoded.capacity());
     }
-    m_code.insert(m_code.end(), m_block, m_out);
+    m_encoded.insert(m_encoded.end(), m_block, m_out);
     m_out = m_block;
 }
 

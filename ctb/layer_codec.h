@@ -1,6 +1,6 @@
-/// The run-length code of layer images, on plain memory.
+/// The run-length encoding of layer images, on plain memory.
 ///
-/// A code is a sequence of runs of one seven-bit grey (a pixel's byte shifted right by one) each:
+/// The encoded data are a sequence of runs of one seven-bit grey (a pixel's byte shifted right by one) each:
 ///
 /// | pixels n               | bytes                                                                            |
 /// |------------------------|----------------------------------------------------------------------------------|
@@ -21,30 +21,30 @@
 
 namespace CTB {
 
-/// Bytes of the longest code of one run.
+/// Bytes of the longest encoded run.
 constexpr std::size_t kMaxRunBytes = 5;
-/// Pixels of the longest run that has a length in its code.
-constexpr std::size_t kLongestRun = 0x0FFFFFFF;
+/// Pixels of the longest run that is encoded with its length.
+constexpr std::size_t kMaxRun = 0x0FFFFFFF;
 /// Pixels of the longest run whose length takes one byte.
-constexpr std::size_t kLongestShortRun = 0x7F;
+constexpr std::size_t kMaxShortRun = 0x7F;
 /// Set in the first byte of a run of more than one pixel.
 constexpr unsigned int kRunFlag = 0x80;
 
 /// Single pixels that a decoder takes at once.
 constexpr std::size_t kSingles = 8;
 
-/// Pixels of one grey; a code may hold runs of none.
+/// Pixels of one grey; encoded data may hold runs of none.
 struct Run {
     unsigned int grey;
     std::size_t count;
 };
 
-/// A cursor over a code.
+/// A cursor over encoded data.
 class RunReader {
 public:
-    RunReader(const unsigned char* code, std::size_t size) : m_next(code), m_end(code + size) {}
+    RunReader(const unsigned char* encoded, std::size_t size) : m_next(encoded), m_end(encoded + size) {}
 
-    /// \return false at the end of the code, also when it cuts a run off, which is not taken then.
+    /// \return false at the end of the data, also when it cuts a run off, which is not taken then.
     bool take(Run& run) {
         if (m_next == m_end) return false;
         const unsigned char* const first = m_next;
@@ -65,7 +65,9 @@ public:
         if (m_end - m_next < static_cast<std::ptrdiff_t>(kSingles)) return false;
         std::memcpy(&greys, m_next, kSingles);
         if ((greys & kRunFlag * everyByte) != 0) return false;
-        const std::uint64_t lit = (greys + 0x7F * everyByte) >> 7 & everyByte;  // 1 in each byte that is not 0
+        // eight `decodedGrey` in one word: a grey has seven bits, so that adding 0x7F sets bit 7 of every byte but
+        // those of 0 and carries into no other byte
+        const std::uint64_t lit = (greys + 0x7F * everyByte) >> 7 & everyByte;
         const std::uint64_t decoded = greys << 1 | lit;
         std::memcpy(pixels, &decoded, kSingles);
         m_next += kSingles;
@@ -77,7 +79,7 @@ private:
     bool takeLength(std::size_t& count) {
         if (m_next == m_end) return false;
         const unsigned int first = *m_next++;
-        if (first <= kLongestShortRun) {
+        if (first <= kMaxShortRun) {
             count = first;
             return true;
         }
@@ -93,35 +95,35 @@ private:
     const unsigned char* m_end;
 };
 
-/// What becomes of a run longer than any that has a length in its code.
+/// What becomes of a run longer than any that is encoded with its length.
 enum class EndlessRun {
-    asItIs,  ///< coded without its length
-    split,   ///< coded as several
+    asItIs,  ///< encoded without its length
+    split,   ///< encoded as several
 };
 
-/// Codes pixels that come in pieces; a run goes on from one piece to the next.
+/// Encodes pixels that come in pieces; a run goes on from one piece to the next.
 class RunEncoder {
 public:
-    /// Appends to `code`.
-    RunEncoder(std::vector<unsigned char>& code, EndlessRun endless) : m_code(code), m_endless(endless) {}
+    /// Appends to `encoded`.
+    RunEncoder(std::vector<unsigned char>& encoded, EndlessRun endless) : m_encoded(encoded), m_endless(endless) {}
     RunEncoder(const RunEncoder&) = delete;
     RunEncoder& operator=(const RunEncoder&) = delete;
 
     void add(const unsigned char* pixels, std::size_t size);
-    /// Call behind the last piece; leaves little room unused in the code.
+    /// Call behind the last piece; leaves little unused room.
     void finish();
 
 private:
     void flush(std::size_t expected);
 
-    std::vector<unsigned char>& m_code;
+    std::vector<unsigned char>& m_encoded;
     EndlessRun m_endless;
     Run m_open{0, 0};
     unsigned char m_block[1u << 14];
     unsigned char* m_out = m_block;
 };
 
-/// Writes the code of one run.
+/// Writes one encoded run.
 /// \param grey  seven bits.
 /// \param count pixels, at least 1.
 /// \param out   room for `kMaxRunBytes` bytes.
@@ -132,9 +134,9 @@ unsigned char* putRun(unsigned int grey, std::size_t count, unsigned char* out);
 /// faster.
 void makeBlack(std::vector<unsigned char>& pixels, std::size_t count);
 
-/// Decodes a code into pixels that are all 0 before: black runs are passed over. Ends with the code or the pixels,
-/// whichever comes first; a run that the code cuts off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.
-/// \return the number of pixels the code covers, up to `pixelCount`.
+/// Decodes into pixels that are all 0 before: black runs are passed over. Ends with the encoded data or the pixels,
+/// whichever comes first; a run that is cut off is left out. A grey g comes back as (g << 1) or 1, 0 as 0.
+/// \return the number of pixels the runs cover, up to `pixelCount`.
 std::size_t decodeRuns(RunReader& runs, unsigned char* pixels, std::size_t pixelCount);
 
 /// What runs add up to.

@@ -15,8 +15,8 @@ namespace CTB {
 
 namespace {
 
-/// Hands a layer's code to `take`, see `readPieces`. \return false, with an error line, when the file does not hold the
-/// whole code; what is there is taken.
+/// Hands a layer's encoded data to `take`, see `readPieces`.
+/// \return false, with an error line, when the file does not hold all of them; what is there is taken.
 template <class Take>
 bool readEncoded(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, Take&& take) {
     if (layer.dataSize == 0) return true;
@@ -31,37 +31,38 @@ bool readEncoded(FileRead* file, const LayerDef& layer, unsigned int layerIndex,
     return held == layer.dataSize;
 }
 
-/// Reads and decodes a layer's code into pixels that are all 0. \return as `readEncoded`.
+/// Reads and decodes a layer into pixels that are all 0. \return as `readEncoded`.
 bool decodeFrom(FileRead* file, const LayerDef& layer, unsigned int layerIndex, unsigned int key, unsigned char* pixels,
                 std::size_t size) {
     PixelDecoder decoder(pixels, size);
-    return readEncoded(file, layer, layerIndex, key,
-                       [&decoder](const unsigned char* code, std::size_t bytes) { return decoder.take(code, bytes); });
+    return readEncoded(file, layer, layerIndex, key, [&decoder](const unsigned char* encoded, std::size_t bytes) {
+        return decoder.take(encoded, bytes);
+    });
 }
 
 }  // namespace
 
 std::vector<unsigned char> LayerDef::encodeCtbImage(unsigned char* pixels, unsigned int size, unsigned int key,
                                                     unsigned int layerIndex) {
-    std::vector<unsigned char> code;
-    RunEncoder encoder(code, EndlessRun::asItIs);
+    std::vector<unsigned char> encoded;
+    RunEncoder encoder(encoded, EndlessRun::asItIs);
     encoder.add(pixels, size);
     encoder.finish();
-    scramble(key, layerIndex, code.data(), code.size());
-    return code;
+    scramble(key, layerIndex, encoded.data(), encoded.size());
+    return encoded;
 }
 
 std::vector<unsigned char> LayerDef::encodeCtbImage(const unsigned char* pixels, unsigned int width,
                                                     unsigned int height, std::ptrdiff_t stride, unsigned int key,
                                                     unsigned int layerIndex) {
-    std::vector<unsigned char> code;
-    RunEncoder encoder(code, EndlessRun::asItIs);
+    std::vector<unsigned char> encoded;
+    RunEncoder encoder(encoded, EndlessRun::asItIs);
     for (std::ptrdiff_t row = 0; row < static_cast<std::ptrdiff_t>(height); ++row) {
         encoder.add(pixels + row * stride, width);
     }
     encoder.finish();
-    scramble(key, layerIndex, code.data(), code.size());
-    return code;
+    scramble(key, layerIndex, encoded.data(), encoded.size());
+    return encoded;
 }
 
 std::vector<unsigned char> LayerDef::decodeCtbImage(unsigned int width, unsigned int height, unsigned int layerIndex,
@@ -89,8 +90,8 @@ long long LayerDef::codedPixelCount(unsigned int layerIndex, unsigned int key) {
 
 void LayerDef::addRep(unsigned int& count, unsigned char& value, std::vector<unsigned char>& out) {
     if (count == 0) return;
-    unsigned char code[kMaxRunBytes];
-    out.insert(out.end(), code, putRun(value, count, code));
+    unsigned char encoded[kMaxRunBytes];
+    out.insert(out.end(), encoded, putRun(value, count, encoded));
     if (count > 1) value |= 0x80;
 }
 

@@ -16,10 +16,10 @@
 namespace CTB {
 namespace {
 
-constexpr unsigned char kGreyBits = 0xFE;  // the lowest bit of a pixel is not coded
+constexpr unsigned char kGreyBits = 0xFE;  // the lowest bit of a pixel is not encoded
 
-/// Turns the places where the grey changes into codes. Positions count from the first pixel of the call; the open run
-/// may have begun before it.
+/// Turns the places where the grey changes into encoded runs. Positions count from the first pixel of the call; the
+/// open run may have begun before it.
 class ChangeCoder {
 public:
     ChangeCoder(const unsigned char* pixels, const RunCoding& coding)
@@ -35,11 +35,12 @@ public:
         m_grey = m_pixels[at] >> 1;
         m_begin = at;
     }
-    /// Like a change at each of the pixels from `first` to `last`; `code(out)` writes the greys of all but the last.
-    template <class Code>
-    void changeAtEach(std::ptrdiff_t first, std::ptrdiff_t last, Code&& code) {
+    /// Like a change at each of the pixels from `first` to `last`; `writeGreys(out)` writes the greys of all but the
+    /// last.
+    template <class WriteGreys>
+    void changeAtEach(std::ptrdiff_t first, std::ptrdiff_t last, WriteGreys&& writeGreys) {
         endRun(first);
-        code(m_out);
+        writeGreys(m_out);
         m_out += last - first;
         m_grey = m_pixels[last] >> 1;
         m_begin = last;
@@ -61,7 +62,7 @@ public:
 private:
     void endRun(std::ptrdiff_t at) {
         const auto count = static_cast<std::size_t>(at - m_begin);
-        if (count > kLongestShortRun) {
+        if (count > kMaxShortRun) {
             m_out = putLongRun(m_grey, count, m_endless, m_out);
             return;
         }
@@ -121,19 +122,20 @@ HWY_INLINE bool areAll(const unsigned char* pixels, unsigned char pixel) {
     return hn::AllTrue(tag, hn::Eq(hn::And(differing, hn::Set(tag, kGreyBits)), hn::Zero(tag)));
 }
 
-HWY_INLINE void codeEach(ChangeCoder& coder, std::uint64_t changed, std::ptrdiff_t from) {
+HWY_INLINE void encodeEach(ChangeCoder& coder, std::uint64_t changed, std::ptrdiff_t from) {
     for (; changed != 0; changed &= changed - 1) {
         coder.change(from + static_cast<std::ptrdiff_t>(hwy::Num0BitsBelowLS1Bit_Nonzero64(changed)));
     }
 }
 
-/// Where nearly every pixel differs, whole parts of a block do, and are coded at once.
-HWY_INLINE void codeParts(ChangeCoder& coder, std::uint64_t changed, const unsigned char* pixels, std::ptrdiff_t from) {
+/// Where nearly every pixel differs, whole parts of a block do, and are encoded at once.
+HWY_INLINE void encodeParts(ChangeCoder& coder, std::uint64_t changed, const unsigned char* pixels,
+                            std::ptrdiff_t from) {
     constexpr std::uint64_t all = (1u << kPart) - 1;
     const hn::CappedTag<std::uint8_t, kPart> tag;
     for (std::ptrdiff_t part = from; part < from + kStep; part += kPart, changed >>= kPart) {
         if ((changed & all) != all) {
-            codeEach(coder, changed & all, part);
+            encodeEach(coder, changed & all, part);
             continue;
         }
         coder.changeAtEach(part, part + kPart - 1, [pixels, part, tag](unsigned char* out) HWY_ATTR {
@@ -144,12 +146,13 @@ HWY_INLINE void codeParts(ChangeCoder& coder, std::uint64_t changed, const unsig
     }
 }
 
-std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
+// the plain form: for each pixel, if its grey is not the open run's, write that run and open one of this grey
+std::size_t encodePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
     const auto end = static_cast<std::ptrdiff_t>(size);
     ChangeCoder coder(pixels, coding);
     if (!coder.hasRoom(coding.outEnd)) return 0;
     if (coder.isEmpty() || coder.differs(0)) coder.change(0);
-    std::ptrdiff_t at = 1;
+    std::ptrdiff_t at = 1;  // a block looks at the pixel before it
     while (end - at >= kStep) {
         const std::uint64_t changed = changes(pixels + at);
         if (HWY_LIKELY(changed == 0)) {
@@ -159,9 +162,9 @@ std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding&
         }
         if (!coder.hasRoom(coding.outEnd)) return coder.stop(at, coding);
         if (HWY_UNLIKELY(hwy::PopCount(changed) > kManyChanges)) {
-            codeParts(coder, changed, pixels, at);
+            encodeParts(coder, changed, pixels, at);
         } else {
-            codeEach(coder, changed, at);
+            encodeEach(coder, changed, at);
         }
         at += kStep;
     }
@@ -181,11 +184,11 @@ HWY_AFTER_NAMESPACE();
 namespace CTB {
 
 namespace {
-HWY_EXPORT(codePixels);
+HWY_EXPORT(encodePixels);
 }
 
-std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
-    return HWY_DYNAMIC_DISPATCH(codePixels)(pixels, size, coding);
+std::size_t encodePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
+    return HWY_DYNAMIC_DISPATCH(encodePixels)(pixels, size, coding);
 }
 
 }  // namespace CTB
@@ -195,7 +198,7 @@ std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding&
 
 namespace CTB {
 
-std::size_t codePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
+std::size_t encodePixels(const unsigned char* pixels, std::size_t size, RunCoding& coding) {
     constexpr std::ptrdiff_t words = 8;
     constexpr std::ptrdiff_t wordBytes = sizeof(std::uint64_t);
     constexpr std::uint64_t everyByte = 0x0101010101010101;  // unsigned: the products wrap

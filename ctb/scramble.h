@@ -1,4 +1,4 @@
-/// The scrambling of layer codes.
+/// The scrambling of encoded layers.
 
 #pragma once
 
@@ -7,7 +7,8 @@
 
 namespace CTB {
 
-/// Scrambles or, the operation being its own inverse, unscrambles a layer code in place. A key of 0 changes nothing.
+/// Scrambles or, the operation being its own inverse, unscrambles a layer's encoded data in place. A key of 0 changes
+/// nothing.
 ///
 /// With the four constants and unsigned 32-bit arithmetic:
 ///
@@ -15,7 +16,7 @@ namespace CTB {
 ///     state = (layerIndex * lm - ls) * step
 ///     for each four bytes: XOR them with state, least significant byte first; state += step
 ///
-/// \param offset of `data` in the code, where that comes in pieces: whole words.
+/// \param offset of `data` in the encoded layer, where that comes in pieces: whole words.
 void scramble(std::uint32_t key, std::uint32_t layerIndex, unsigned char* data, std::size_t size,
               std::size_t offset = 0);
 
