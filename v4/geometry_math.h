@@ -29,7 +29,7 @@ constexpr long long quotient(long long a, long long b) {
     return b == -1 ? difference(0, a) : a / b;
 }
 
-/// A number as a 64-bit integer, truncated toward zero; the nearest one for what does not fit, 0 for what is no number.
+/// A number as a 64-bit integer, truncated toward zero; the nearest one for what does not fit, 0 for NaN.
 inline long long whole(double value) {
     constexpr double kLimit = 9223372036854775808.0;
     if (!(value >= -kLimit)) return std::isnan(value) ? 0 : signedValue(1ull << 63);

@@ -11,7 +11,7 @@ namespace VNDLPV4 {
 
 namespace {
 
-constexpr int kWidestRamp = 65535;  // no screen is wider
+constexpr int kMaxRampWidth = 65535;  // no screen is wider
 
 /// (sine, cosine) of an angle in fixed point, all in single precision.
 std::pair<long long, long long> fixedPoint(float angle, long long scale) {
@@ -71,7 +71,7 @@ void LampBeadCal::setParam(int shiftX, int shiftY, int a, int w, int g) {
     m_paramShiftX = static_cast<unsigned>(shiftX);
     m_paramShiftY = static_cast<unsigned>(shiftY);
     m_paramAngle = a;
-    m_paramWidth = std::clamp(w, 0, kWidestRamp);
+    m_paramWidth = std::clamp(w, 0, kMaxRampWidth);
     m_paramGrey = g;
     m_ramp.clear();
     for (int i = 0; i < m_paramWidth; ++i) {

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kFamilies = 3;
 constexpr unsigned kNoBead = 0xFFFFFFFF;
 constexpr long long kWideningPixels = 5;
-constexpr double kLargestBox = 1 << 27;
+constexpr double kMaxBoxVolume = 1 << 27;
 constexpr std::size_t kWordBits = 64;
 
 double volume(const long long* min, const long long* max) {
@@ -121,7 +121,7 @@ void LampBeadCal::visitBox(Visit&& visit) {
         const auto entry = table.find(key);
         if (entry != table.end()) visit(entry->second.first, entry->second.second);
     };
-    if (volume(min.data(), max.data()) > kLargestBox) {
+    if (volume(min.data(), max.data()) > kMaxBoxVolume) {
         for (const Bands& bands : m_registered) {
             bool isInside = true;
             for (std::size_t d = 0; d < kFamilies; ++d) isInside = isInside && bands[d] >= min[d] && bands[d] <= max[d];

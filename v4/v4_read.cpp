@@ -79,7 +79,7 @@ bool VNDLPV4Read::isReady(const char* what) {
     return false;
 }
 
-/// Tells of the first thing missing only: what follows from it would be missing as well.
+/// Reports the first thing missing only: what follows from it would be missing as well.
 void VNDLPV4Read::noteShort(const std::string& what, unsigned long long declared, unsigned long long held,
                             const char* unit) {
     if (m_whole) vndlp::reportShort(m_file.fileName(), what, declared, held, unit);
@@ -87,7 +87,7 @@ void VNDLPV4Read::noteShort(const std::string& what, unsigned long long declared
 }
 
 /// Moves to a record. \return whether some of its bytes are there; the first of a file that has fewer than `bytes` is
-/// told.
+/// reported.
 bool VNDLPV4Read::seekTo(long long offset, unsigned int bytes, const std::string& what) {
     const long long held = std::max(m_file.fileLength() - offset, 0LL);
     if (held < bytes) {
@@ -198,8 +198,8 @@ FileRead& VNDLPV4Read::getFileRead() { return m_file; }
 
 int VNDLPV4Read::closeDlpFile() { return m_file.isOpenFile() ? m_file.close() : kDone; }
 
-/// Hands the code behind a layer's extended record to `take`, see `CTB::readPieces`. \return false, with an error line,
-/// when the file does not hold all of it.
+/// Hands the encoded data behind a layer's extended record to `take`, see `CTB::readPieces`.
+/// \return false, with an error line, when the file does not hold all of them.
 bool VNDLPV4Read::readCode(const HeaderSettings* header, const LayerDef* layer, int layerIndex, const TakePiece& take) {
     if (header == nullptr || layer == nullptr || !m_file.isOpenFile()) {
         vndlp::report("error: %s cannot be read without an open file, its header and the layer's record\n",
@@ -250,8 +250,8 @@ int VNDLPV4Read::readLayerImage(const HeaderSettings* header, LayerDef* layer, i
 int VNDLPV4Read::decodeOver(const HeaderSettings* header, const LayerDef* layer, int layerIndex, unsigned char* pixels,
                             std::size_t size) {
     CTB::PixelDecoder decoder(pixels, size);
-    const bool whole = readCode(header, layer, layerIndex, [&decoder](const unsigned char* code, std::size_t bytes) {
-        return decoder.take(code, bytes);
+    const bool whole = readCode(header, layer, layerIndex, [&decoder](const unsigned char* encoded, std::size_t bytes) {
+        return decoder.take(encoded, bytes);
     });
     return whole ? kDone : kFailed;
 }
@@ -259,9 +259,9 @@ int VNDLPV4Read::decodeOver(const HeaderSettings* header, const LayerDef* layer,
 int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* layer, int layerIndex,
                                     const RowSink& rows) {
     // whole, for whoever takes the rows may read from this file meanwhile
-    std::vector<unsigned char> code;
-    const bool whole = readCode(header, layer, layerIndex, [&code](const unsigned char* piece, std::size_t bytes) {
-        code.insert(code.end(), piece, piece + bytes);
+    std::vector<unsigned char> encoded;
+    const bool whole = readCode(header, layer, layerIndex, [&encoded](const unsigned char* piece, std::size_t bytes) {
+        encoded.insert(encoded.end(), piece, piece + bytes);
         return bytes;
     });
     if (header == nullptr || layer == nullptr || header->resolutionX == 0) return whole ? kDone : kFailed;
@@ -271,7 +271,7 @@ int VNDLPV4Read::readLayerImage_16k(const HeaderSettings* header, LayerDef* laye
         rows(next++, row.data());
         std::fill(row.begin(), row.end(), static_cast<unsigned char>(0));
     };
-    CTB::takeRowRuns({code.data(), code.size(), 0, 0}, row.size(), header->resolutionY,
+    CTB::takeRowRuns({encoded.data(), encoded.size(), 0, 0}, row.size(), header->resolutionY,
                      [&](std::size_t /*row*/, std::size_t column, std::size_t count, unsigned int grey) {
                          std::memset(row.data() + column, CTB::decodedGrey(grey), count);
                          if (column + count == row.size()) hand();
