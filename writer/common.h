@@ -19,13 +19,13 @@
 
 namespace vndlp {
 
-/// Pictures a header takes from the slicer.
+/// Previews a header takes from the slicer.
 constexpr std::size_t kPreviewCount = 3;
 
 /// The result code of what fails in the front end itself; the container writers' codes are passed on.
 enum WriterCode : int { kWriterOk = 0, kOtherLayers = -7, kBadImage = -30, kBadLayerIndex = -31 };
 
-/// Keeps the first failure of a job: later calls go on, and `finish` still tells of it. Noting is safe from several
+/// Keeps the first failure of a job: later calls go on, and `finish` still returns it. Noting is safe from several
 /// threads at once.
 class FirstFailure {
 public:
@@ -103,7 +103,7 @@ private:
     int m_y = 0;
 };
 
-/// How many layers a header announces; `finish` tells of others, whose file no reader takes for complete.
+/// How many layers a header announces; `finish` reports others: no reader takes such a file for complete.
 class AnnouncedLayers {
 public:
     void set(int count) { m_count = std::max(count, 0); }

@@ -17,7 +17,7 @@ constexpr unsigned int kProjectorType = 1;
 constexpr unsigned int kAntiAliasLevel = 1;
 constexpr unsigned int kSlicerVersion = 0x01090000;
 constexpr float kLightOffDelay = 4.0F;
-constexpr unsigned int kSmallestKey = 255;
+constexpr unsigned int kMinKey = 255;
 constexpr unsigned int kRandomRange = 0x7FFF;  // of the generator that files have always been made with
 
 /// The key of the header written last: shared by every writer of the process, so that of two files written at the same
@@ -28,7 +28,7 @@ std::atomic<unsigned int> layerKey{0};
 unsigned int drawKey() {
     std::srand(static_cast<unsigned int>(std::time(nullptr)));
     const int random = std::rand();  // NOLINT(cert-msc30-c,cert-msc50-cpp)
-    return (static_cast<unsigned int>(random) & kRandomRange) + kSmallestKey;
+    return (static_cast<unsigned int>(random) & kRandomRange) + kMinKey;
 }
 
 float asFloat(unsigned short value) { return static_cast<float>(value); }
@@ -162,7 +162,7 @@ DLPCTB::Layer DLPCTB::encodeLayer(unsigned int layerIndex, const SliceImage& ima
     Layer layer(std::make_unique<CTB::LayerDef>(), nullptr);
     CTB::LayerDef& entry = *layer.first;
     const bool isBottom = layerIndex < header.bottomLayerCount;
-    std::vector<unsigned char> code =
+    std::vector<unsigned char> encoded =
         strideOf(image) == image.width
             ? CTB::LayerDef::encodeCtbImage(image.pixels.get(), byteCount(image), layerKey, layerIndex)
             : CTB::LayerDef::encodeCtbImage(image.pixels.get(), image.width, image.height,
@@ -171,7 +171,7 @@ DLPCTB::Layer DLPCTB::encodeLayer(unsigned int layerIndex, const SliceImage& ima
     entry.lightOffDelay = header.lightOffDelay;
     entry.positionZ = static_cast<float>(layerIndex + 1) * header.layerHeight;
     entry.tableSize = CTB::LayerDefEx::size();
-    entry.dataSize = static_cast<unsigned int>(code.size());
+    entry.dataSize = static_cast<unsigned int>(encoded.size());
     if (isExtended()) {
         layer.second = std::make_unique<CTB::LayerDefEx>();
         layer.second->layerDef = entry;
@@ -181,7 +181,7 @@ DLPCTB::Layer DLPCTB::encodeLayer(unsigned int layerIndex, const SliceImage& ima
         layer.second->retractSpeed = parameters.retractSpeed;
         layer.second->lightPwm = asFloat(header.lightPwm);
     }
-    entry.data = std::move(code);
+    entry.data = std::move(encoded);
     return layer;
 }
 

@@ -9,7 +9,7 @@
 
 namespace vndlp {
 
-/// Layers are encoded as they come and kept as code; the file is written by `finish`.
+/// Layers are encoded as they come and kept encoded; the file is written by `finish`.
 class DLPCTB final : public DLPWriter {
 public:
     DLPCTB();

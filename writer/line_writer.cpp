@@ -38,7 +38,7 @@ int DLPLine::writeHeader(std::vector<SliceImage>& previews) {
     fileStructure.setLayerCount(layerCount);
     m_resolution.lendTo(fileStructure, resolutionX, resolutionY);
     m_announced.set(layerCount);
-    // the image parameters follow whether or not the head could be written; finish tells of the head
+    // the image parameters follow whether or not the head could be written; finish reports the head
     m_failure.note(m_writer.writeDlpStructure(fileStructure));
     const auto low16 = [](unsigned int value) { return static_cast<short>(value); };
     return m_failure.note(
@@ -64,7 +64,7 @@ int DLPLine::addLayerPaths(unsigned /*layerIndex*/, const std::vector<std::vecto
 int DLPLine::finish() {
     m_failure.note(m_writer.writeLayerAreasDealyer(m_layerAreas));
     m_failure.note(m_writer.writeTail(kLineHeader));
-    // the table tells of too many itself
+    // the area table reports too many itself
     if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, m_layerAreas.size()));
     reset();
     return m_failure.code();

@@ -127,7 +127,7 @@ int DLPVNV2::finish() {
     std::vector<unsigned int> areas(m_layerAreas.begin(), m_layerAreas.end());
     m_failure.note(m_writer.writeLayerAreasDealyer(areas));
     m_failure.note(m_writer.writeTail(kV2Header));
-    // the table tells of too many itself
+    // the area table reports too many itself
     if (m_failure.code() == kWriterOk) m_failure.note(m_announced.settle(filePath, m_layerAreas.size()));
     reset();
     return m_failure.code();

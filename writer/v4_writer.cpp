@@ -218,7 +218,7 @@ void DLPVNV4::encodeInto(VNDLPV4::LayerDef& layer, unsigned index, const SliceIm
     }
 }
 
-/// A layer's code does not say how large its image is: readers take the header's word for it.
+/// Encoded data do not say how large their image is: readers take the header's word for it.
 void DLPVNV4::warnOfOtherSize(unsigned index, const SliceImage& image) {
     if ((image.width == resolutionX && image.height == resolutionY) || m_sizeWarned.exchange(true)) return;
     report("warning: %s: layer %u has %u x %u pixels, the screen %u x %u\n", filePath.c_str(), index, image.width,
@@ -246,7 +246,7 @@ void DLPVNV4::completeMasks() {
     }
 }
 
-/// The header tells of the layers that were delivered, whatever was announced.
+/// The header counts the layers that were delivered, whatever was announced.
 void DLPVNV4::completeCounts() {
     VNDLPV4::HeaderSettings& header = *m_writer.headerSettings();
     const std::size_t layers = m_writer.layerDef().size();
