@@ -324,7 +324,8 @@ public:
     /// \return as `readLayerPath` and `readLayerMesh`, but 0 for success.
     int skipLayerPath(unsigned int& area, unsigned int& polylineCount, unsigned long long& pointCount);
     int skipLayerMesh(unsigned int& area, unsigned int& vertexCount);
-    /// Moves to a position in the file, such as one `currentPosition` told. \return 0; negative when it lies outside.
+    /// Moves to a position in the file, such as a result of `currentPosition`.
+    /// \return 0; negative when it lies outside.
     int seek(long long position);
 
     /// Reads 2 bytes. \return true when they are the split tag; otherwise a message is printed.

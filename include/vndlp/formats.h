@@ -8,7 +8,7 @@
 /// | ctb     | `kCtbMagic`, little-endian                                     | the last layer                 |
 /// | vndlpv4 | as vndlp, with the version `kV4FileVersion`                    | records, checksum trailer      |
 ///
-/// The bytes of single records are told by their classes (`CTB::PreView::size()`, `DlpImage::size`, ...).
+/// The sizes of single records are in their classes (`CTB::PreView::size()`, `DlpImage::size`, ...).
 
 #ifndef VNDLP_FORMATS_H
 #define VNDLP_FORMATS_H

@@ -406,7 +406,8 @@ private:
 /// until the reader's end. `parseFile` does not read the encoded images of layers.
 ///
 /// A damaged file is read as far as it goes: `parseFile` and its steps return 0, what is missing stays as constructed,
-/// the first thing found missing since `openDlpFile` is told in one error line, and `isWhole` is false from then on.
+/// the first thing found missing since `openDlpFile` is reported in one error line, and `isWhole` is false from then
+/// on.
 class VNDLP_API VNDLPV4Read {
 public:
     VNDLPV4Read();
@@ -435,14 +436,14 @@ public:
     int readPreviews();
     int readPrintParameters();
     int readSlicerInfo();
-    /// Reads as many entries as the header tells and the file holds, the last one perhaps cut off; `tableSize` of each
+    /// Reads as many entries as the header states and the file holds, the last one perhaps cut off; `tableSize` of each
     /// is set to 44.
     int readLayerDefs();
     /// Reads the extended record in front of each layer's encoded image. The list has one entry for each of the
     /// table's.
     int readLayerDefExs();
 
-    /// False once something that a record told of was not in the file.
+    /// False once something that a record announced was not in the file.
     bool isWhole() const;
 
     /// The records; null or empty before they are read.

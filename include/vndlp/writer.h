@@ -7,7 +7,7 @@
 ///     std::vector<vndlp::SliceImage> previews(3);          // three, even if empty
 ///     if (writer->openFile() < 0 || writer->writeHeader(previews) < 0) return;
 ///     for (unsigned i = 0; i < 100; ++i) writer->addLayerImage(i, image(i), areaInSquareMicrometres(i), 8);
-///     if (writer->finish() < 0) return;                    // the only place that tells of a full disk
+///     if (writer->finish() < 0) return;                    // the only place that shows a full disk
 
 #ifndef VNDLP_WRITER_H
 #define VNDLP_WRITER_H
