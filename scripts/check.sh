@@ -29,7 +29,7 @@ build_and_test() {  # PRESET [CTEST ARGUMENTS]
 }
 
 test_threads() {
-  local tests=(checksum_test front_end_test program_test threads_test tools_job_test)
+  local tests=(checksum_test front_end_test program_test slice_file_test threads_test tools_job_test)
   scripts/install-deps.sh build test
   cmake --preset tsan
   cmake --build --preset tsan --target "${tests[@]}"
@@ -52,7 +52,7 @@ run_tidy() {  # CHECKS
 }
 
 check_integers() {
-  local tests=(container_test front_end_test golden_test known_faults_test v4_file_test)
+  local tests=(container_test front_end_test golden_test slice_file_test slice_write_test v4_file_test)
   scripts/install-deps.sh build test fuzz
   cmake --preset integer
   cmake --build --preset integer --target "${tests[@]}" fuzz/all

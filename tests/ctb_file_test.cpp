@@ -276,6 +276,7 @@ TEST_F(CtbFileTest, DamagedWordsGiveWhatIsThereAndOneLine) {
     };
     const Row rows[] = {
         {{{68, 0xFFFFFFFF}}, "a.ctb: the layer table", entries, kHeldEntries},  // layerCount
+        {{{68, 0x071C71C8}}, "a.ctb: the layer table", entries, kHeldEntries},  // 32 in 32 bits, times 36
         {{{92, 0xFFFFFFFF}}, "a.ctb: the layer table", entries, kHeldEntries},  // antiAliasLevel
         {{{68, 0xFFFFFFFF}}, "layer table", extended, 4},
         {{{92, 0xFFFFFFFF}}, "layer table", extended, kHeldEntries},

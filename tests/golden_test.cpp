@@ -1,9 +1,9 @@
 // The golden files, in four directions: records give the bytes, the bytes give the records, what was read is written
 // again as it was, and the front end makes the same file of a job.
 
-#include "support/golden.h"
 #include "support/ctb.h"
 #include "support/front_end.h"
+#include "support/records.h"
 #include "support/v4.h"
 
 #include <vndlp/vndlp.h>

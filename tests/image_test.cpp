@@ -24,9 +24,16 @@ TEST(Points, AndImagesOfAnySizeAreDefined) {
     DlpImage none(4, 4, static_cast<DlpImage::PIXEL_TYPE>(0));
     DlpImage wide(2000000000, 1, DlpImage::PIXEL_RGB16);
     EXPECT_EQ((Codes{none.size(), none.widthBytes(), wide.size(), wide.widthBytes()}), Codes(4));
-    none.needData();
-    wide.needData();
-    EXPECT_FALSE(none.haveDatas() || wide.haveDatas());
+    DlpImage negative(-1, 7);
+    for (DlpImage* image : {&none, &wide, &negative}) {
+        image->needData();
+        EXPECT_FALSE(image->haveDatas());
+    }
+    std::vector<WhiteData> runs;
+    unsigned char pixel = 255;
+    EXPECT_EQ(grayDataVecWhiteData(&pixel, -1, 1, runs), 0);
+    paintWhiteData({{{0, 0}, {0, 0}, 9}}, &pixel, 1, -1);
+    EXPECT_TRUE(runs.empty() && pixel == 255);
 }
 
 TEST(Runs, FollowGreyValuesAndGaps) {

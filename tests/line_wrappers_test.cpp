@@ -160,23 +160,6 @@ TEST_F(LineWrapperTest, WritingTellsWhatIsMissing) {
     closed.close();
 }
 
-TEST_F(LineWrapperTest, NothingHappensAfterClosing) {
-    VnLineV2WriteWrapper wrapper;
-    ASSERT_EQ(wrapper.open(path("closed.vnline")), 0);
-    wrapper.setDlpLineV2Param({});
-    wrapper.setGrayPreview116X116(nullptr);
-    for (const int which : {0, 1}) wrapper.setGrayPreview290X290(nullptr, which);
-    wrapper.close();
-    EXPECT_FALSE(wrapper.writeDlpStructure());
-    wrapper.setLayerPath(0, {}, 1);
-    wrapper.setDlpLineV2Param({});
-    wrapper.setGrayPreview116X116(nullptr);
-    EXPECT_EQ((Codes{wrapper.flush(), wrapper.writeTail() < 0}), (Codes{-1, 1}));
-    wrapper.clear();
-    wrapper.close();
-    EXPECT_EQ(std::filesystem::file_size(path("closed.vnline")), 0U);
-}
-
 // reading
 
 /// Everything in front of the layers.
@@ -245,36 +228,6 @@ TEST_F(LineWrapperTest, BadRecordsTellTheirMessages) {
     EXPECT_EQ((Codes{reader.open(file, false), reader.readHeader(head.header, false)}), (Codes{0, -3}));
     EXPECT_EQ(printed.take(), "error: layerCount error: 65535\nerror: readHeader error\n");
     EXPECT_EQ(reader.open(file, true), -1) << "the trailer tells of the damage";
-}
-
-TEST_F(LineWrapperTest, CountsBeyondTheFileAreRefused) {
-    const LineSample s = lineSample();
-    const std::size_t polylines = s.layers + 4;
-    for (const std::size_t at : {polylines, s.layers + 8}) {  // and the first one's points
-        // among them counts that times eight, or times twelve, overflow 32 bits
-        for (const unsigned count :
-             {3U, 200U, 0x20000000U, 0x20000001U, 0x15555556U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
-            spoil(at, count);
-            EXPECT_LT(readAll(file, false), 0) << at << ": " << count;
-            VndlpRead reader;
-            unsigned int area = 0;
-            unsigned int lines = 0;
-            unsigned long long skipped = 0;
-            EXPECT_EQ((Codes{reader.openDlpFile(file, false), reader.seek(static_cast<long long>(s.layers)),
-                             reader.skipLayerPath(area, lines, skipped)}),
-                      (Codes{0, 0, -2}))
-                << at << ": " << count;
-        }
-    }
-    // vertices: a count beyond length / 6 has its own code, a smaller one that the rest cannot hold fails at the tag
-    const auto limit = static_cast<unsigned>(s.bytes.size() / 6);
-    for (const auto& [count, code] : {std::pair{limit + 1, -5}, {limit, -2}, {0xFFFFFFFFU, -5}, {200U, -2}}) {
-        spoil(polylines, count);
-        printed.take();
-        EXPECT_EQ(readAll(file, true), code) << count;
-        EXPECT_EQ(printed.take(), std::string(code == -5 ? "error: pointcount error" : "error: split tag error\n") +
-                                      "error: readDlpImageParam error\n");
-    }
 }
 
 TEST_F(LineWrapperTest, SkippingEndsWhereReadingEnds) {

@@ -157,30 +157,5 @@ TEST_F(WrapperTest, WritesNoHeadUntilAllIsSet) {
     }
 }
 
-TEST_F(WrapperTest, NothingHappensWithoutPixelsOrAFile) {
-    Printed printed;
-    ASSERT_EQ(wrapper.open(file), 0);
-    wrapper.setDlpV2Param(sampleParam(1));
-    wrapper.setGrayPreview116X116(nullptr);
-    wrapper.setGrayPreview290X290(nullptr, 1);
-    wrapper.setLayerImage(0, nullptr, 3, 2, 1);
-    wrapper.wrieLayerImage(nullptr, 3, 2, 1);
-    EXPECT_EQ(countOf(printed.take(), "error: no pixels given\n"), 4);
-    EXPECT_FALSE(wrapper.writeDlpStructure());
-    EXPECT_TRUE(start(1));
-    wrapper.close();
-    const Bytes written = readFile(file);
-    wrapper.setDlpV2Param(sampleParam(1));
-    wrapper.setLayerImage(0, kImage, 3, 2, 1);
-    wrapper.wrieLayerImage(kImage, 3, 2, 1);
-    EXPECT_FALSE(wrapper.writeDlpStructure());
-    EXPECT_LT(wrapper.writeTail(), 0);
-    wrapper.clear();
-    wrapper.close();
-    EXPECT_TRUE(sameBytes(readFile(file), written));
-    EXPECT_TRUE(start(1));
-    EXPECT_EQ(wrapper.writeTail(), 0) << "nothing is left of the calls between";
-}
-
 }  // namespace
 }  // namespace vndlp::test

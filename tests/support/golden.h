@@ -11,17 +11,14 @@
 #pragma once
 
 #include "support/files.h"
-#include "support/records.h"
 
 #include <vndlp/image.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace vndlp::test {
@@ -119,92 +116,12 @@ private:
 /// The golden file of this name.
 inline Golden golden(const std::string& name) { return Golden(VNDLP_GOLDEN_DIR "/" + name + ".hex"); }
 
-// ---- values
-
 /// A list of numbers, as "1 2 3".
 inline std::vector<double> numbersOf(const std::string& text) {
     std::vector<double> numbers;
     std::istringstream words(text);
     for (double number = 0; words >> number;) numbers.push_back(number);
     return numbers;
-}
-
-template <class T>
-void assign(T& member, const std::string& value, const Bytes& bytes) {
-    if constexpr (std::is_same_v<T, std::string>) {
-        member = value.substr(1, value.size() - 2);
-    } else if constexpr (std::is_same_v<T, std::vector<unsigned char>>) {
-        member = bytes;
-    } else if constexpr (std::is_array_v<T>) {
-        std::copy_n(bytes.begin(), sizeof member, member);
-    } else if constexpr (std::is_same_v<T, DlpImage>) {
-        member.needData();
-        std::copy(bytes.begin(), bytes.end(), member.bits());
-    } else {
-        using Wide = std::conditional_t<std::is_floating_point_v<T>, T, long long>;
-        Wide wide{};
-        const char* end = value.data() + value.size();
-        EXPECT_EQ(std::from_chars(value.data(), end, wide).ptr, end) << value;
-        member = static_cast<T>(wide);
-    }
-}
-
-template <class T>
-bool holds(const T& member, const std::string& value, const Bytes& bytes) {
-    if constexpr (std::is_same_v<T, std::vector<unsigned char>>) {
-        return member == bytes;
-    } else if constexpr (std::is_array_v<T>) {
-        return std::equal(bytes.begin(), bytes.end(), std::begin(member), std::end(member));
-    } else if constexpr (std::is_same_v<T, DlpImage>) {
-        return Bytes(member.bits(), member.bits() + member.size()) == bytes;
-    } else {
-        T expected{};
-        assign(expected, value, bytes);
-        return member == expected;
-    }
-}
-
-/// Calls `action(member, field)` for the members of a record that the section gives a value. \return how many.
-template <class Record, class Action>
-int visitFields(Record& record, const GoldenSection& section, Action&& action) {
-    int found = 0;
-    visitRecord(record, [&](const std::string& name, auto& member) {
-        for (const GoldenField& field : section.fields) {
-            if (field.name != name || field.value.empty()) continue;
-            action(member, field);
-            ++found;
-        }
-    });
-    return found;
-}
-
-/// The record holds what it held before it was written. \return it.
-template <class Record>
-Record& fill(Record& record, const GoldenSection& section) {
-    visitFields(record, section, [](auto& member, const GoldenField& f) { assign(member, f.given, f.bytes); });
-    return record;
-}
-
-/// The record holds what reading makes of the bytes, or the values `which`. \param others values of the section that
-/// no member has.
-template <class Record>
-void expectHolds(Record& record, const GoldenSection& section, std::string GoldenField::*which = &GoldenField::read,
-                 int others = 0) {
-    const int found = visitFields(record, section, [&](auto& member, const GoldenField& field) {
-        EXPECT_TRUE(holds(member, field.*which, field.bytes)) << section.name << ": " << field.name;
-    });
-    const auto valued = std::count_if(section.fields.begin(), section.fields.end(),
-                                      [](const GoldenField& field) { return !field.value.empty(); });
-    EXPECT_EQ(found + others, valued) << section.name << ": values without a member";
-}
-
-/// Where reading does not give back what was written, the record holds that again. \return it.
-template <class Record>
-Record& restore(Record& record, const GoldenSection& section) {
-    visitFields(record, section, [](auto& member, const GoldenField& field) {
-        if (field.read != field.value) assign(member, field.value, field.bytes);
-    });
-    return record;
 }
 
 }  // namespace vndlp::test

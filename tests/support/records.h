@@ -1,157 +1,132 @@
-/// The members of the records by name: `visitRecord(record, visit)` calls `visit(name, member)` for each.
+/// The records of a golden file: their members by the names that stand in it.
 
 #pragma once
 
-#include <vndlp/vndlp.h>
+#include "ctb/record_fields.h"
+#include "support/golden.h"
+#include "v4/record_fields.h"
+#include "vndlp/record_fields.h"
 
-#include <sstream>
-#include <string>
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <type_traits>
 
 namespace vndlp::test {
 
-template <class Visit, class... Member>
-void visitMembers(Visit&& visit, const char* text, Member&... members) {
-    std::istringstream names(text);
-    const auto next = [&names] {
-        std::string name;
-        std::getline(names, name, ',');
-        return name.substr(name.rfind('.') + 1);
+/// As the compiler spells it.
+template <auto member>
+constexpr const char* spelled() {
+    return __PRETTY_FUNCTION__;
+}
+
+/// "... &Record::name]".
+constexpr bool endsInName(std::string_view spelling, std::string_view name) {
+    spelling.remove_suffix(1);
+    return spelling.ends_with(name) && spelling[spelling.size() - name.size() - 1] == ':';
+}
+
+/// Calls `visit(name, member)` for every member of a record. The name is that of the record's list of fields; that it
+/// is the member's own is checked here, for one list reads, writes and names what it holds.
+template <class Record, class Visit>
+void visitRecord(Record& record, Visit&& visit) {
+    const auto visitItem = [&]<std::size_t i>(std::integral_constant<std::size_t, i> /*place*/) {
+        constexpr auto item = std::get<i>(Layout<Record>::fields);
+        if constexpr (IsField<decltype(item)>) {
+            static_assert(endsInName(spelled<item.member>(), item.name));
+            auto& member = record.*item.member;
+            if constexpr (HasLayout<std::decay_t<decltype(member)>>) {
+                visitRecord(member, visit);
+            } else {
+                visit(item.name, member);
+            }
+        }
     };
-    (visit(next(), members), ...);
+    [&]<std::size_t... i>(std::index_sequence<i...> /*places*/) {
+        (visitItem(std::integral_constant<std::size_t, i>()), ...);
+    }
+    (std::make_index_sequence<std::tuple_size_v<std::decay_t<decltype(Layout<Record>::fields)>>>());
+    // what stands elsewhere in the file
+    if constexpr (requires { record.imageData; }) visit("imageData", record.imageData);
+    if constexpr (std::is_same_v<Record, CTB::SlicerInfo>) visit("machineName", record.machineName);
+}
+
+template <class T>
+void assign(T& member, const std::string& value, const Bytes& bytes) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        member = value.substr(1, value.size() - 2);
+    } else if constexpr (std::is_same_v<T, std::vector<unsigned char>>) {
+        member = bytes;
+    } else if constexpr (std::is_array_v<T>) {
+        std::copy_n(bytes.begin(), sizeof member, member);
+    } else if constexpr (std::is_same_v<T, DlpImage>) {
+        member.needData();
+        std::copy(bytes.begin(), bytes.end(), member.bits());
+    } else {
+        using Wide = std::conditional_t<std::is_floating_point_v<T>, T, long long>;
+        Wide wide{};
+        const char* end = value.data() + value.size();
+        EXPECT_EQ(std::from_chars(value.data(), end, wide).ptr, end) << value;
+        member = static_cast<T>(wide);
+    }
+}
+
+template <class T>
+bool holds(const T& member, const std::string& value, const Bytes& bytes) {
+    if constexpr (std::is_same_v<T, std::vector<unsigned char>>) {
+        return member == bytes;
+    } else if constexpr (std::is_array_v<T>) {
+        return std::equal(bytes.begin(), bytes.end(), std::begin(member), std::end(member));
+    } else if constexpr (std::is_same_v<T, DlpImage>) {
+        return Bytes(member.bits(), member.bits() + member.size()) == bytes;
+    } else {
+        T expected{};
+        assign(expected, value, bytes);
+        return member == expected;
+    }
+}
+
+/// Calls `action(member, field)` for the members of a record that the section gives a value. \return how many.
+template <class Record, class Action>
+int visitFields(Record& record, const GoldenSection& section, Action&& action) {
+    int found = 0;
+    visitRecord(record, [&](const char* name, auto& member) {
+        for (const GoldenField& field : section.fields) {
+            if (field.name != name || field.value.empty()) continue;
+            action(member, field);
+            ++found;
+        }
+    });
+    return found;
+}
+
+/// The record holds what it held before it was written. \return it.
+template <class Record>
+Record& fill(Record& record, const GoldenSection& section) {
+    visitFields(record, section, [](auto& member, const GoldenField& f) { assign(member, f.given, f.bytes); });
+    return record;
+}
+
+/// The record holds what reading makes of the bytes, or the values `which`. \param others values of the section that
+/// no member has.
+template <class Record>
+void expectHolds(Record& record, const GoldenSection& section, std::string GoldenField::*which = &GoldenField::read,
+                 int others = 0) {
+    const int found = visitFields(record, section, [&](auto& member, const GoldenField& field) {
+        EXPECT_TRUE(holds(member, field.*which, field.bytes)) << section.name << ": " << field.name;
+    });
+    const auto valued = std::count_if(section.fields.begin(), section.fields.end(),
+                                      [](const GoldenField& field) { return !field.value.empty(); });
+    EXPECT_EQ(found + others, valued) << section.name << ": values without a member";
+}
+
+/// Where reading does not give back what was written, the record holds that again. \return it.
+template <class Record>
+Record& restore(Record& record, const GoldenSection& section) {
+    visitFields(record, section, [](auto& member, const GoldenField& field) {
+        if (field.read != field.value) assign(member, field.value, field.bytes);
+    });
+    return record;
 }
 
 }  // namespace vndlp::test
-
-/// Members given as `record.member`.
-#define VNDLP_VISIT(...) ::vndlp::test::visitMembers(visit, #__VA_ARGS__, __VA_ARGS__)
-
-namespace vndlp {
-template <class V>
-void visitRecord(VndlpBackUse& r, V&& visit) {
-    VNDLP_VISIT(r.machineHeightUm, r.flags, r.supportDensity, r.blurPixel, r.lineExposureTime, r.totalVolume,
-                r.sliceModelX, r.sliceModelY, r.sliceModelZ, r.reserved);
-}
-template <class V>
-void visitRecord(DlpV1Header& r, V&& visit) {
-    VNDLP_VISIT(r.layerCount, r.resolution_x, r.resolution_y, r.smallPreview, r.largePreview);
-}
-template <class V>
-void visitRecord(DlpV3Header& r, V&& visit) {
-    VNDLP_VISIT(r.smallPreview, r.secondPreview, r.thirdPreview, r.z_begin, r.z_end, r.layerCount, r.resolution_x,
-                r.resolution_y);
-}
-template <class Header, class V>
-void visitVersioned(Header& r, V&& visit) {
-    VNDLP_VISIT(r.versionCode, r.machine_type, r.layerCount, r.resolution_x, r.resolution_y, r.smallPreview,
-                r.middlePreview, r.largePreview);
-    visitRecord(r.backUse, visit);
-}
-template <class V>
-void visitRecord(DlpV2Header& r, V&& visit) {
-    visitVersioned(r, visit);
-}
-template <class V>
-void visitRecord(DlpV2LineHeader& r, V&& visit) {
-    visitVersioned(r, visit);
-}
-template <class V>
-void visitRecord(DlpParameters& r, V&& visit) {
-    VNDLP_VISIT(r.platformX, r.platformY, r.thickness, r.exposure_time, r.light_off_delay, r.first_exposure_time,
-                r.first_layer_count, r.first_lift_distance, r.first_lift_speed, r.lifting_distance, r.lifting_speed,
-                r.retract_speed, r.firstBrightnessPVM, r.brightnessPVM);
-}
-template <class V>
-void visitRecord(DlpSliceBasicParameters& r, V&& visit) {
-    VNDLP_VISIT(r.sliceSoftVersion, r.consumables, r.enableBOffset, r.bOffsetThickness, r.bOffsetFocalLength,
-                r.enableXYCompensation, r.XYCompensation, r.enableZCompensation, r.ZCompensation, r.enableAntiAliasing,
-                r.antiAliasingMixGray, r.antiAliasingMaxGray, r.enableImageBlur, r.imageBlurPixelNum);
-}
-template <class V>
-void visitRecord(DlpImageParam& r, V&& visit) {
-    VNDLP_VISIT(r.zThrough, r.enableAliasing, r.minGray, r.maxGray);
-}
-
-}  // namespace vndlp
-
-namespace CTB {
-template <class V>
-void visitRecord(HeaderSettings& r, V&& visit) {
-    VNDLP_VISIT(r.magic, r.version, r.bedSizeX, r.bedSizeY, r.bedSizeZ, r.reserved20, r.reserved24, r.totalHeight,
-                r.layerHeight, r.exposureTime, r.bottomExposureTime, r.lightOffDelay, r.bottomLayerCount, r.resolutionX,
-                r.resolutionY, r.previewLargeOffset, r.layerDefOffset, r.layerCount, r.previewSmallOffset, r.printTime,
-                r.projectorType, r.printParametersOffset, r.printParametersSize, r.antiAliasLevel, r.lightPwm,
-                r.bottomLightPwm, r.encryptionKey, r.slicerInfoOffset, r.slicerInfoSize);
-}
-template <class V>
-void visitRecord(PreView& r, V&& visit) {
-    VNDLP_VISIT(r.resolutionX, r.resolutionY, r.imageOffset, r.imageSize, r.reserved16, r.reserved20, r.reserved24,
-                r.reserved28, r.imageData);
-}
-template <class V>
-void visitRecord(PrintParameters& r, V&& visit) {
-    VNDLP_VISIT(r.bottomLiftHeight, r.bottomLiftSpeed, r.liftHeight, r.liftSpeed, r.retractSpeed, r.volume, r.weight,
-                r.price, r.bottomLightOffDelay, r.lightOffDelay, r.bottomLayerCount, r.reserved44, r.reserved48,
-                r.reserved52, r.reserved56);
-}
-template <class V>
-void visitRecord(SlicerInfo& r, V&& visit) {
-    VNDLP_VISIT(r.bottomLiftHeight2, r.bottomLiftSpeed2, r.liftHeight2, r.liftSpeed2, r.retractHeight2, r.retractSpeed2,
-                r.restTimeAfterLift, r.machineNameOffset, r.machineNameSize, r.settingsFlags, r.word40, r.word44,
-                r.slicerVersion, r.restTimeAfterRetract, r.restTimeAfterLift2, r.transitionLayerCount, r.word64,
-                r.word68, r.word72, r.machineName);
-}
-template <class V>
-void visitRecord(LayerDef& r, V&& visit) {
-    VNDLP_VISIT(r.positionZ, r.exposureTime, r.lightOffDelay, r.dataOffset, r.dataSize, r.pageNumber, r.tableSize,
-                r.reserved28, r.reserved32);
-}
-template <class V>
-void visitRecord(LayerDefEx& r, V&& visit) {
-    visitRecord(r.layerDef, visit);
-    VNDLP_VISIT(r.totalSize, r.liftHeight, r.liftSpeed, r.liftHeight2, r.liftSpeed2, r.retractSpeed, r.retractHeight2,
-                r.retractSpeed2, r.restTimeBeforeLift, r.restTimeAfterLift, r.restTimeAfterRetract, r.lightPwm);
-}
-
-}  // namespace CTB
-
-namespace VNDLPV4 {
-template <class V>
-void visitRecord(HeaderSettings& r, V&& visit) {
-    VNDLP_VISIT(r.headerText1, r.version, r.headerText2, r.resolutionX, r.resolutionY, r.floatField0, r.floatField1,
-                r.floatField2, r.floatField3, r.floatField4, r.word0, r.previewLargeOffset, r.layerDefOffset,
-                r.layerCount, r.previewSmallOffset, r.word5, r.word6, r.printParametersOffset, r.word8, r.word9,
-                r.shortField0, r.shortField1, r.encryptionKey, r.slicerInfoOffset, r.word12, r.tailFloat0, r.tailFloat1,
-                r.tailFloat2);
-}
-template <class V>
-void visitRecord(PreView& r, V&& visit) {
-    VNDLP_VISIT(r.resolutionX, r.resolutionY, r.imageOffset, r.imageSize, r.reserved16, r.reserved20, r.reserved24,
-                r.reserved28, r.imageData);
-}
-template <class V>
-void visitRecord(PrintParameters& r, V&& visit) {
-    VNDLP_VISIT(r.bottomLiftHeight, r.bottomLiftSpeed, r.liftHeight, r.liftSpeed, r.retractSpeed, r.volume, r.weight,
-                r.price, r.bottomLightOffDelay, r.lightOffDelay, r.bottomLayerCount, r.reserved44, r.reserved48,
-                r.reserved52, r.reserved56, r.reserved60, r.word64);
-}
-template <class V>
-void visitRecord(SlicerInfo& r, V&& visit) {
-    VNDLP_VISIT(r.bottomLiftHeight2, r.bottomLiftSpeed2, r.liftHeight2, r.liftSpeed2, r.retractHeight2, r.retractSpeed2,
-                r.restTimeAfterLift, r.word28, r.word32, r.word36, r.word40, r.word44, r.word60, r.word48,
-                r.restTimeAfterRetract, r.restTimeAfterLift2, r.word64, r.word68, r.word72);
-}
-template <class V>
-void visitRecord(LayerDef& r, V&& visit) {
-    VNDLP_VISIT(r.positionZ, r.exposureTime, r.lightOffDelay, r.dataOffset, r.dataSize, r.pageNumber, r.tableSize,
-                r.reserved28, r.extensionFlag, r.word36, r.extension0, r.extension1, r.extension2, r.extension3,
-                r.extension4, r.extension5, r.extension6, r.extension7, r.extension8, r.extension9);
-}
-template <class V>
-void visitRecord(LayerDefEx& r, V&& visit) {
-    VNDLP_VISIT(r.liftHeight, r.liftSpeed, r.liftHeight2, r.liftSpeed2, r.retractSpeed, r.retractHeight2,
-                r.retractSpeed2, r.restTimeBeforeLift, r.restTimeAfterLift, r.restTimeAfterRetract, r.lightPwm);
-}
-
-}  // namespace VNDLPV4
-
-#undef VNDLP_VISIT
