@@ -147,31 +147,6 @@ TEST_F(CtbFileTest, TellsWhatCannotBeOpenedOrVerifiedAndLeavesItAlone) {
     EXPECT_EQ(readFile(file), writtenFile());
 }
 
-TEST_F(CtbFileTest, EveryCallWithoutAFileFailsWithALine) {
-    CTB::CTBWrite writer;
-    fill(writer, 3);
-    using Step = int (CTB::CTBWrite::*)();
-    for (const Step step : {&CTB::CTBWrite::encode, &CTB::CTBWrite::writeHeader, &CTB::CTBWrite::writePreviews,
-                            &CTB::CTBWrite::writePrintParameters, &CTB::CTBWrite::writeSlicerInfo,
-                            &CTB::CTBWrite::writeLayerDefs, &CTB::CTBWrite::writeLayerDefExs}) {
-        EXPECT_TRUE(tellsOf("", [&] { EXPECT_EQ((writer.*step)(), -1); }));
-    }
-    CTB::CTBRead reader;
-    CTB::LayerDef layer;
-    CTB::LayerDefEx extended;
-    EXPECT_EQ((Codes{writer.close(), reader.parseFile(true), reader.closeDlpFile()}), Codes(3));
-    EXPECT_EQ(reader.headerSettings(), nullptr);
-    EXPECT_EQ(printedBy([&] { EXPECT_EQ(reader.readHeader(), 0); }), "");
-    EXPECT_EQ(reader.headerSettings(), nullptr);
-    EXPECT_TRUE(tellsOf("", [&] { EXPECT_TRUE(reader.preViews().empty()); }));
-    EXPECT_TRUE(tellsOf("", [&] { reader.printParameters(); }));
-    EXPECT_TRUE(tellsOf("", [&] { reader.slicerInfo(); }));
-    EXPECT_TRUE(tellsOf("", [&] { EXPECT_TRUE(reader.layerDef(false).empty()); }));
-    EXPECT_TRUE(tellsOf("", [&] { EXPECT_TRUE(reader.layerDefEx().empty()); }));
-    EXPECT_TRUE(tellsOf("", [&] { reader.readLayerImage(&layer, &extended); }));
-    EXPECT_TRUE(tellsOf("", [&] { EXPECT_TRUE(reader.readLayerImage(nullptr, &layer, 0, nullptr).empty()); }));
-}
-
 // reading
 
 TEST_F(CtbFileTest, EntriesStandBehindTheirImagesWhenAskedForBoth) {

@@ -49,31 +49,6 @@ CPrinterTime tenLayerJob() {
     return job;
 }
 
-TEST(MachineTable, HoldsEveryMachine) {
-    struct {
-        const char* name;
-        int levelHeight, fullSpeed, motorSpeed;
-    } const rows[] = {
-        {"M01", 236, 1, 5}, {"M02", 170, 0, 1}, {"M03", 136, 1, 5}, {"M04", 236, 0, 3}, {"M05", 320, 1, 3},
-        {"M06", 320, 1, 3}, {"M07", 325, 1, 3}, {"M08", 136, 1, 3}, {"M09", 320, 1, 3}, {"M10", 286, 1, 3},
-        {"M11", 175, 0, 1}, {"M12", 170, 0, 1}, {"M13", 236, 0, 5}, {"M14", 170, 0, 1}, {"M15", 245, 0, 1},
-        {"M16", 176, 0, 1}, {"M17", 176, 0, 1}, {"M18", 236, 0, 5}, {"M19", 320, 1, 3}, {"M20", 100, 1, 1},
-        {"M21", 136, 1, 5}, {"M22", 135, 1, 5}, {"M23", 132, 1, 5}, {"M24", 132, 1, 5}, {"M25", 320, 1, 3},
-        {"M26", 136, 0, 3}, {"M27", 136, 1, 5}, {"M28", 325, 1, 3},
-    };
-    CPrinterTime job;
-    for (const auto& row : rows) {
-        job.setMachineName(row.name);
-        EXPECT_EQ(job.m_levelHeight, static_cast<float>(row.levelHeight)) << row.name;
-        EXPECT_EQ(job.m_fullSpeed, row.fullSpeed == 1) << row.name;
-        EXPECT_EQ(job.m_motorSpeed, static_cast<float>(row.motorSpeed)) << row.name;
-        EXPECT_EQ(job.getLevelHeight(), job.m_levelHeight) << row.name;
-    }
-    EXPECT_EQ(job.m_levelHeightMap.size(), 28U);
-    EXPECT_EQ(job.m_fullSpeedMap.size(), 28U);
-    EXPECT_EQ(job.m_motorSpeedMap.size(), 28U);
-}
-
 TEST(MachineName, IsNormalised) {
     const std::pair<const char*, const char*> names[] = {
         {"m01", "M01"},
