@@ -18,20 +18,29 @@ namespace {
 
 /// Members that say how a file is laid out, or that follow from others: they say nothing of the job.
 constexpr std::string_view kLayout[] = {
-    "magic",       "version",   "versionCode", "headerText1", "layerCount",    "encryptionKey", "totalHeight",
-    "floatField3", "word8",     "word12",      "resolutionX", "resolutionY",   "area",          "count",
-    "word36",      "tableSize", "totalSize",   "positionZ",   "extensionFlag",
+    "magic",       "version",     "versionCode", "headerText1", "layerCount",  "encryptionKey",
+    "totalHeight", "floatField3", "word8",       "word12",      "resolutionX", "resolutionY",
+    "area",        "count",       "tableSize",   "totalSize",   "positionZ",   "extensionFlag",
 };
+constexpr const char* kV4Area = "LayerDef.word36";
 
 bool endsWith(std::string_view text, std::string_view ending) {
     return text.size() >= ending.size() && text.substr(text.size() - ending.size()) == ending;
 }
 
 bool isLayout(std::string_view member) {
-    if (endsWith(member, "Offset") || endsWith(member, "Size") || member.substr(0, 9) == "extension") {
-        return member != "enableBOffset";
-    }
+    if (endsWith(member, "Offset") || endsWith(member, "Size")) return member != "enableBOffset";
     return std::find(std::begin(kLayout), std::end(kLayout), member) != std::end(kLayout);
+}
+
+/// Whether a file has the member for the job's sake; settings have it, too.
+bool saysOfJob(const FieldSpec& spec, const std::string& name) {
+    return !spec.isFixed && !isLayout(spec.name) && name != kV4Area;
+}
+
+/// Whether two members of one name are the same: records of one name may differ between formats.
+bool isAlike(const FieldSpec& one, const FieldSpec& other) {
+    return one.kind == other.kind && one.order == other.order && one.size == other.size && !other.isFixed;
 }
 
 bool isEmpty(const FieldSpec& spec, const FieldValue& value) {
@@ -43,6 +52,8 @@ bool isEmpty(const FieldSpec& spec, const FieldValue& value) {
 std::string ofLayers(const std::string& name, std::size_t count) {
     return name + " of " + std::to_string(count) + (count == 1 ? " layer" : " layers");
 }
+
+bool arrives(const FieldSpec& spec, const FieldPlace* there) { return there != nullptr && isAlike(spec, *there->spec); }
 
 /// Names what of a file a new one of another format does not hold.
 class Loss {
@@ -126,6 +137,7 @@ private:
                 const FieldPlace* there = isUsual ? usual.state()->model.field(name) : nullptr;
                 const bool isSame = there != nullptr && readField(usual.state()->model.bytes, *there, other).isOk() &&
                                     other.number == value.number && other.text == value.text;
+                if (arrives(*place.spec, m_to.field(name))) continue;
                 // the V4 header's wait once more
                 const bool isAgain = name == "PrintParameters.lightOffDelay" && waits && value.number == lightOff;
                 if (!isSame && !isAgain) m_names.push_back("raw." + name);
@@ -134,7 +146,7 @@ private:
     }
 
     [[nodiscard]] bool isOfJob(const FieldSpec& spec, const std::string& name) const {
-        return !spec.isFixed && !isLayout(spec.name) && m_settings.count(name) == 0;
+        return saysOfJob(spec, name) && m_settings.count(name) == 0;
     }
 
     void addLayerFields() {
@@ -145,9 +157,13 @@ private:
                 const std::string name = std::string(records.name) + "." + spec.name;
                 const bool isAgain = spec.name.find('.') != std::string::npos;
                 const std::optional<LayerField> field = findLayerField(m_from, name);
-                if (isAgain || spec.isOptional || !field || !isOfJob(spec, name)) continue;
+                if (isAgain || !field || !isOfJob(spec, name)) continue;
+                if (const std::optional<LayerField> there = findLayerField(m_to, name)) {
+                    if (isAlike(spec, *there->spec) && !spec.isOptional) continue;
+                }
                 std::size_t count = 0;
                 for (std::uint32_t i = 0; i < layers; ++i) {
+                    if (spec.isOptional && !m_from.layers().layers[i].isExtended) continue;
                     FieldValue value;
                     const bool isRead = readField(m_from.bytes, placeIn(m_from, *field, i), value).isOk();
                     count += isRead && !isEmpty(spec, value) ? 1 : 0;
@@ -199,15 +215,45 @@ SliceResult carryMember(const Model& from, const std::string& name, Edits& to) {
     return {};
 }
 
+bool isSettingOf(const Model& model, const std::string& name) {
+    for (std::size_t i = 0; i < settingCount(); ++i) {
+        const Place& where = settingRow(i).place(model.info.format);
+        if (where.field != nullptr && (name == memberName(model, where.field))) return true;
+        if (where.copy != nullptr && name == where.copy) return true;
+    }
+    return false;
+}
+
 }  // namespace
+
+SliceResult carryRawFields(const Model& from, Edits& to) {
+    SliceResult result;
+    for (const RecordPlace& record : from.records) {
+        for (const FieldPlace& place : record.fields) {
+            const std::string name = record.name + "." + place.spec->name;
+            const FieldPlace* there = to.model().field(name);
+            if (!saysOfJob(*place.spec, name) || !arrives(*place.spec, there) || isText(place.spec->kind)) continue;
+            if (isSettingOf(from, name) || isSettingOf(to.model(), name)) continue;
+            ByteList bytes(static_cast<std::size_t>(place.bytes));
+            if (!from.bytes.read(place.offset, bytes.data(), bytes.size()).isOk()) continue;
+            if (result = to.set(*there, bytes); !result.isOk()) return result;
+        }
+    }
+    return result;
+}
 
 SliceResult carryLayers(const Model& from, Edits& to) {
     if (from.isVendor() || to.model().isVendor()) return {};
-    SliceResult result = carryMember(from, "LayerDef.positionZ", to);
-    for (std::size_t i = 0; i < settingCount() && result.isOk(); ++i) {
-        // the members have one name in both formats
-        const char* name = settingRow(i).layerField(from.info.format);
-        if (name != nullptr) result = carryMember(from, name, to);
+    // the members have one name in both formats
+    SliceResult result;
+    for (const LayerRecords& records : from.layerRecords) {
+        if (records.memberPrefix[0] != '\0') continue;
+        for (const FieldSpec& spec : *records.fields) {
+            const std::string name = std::string(records.name) + "." + spec.name;
+            const bool isAgain = spec.name.find('.') != std::string::npos;
+            if (isAgain || spec.isOptional || (!saysOfJob(spec, name) && spec.name != "positionZ")) continue;
+            if (result = carryMember(from, name, to); !result.isOk()) return result;
+        }
     }
     return result;
 }

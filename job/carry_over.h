@@ -11,6 +11,9 @@
 
 namespace vndlp::job {
 
+/// Gives a new file the fields that are no settings and that the records of both formats hold: flags, reserved bytes.
+[[nodiscard]] SliceResult carryRawFields(const Model& from, Edits& to);
+
 /// Gives the layers of a new CTB or V4 file the values that the layers of the other hold.
 [[nodiscard]] SliceResult carryLayers(const Model& from, Edits& to);
 

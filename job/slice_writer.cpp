@@ -283,7 +283,8 @@ SliceResult SliceWriter::State::makeSkeleton() {
     const Model& model = m_skeletonFile.state()->model;
     m_edits = std::make_unique<Edits>(model);
     if (likeModel != nullptr && !isLike()) {
-        result = job::carryLayers(*likeModel, *m_edits);
+        result = job::carryRawFields(*likeModel, *m_edits);
+        if (result.isOk()) result = job::carryLayers(*likeModel, *m_edits);
         m_notKept = job::notKeptText(*likeModel, model);
     }
     for (const job::PreviewPlace& place : model.previews) previews.push_back({place.width, place.height, {}, false});
@@ -291,6 +292,10 @@ SliceResult SliceWriter::State::makeSkeleton() {
     const std::vector<job::Picture> pictures = job::picturesOf(*target.like);
     for (std::size_t i = 0; i < previews.size() && !pictures.empty(); ++i) {
         previews[i].picture = pictures[job::pictureFor(i, pictures.size(), model.isVendor())];
+        if (model.isVendor() || likeModel->isVendor()) continue;
+        // both formats hold pictures of any size
+        previews[i].width = previews[i].picture.width;
+        previews[i].height = previews[i].picture.height;
     }
     return result;
 }

@@ -502,7 +502,11 @@ TEST_F(SliceWriteTest, WriterRefusesWhatMakesNoFile) {
     EXPECT_EQ(read, (Bytes{201, 0, 0, 0, 201, 0, 0, 0, 0, 0, 0, 91}));
 }
 
-/// Every setting both hold, of the file and of single layers.
+/// Members without a key that CTB and V4 files hold alike.
+constexpr const char* kRawOfBoth[] = {"PreView.1.reserved20", "PrintParameters.reserved44", "SlicerInfo.word68",
+                                      "LayerDef.1.pageNumber"};
+
+/// Everything both hold, of the file and of single layers.
 TEST_F(SliceWriteTest, BetweenFormatsArrivesWhatBothHold) {
     for (const Kind& from : {kKinds[0], kKinds[2], kKinds[3], kKinds[7], kKinds[9]}) {
         for (const std::string ending : {".vndlp", ".ctb", ".vndlpv4"}) {
@@ -521,7 +525,12 @@ TEST_F(SliceWriteTest, BetweenFormatsArrivesWhatBothHold) {
                 const bool isFlag = key->most == 1;
                 own.push_back({key->name, isFlag ? "1" : sliceNumberText(key->most < 101 ? 0.5 : next++), ""});
             }
-            if (from.ending != std::string(".vndlp")) own.push_back({"exposure_s", "17", "1"});
+            const bool isCoded = from.ending != std::string(".vndlp");
+            if (isCoded) own.push_back({"exposure_s", "17", "1"});
+            for (const char* raw : kRawOfBoth) {
+                if (isCoded) own.push_back({std::string("raw.") + raw, "37", ""});
+            }
+            if (from.ending == std::string(".vndlpv4")) own.push_back({"raw.SlicerInfo.word36", "38", ""});
             EXPECT_DONE(changeSliceFile(in, {}, own));
             EXPECT_DONE(file.open(in));
             const std::string out = path("out") + ending;
@@ -559,6 +568,18 @@ TEST_F(SliceWriteTest, BetweenFormatsArrivesWhatBothHold) {
             } else if (ending != ".vndlp") {
                 EXPECT_DONE(made.number("exposure_s", 1, exposure));
                 EXPECT_EQ(exposure, 17);
+                SliceRawField field;
+                for (const char* raw : kRawOfBoth) {
+                    EXPECT_DONE(made.raw(raw, field));
+                    EXPECT_EQ(field.number, 37) << raw;
+                }
+                SlicePreviewInfo was;
+                SlicePreviewInfo is;
+                EXPECT_DONE(file.previewInfo(0, was));
+                EXPECT_DONE(made.previewInfo(0, is));
+                EXPECT_EQ(was.width * 1000 + was.height, is.width * 1000 + is.height);
+                EXPECT_EQ(notKept, ending == ".ctb" ? notKept : "");
+                EXPECT_EQ(notKept.find("raw.SlicerInfo.word36") != std::string::npos, ending == ".ctb") << notKept;
             } else {
                 EXPECT_NE(notKept.find("exposure_s of 1 layer"), std::string::npos) << notKept;
             }
