@@ -24,7 +24,7 @@ def plate(layer):
     for column in range(4):
         for row in range(2):
             disc = (x - 1500 - 2800 * column) ** 2 + (y - 1280 - 2560 * row) ** 2 < (1100 - 9 * layer) ** 2
-            image[disc & (((x + 3 * layer) % 40 < 6) | (y % 40 < 6))] = 254
+            image[disc & (((x + 3 * layer) % 40 < 6) | (y % 40 < 6))] = 255
     return image
 
 
