@@ -80,6 +80,7 @@ std::unique_ptr<Command> makeCheck();
 std::unique_ptr<Command> makeConvert();
 std::unique_ptr<Command> makeEstimate();
 std::unique_ptr<Command> makeExtract();
+std::unique_ptr<Command> makeFix();
 std::unique_ptr<Command> makeInfo();
 std::unique_ptr<Command> makeMachines();
 std::unique_ptr<Command> makePrinters();
