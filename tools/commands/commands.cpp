@@ -13,9 +13,12 @@ const std::vector<CommandEntry>& commandTable() {
         {"verify", "Check slice files: trailer, structure, every layer", makeVerify},
         {"check", "Find what goes wrong when a job is printed: islands, traps, cups and more", makeCheck},
         {"fix", "Clear small islands, fill traps, drop empty layers at the end", makeFix},
+        {"set", "Change settings and fields of slice files", makeSet},
+        {"repair", "Write the whole layers of a damaged slice file", makeRepair},
         {"extract", "Write layers and previews as PNG, layers of line files as SVG", makeExtract},
         {"estimate", "Estimate the print time of slice files and jobs", makeEstimate},
         {"machines", "List the machines print times are known for", makeMachines},
+        {"printers", "List the printers that profiles are there for", makePrinters},
         {"beads", "Draw the LED beads that a layer of a V4 file lights", makeBeads},
     };
     return table;

@@ -1,6 +1,7 @@
 #include "tools/base/output_file.h"
 #include "tools/base/terminal.h"
 #include "tools/commands/command.h"
+#include "tools/jobs/source.h"
 
 #include <vndlp/check_file.h>
 #include <vndlp/slice_write.h>
@@ -18,13 +19,6 @@ namespace {
 constexpr int kThreshold = CheckOptions().threshold;
 constexpr unsigned char kCleared = 0;
 constexpr unsigned char kFilled = 255;
-
-[[noreturn]] void fail(const std::string& path, const SliceResult& result) {
-    std::string text = path + ": ";
-    if (result.layer >= 0) text += "layer " + std::to_string(result.layer) + ": ";
-    if (result.offset >= 0) text += "offset " + std::to_string(result.offset) + ": ";
-    throw Failure(text + result.text);
-}
 
 /// Reads the layers of a file for `planFix`, and what went wrong.
 struct PlanReader {
@@ -62,7 +56,7 @@ public:
             throw UsageFailure(m_output + ": unknown output format; the name must end in .vndlp, .vnline, .ctb or " +
                                ".vndlpv4");
         }
-        if (const SliceResult result = m_file.open(m_path); !result.isOk()) fail(m_path, result);
+        m_file = openSlices(m_path);
         std::error_code ignored;
         if (std::filesystem::equivalent(m_path, m_output, ignored)) {
             throw Failure(m_output + ": is the input itself; choose another name");
@@ -86,8 +80,8 @@ private:
         };
         std::uint64_t errors = 0;
         const SliceResult result = m_file.verifyStructure(keepFirst, &first, errors);
-        if (!result.isOk()) fail(m_path, result);
-        if (errors > 0) fail(m_path, {SliceCode::damaged, 0, first.layer, first.offset, first.text});
+        require(m_path, result);
+        if (errors > 0) throw Failure(m_path + ": " + placeText(first.layer, first.offset, first.text));
     }
 
     void plan() {
@@ -97,7 +91,7 @@ private:
         options.fillTraps = m_traps;
         PlanReader reader{m_file, job};
         if (!planFix(job, m_file.info().layers, options, PlanReader::read, &reader, m_fix)) {
-            fail(m_path, reader.result);
+            throw Failure(describeResult(m_path, reader.result));
         }
         if (m_fix.layers == 0) throw Failure(m_path + ": nothing lit is left, so nothing is written");
         if (!m_fix.changed.empty() && m_file.info().layerKind != SliceLayers::images) {
@@ -130,8 +124,7 @@ private:
     void putChanged(SliceWriter& writer, std::uint32_t index, const FixedLayer& changes) const {
         const SliceInfo& info = m_file.info();
         std::vector<unsigned char> pixels(std::size_t{info.width} * info.height);
-        const SliceResult result = m_file.layerPixels(index, pixels.data(), 0, pixels.size());
-        if (!result.isOk()) fail(m_path, result);
+        require(m_path, m_file.layerPixels(index, pixels.data(), 0, pixels.size()));
         paint(changes.cleared, kCleared, pixels);
         paint(changes.filled, kFilled, pixels);
         requireOutput(
@@ -149,8 +142,7 @@ private:
 
     /// A failure of the output, by its own name.
     void requireOutput(const SliceResult& result) const {
-        if (result.isOk()) return;
-        if (result.code != SliceCode::file) fail(m_path, result);
+        if (result.code != SliceCode::file) return require(m_path, result);
         throw Failure(m_output + ": could not be written completely: " + reasonOf(result.systemCode));
     }
 
