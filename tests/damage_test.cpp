@@ -185,7 +185,8 @@ protected:
         m_file.truncate(sealed);
         CheckSum& sum = CheckSum::instance();
         const std::string path = m_file.path();
-        m_sample.trailer.kind == SliceTrailerKind::xorSum ? sum.appendFileSumXor(path.c_str()) : sum.appendFileSumCrc32(path.c_str());
+        m_sample.trailer.kind == SliceTrailerKind::xorSum ? sum.appendFileSumXor(path.c_str())
+                                                          : sum.appendFileSumCrc32(path.c_str());
     }
 
     /// Tries changes everywhere. \param check takes the offset and whether `verify` told of it.

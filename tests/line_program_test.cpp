@@ -85,26 +85,6 @@ TEST_F(LineProgramTest, ImagesBecomeOutlinesInMicrometres) {
     EXPECT_EQ(runProgram("estimate job.vnline --machine M01").status, 0);
 }
 
-TEST_F(LineProgramTest, DrawingsGoInAndComeOutUnchanged) {
-    makeImages();
-    ASSERT_EQ(runProgram("convert layers job.vnline").status, 0);
-    EXPECT_EQ(runProgram("extract job.vnline -o out").output, "out: 2 layers\n");
-    ASSERT_TRUE(fs::exists("out/layer_00001.svg"));
-    const std::string drawing = textOf("out/layer_00000.svg");
-    EXPECT_TRUE(contains(drawing, "width=\"2mm\" height=\"1.5mm\" viewBox=\"0 -1500 2000 1500\""));
-    EXPECT_TRUE(contains(
-        drawing, "d=\"M500 1250 L500 250 L1500 250 L1500 1250 Z\nM750 500 L750 1000 L1000 1000 L1000 500 Z\n\""));
-
-    // drawings are an input: all but the resolution, which they do not tell, is the same
-    const Outcome again = runProgram("convert out again.vnline --set resolution_x=40 --set resolution_y=30");
-    EXPECT_EQ(again.status, 0) << again.error;
-    EXPECT_EQ(infoOf("again.vnline")["layer_table"], infoOf("job.vnline")["layer_table"]);
-    EXPECT_EQ(infoOf("again.vnline")["settings"], infoOf("job.vnline")["settings"]);
-    // and so are line files
-    EXPECT_EQ(runProgram("convert job.vnline copy.vnline").status, 0);
-    EXPECT_EQ(textOf("copy.vnline"), textOf("job.vnline"));
-}
-
 TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
     fs::create_directories("svg");
     const std::string head = "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 3000 2000\">";
@@ -132,29 +112,6 @@ TEST_F(LineProgramTest, DrawingsOfOthersAreTakenInNaturalOrder) {
     EXPECT_TRUE(
         contains(runProgram("convert svg bad.vnline").error, "it is moved or turned by transform=\"rotate(5)\""));
     EXPECT_FALSE(fs::exists("bad.vnline"));
-}
-
-TEST_F(LineProgramTest, OutlinesAreTurnedAndThinnedGeometryIsNot) {
-    makeImages();
-    ASSERT_EQ(runProgram("convert layers turned.vnline --rotate 90").status, 0);
-    EXPECT_EQ(infoOf("turned.vnline")["width_px"], 30);
-    EXPECT_EQ(pointsOf(layersOf("turned.vnline")[0][0])[0], (std::pair{250, 1500}));
-    ASSERT_EQ(runProgram("convert layers job.vnline --tolerance 5000").status, 0);
-    EXPECT_EQ(layersOf("job.vnline")[0][0].size(), 4U);
-    EXPECT_EQ(infoOf("job.vnline")["layer_table"][0]["area_mm2"], 0.875) << "the area is the lit pixels'";
-
-    const std::pair<const char*, const char*> cases[] = {
-        {"convert job.vnline a.vnline --rotate 90", "vndlp: --mirror and --rotate turn images, not geometry\n"},
-        {"convert job.vnline a.vnline --tolerance 5", "vndlp: --tolerance is for images, which are traced\n"},
-        {"convert layers a.vndlp --tolerance 5",
-         "vndlp: --tolerance is for .vnline files, whose layers are outlines\n"}};
-    for (const auto& [arguments, message] : cases) {
-        const Outcome outcome = runProgram(arguments);
-        EXPECT_EQ(outcome.status, 2) << arguments;
-        EXPECT_EQ(outcome.error, message + std::string("vndlp: for help: vndlp convert --help\n"));
-    }
-    EXPECT_EQ(runProgram("convert layers a.vnline --tolerance -1").status, 2);
-    EXPECT_FALSE(fs::exists("a.vnline"));
 }
 
 TEST_F(LineProgramTest, MeshesAreToldAndDrawn) {

@@ -474,9 +474,9 @@ void useAll(const SliceFile& file) {
     }
 }
 
-/// Every place of a small file; of a large one those in front of the previews and behind them, and a few within.
+/// Places in every field of a small file; of a large one in front of the previews and behind them, and a few within.
 std::size_t nextPlace(std::size_t at, std::size_t size) {
-    return at + (size < 1000 || at < 40 || at + 200 > size ? 1 : at + 4000 > size ? 97 : 60013);
+    return at + (size < 1000 || at < 40 || at + 200 > size ? 3 : at + 4000 > size ? 97 : 60013);
 }
 
 // a cut file opens as far as it goes and never passes for a sound one; a changed byte is found where there is a trailer

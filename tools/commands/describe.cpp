@@ -223,9 +223,10 @@ Json describeSource(const Source& source, const std::vector<SliceFinding>& findi
     const Geometry geometry = geometryOf(source);
     std::vector<LayerRow> rows;
     if (options.layers) rows = layerRowsOf(source, options.threads);
-    const Totals totals = options.totals   ? *options.totals
-                          : options.layers ? totalsOfRows(source, rows)
-                                           : totalsOf(source, options.threads);
+    // a job's layers are not read twice; those of a slice file are known to it by now
+    const Totals totals = options.totals                     ? *options.totals
+                          : options.layers && source.isJob() ? totalsOfRows(source, rows)
+                                                             : totalsOf(source, options.threads);
     Json json = {{"file", utf8Of(source.path)},
                  {"bytes", source.bytes},
                  {"format", formatName(source)},
