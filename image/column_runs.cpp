@@ -110,7 +110,7 @@ void comparePieces(const unsigned char* column, int from, int to, ColumnRuns<Row
 #else
 
 HWY_INLINE void transposeTile(const unsigned char* rows, std::ptrdiff_t stride, unsigned char* columns,
-                         std::ptrdiff_t columnStride) {
+                              std::ptrdiff_t columnStride) {
     const hn::FixedTag<std::uint8_t, kTile> tag;
     hn::Vec<decltype(tag)> lines[kTile];
     for (int r = 0; r < kTile; ++r) lines[r] = hn::LoadU(tag, rows + r * stride);

@@ -496,8 +496,7 @@ SliceResult decodeShapes(const Model& model, std::uint32_t layer, const LayerPla
     const auto word = [&data](std::size_t at) { return loadNumber<std::uint32_t>(data.data() + at, BigEndian); };
     if (place.isMesh) {
         shapes.vertices.reserve(data.size() / 4);
-        for (std::size_t at = 0; at + 4 <= data.size(); at += 4)
-            shapes.vertices.push_back(bitCast<float>(word(at)));
+        for (std::size_t at = 0; at + 4 <= data.size(); at += 4) shapes.vertices.push_back(bitCast<float>(word(at)));
         return result;
     }
     shapes.points.reserve(data.size() / 4);

@@ -12,7 +12,8 @@
 #include <vector>
 
 #if defined(TRIMESH_H)
-#error "TriMesh.h is included already, but this libvndlp was built without trimesh2: use one of the two in a source file."
+#error \
+    "TriMesh.h is included already, but this libvndlp was built without trimesh2: use one of the two in a source file."
 #endif
 
 namespace trimesh {

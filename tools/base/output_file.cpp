@@ -9,8 +9,8 @@
 #include <filesystem>
 
 #if defined(_WIN32)
-#include <fcntl.h>
 #include <direct.h>
+#include <fcntl.h>
 #include <io.h>
 #include <process.h>
 #else
@@ -108,7 +108,8 @@ constexpr const char* kTemporaryPrefix = ".part-";
 /// What the names of all temporaries of an output begin with; short, whatever the output's own length.
 std::string temporaryPrefix(const fs::path& target) {
     char text[32];
-    std::snprintf(text, sizeof text, "%s%08x.", kTemporaryPrefix, static_cast<unsigned>(hashOf(textOf(target.filename()))));
+    std::snprintf(text, sizeof text, "%s%08x.", kTemporaryPrefix,
+                  static_cast<unsigned>(hashOf(textOf(target.filename()))));
     return text;
 }
 

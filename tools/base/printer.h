@@ -20,7 +20,7 @@ struct Printer {
     PrintSettings settings;
     std::string mirror;  ///< "x", "y", "xy": its images have to be mirrored so
     std::optional<CTB::ScramblingConstants> constants;
-    std::optional<std::uint32_t> key;                         ///< of CTB files
+    std::optional<std::uint32_t> key;                               ///< of CTB files
     std::vector<std::pair<std::uint32_t, std::uint32_t>> previews;  ///< width, height, the smallest first
 };
 

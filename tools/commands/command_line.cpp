@@ -156,10 +156,10 @@ public:
         } catch (const CLI::ParseError& error) {
             throw UsageFailure(problemOf(error));
         }
-        setVerbosity(m_quiet                ? Verbosity::quiet
-                     : m_verbose > 1        ? Verbosity::debug
-                     : m_verbose == 1       ? Verbosity::detailed
-                                            : Verbosity::normal);
+        setVerbosity(m_quiet          ? Verbosity::quiet
+                     : m_verbose > 1  ? Verbosity::debug
+                     : m_verbose == 1 ? Verbosity::detailed
+                                      : Verbosity::normal);
         if (m_verbose > 1) m_streams.showLibraryMessages();
         if (m_command == "help") return help();
         if (m_command.empty()) throw UsageFailure("a command is needed");

@@ -50,10 +50,14 @@ struct Encoded {
 class Conversion {
 public:
     Conversion(const std::string& input, const std::string& output, const ConversionPlan& plan)
-        : m_output(output), m_plan(plan), m_source(openSource(input)), m_kind(outputKindOf(output)),
+        : m_output(output),
+          m_plan(plan),
+          m_source(openSource(input)),
+          m_kind(outputKindOf(output)),
           m_format(sliceFormatOfPath(output)) {
         std::error_code ignored;
-        if (fs::equivalent(input, output, ignored)) throw Failure(output + ": is the input itself; choose another name");
+        if (fs::equivalent(input, output, ignored))
+            throw Failure(output + ": is the input itself; choose another name");
     }
 
     void run() {
@@ -136,8 +140,8 @@ private:
         for (const auto& [key, pixels] : {std::pair{"resolution_x", width()}, {"resolution_y", height()}}) {
             if (!s.has(key) || s.number(key) == pixels || m_plan.resolution.isGiven()) continue;
             throw Failure(path() + ": layers are " + std::to_string(width()) + " x " + std::to_string(height()) +
-                          " pixels, but " + key + " is set to " + s.text(key) + "; --rotate 90 turns them, --pad sets " +
-                          "them into a larger screen");
+                          " pixels, but " + key + " is set to " + s.text(key) +
+                          "; --rotate 90 turns them, --pad sets " + "them into a larger screen");
         }
     }
 
@@ -177,8 +181,8 @@ private:
         if (m_format != SliceFormat::ctb) return std::nullopt;
         if (m_plan.key) return m_plan.key;
         SliceRawField key;
-        const bool staysPlain = !m_source.isJob() && m_source.file->raw("HeaderSettings.encryptionKey", key).isOk() &&
-                                key.integer == 0;
+        const bool staysPlain =
+            !m_source.isJob() && m_source.file->raw("HeaderSettings.encryptionKey", key).isOk() && key.integer == 0;
         return staysPlain ? std::nullopt : m_plan.date;
     }
 
@@ -389,8 +393,8 @@ private:
     void setScale(const PrintSettings& s) {
         m_scale.pixelWidthUm = s.number("display_width_mm") * kUmPerMm / width();
         m_scale.pixelHeightUm = s.number("display_height_mm") * kUmPerMm / height();
-        m_scale.toleranceUm = m_plan.toleranceUm.value_or(
-            kToleranceInPixels * std::min(m_scale.pixelWidthUm, m_scale.pixelHeightUm));
+        m_scale.toleranceUm =
+            m_plan.toleranceUm.value_or(kToleranceInPixels * std::min(m_scale.pixelWidthUm, m_scale.pixelHeightUm));
     }
 
     void encode(SliceWriter& writer, int index, GreyImage& image, Encoded& layer) {
@@ -403,8 +407,7 @@ private:
         readImage(index, image, layer);
         if (isToLines()) {
             removePadding(image);
-            const double areaUm2 =
-                static_cast<double>(countLit(image)) * m_scale.pixelWidthUm * m_scale.pixelHeightUm;
+            const double areaUm2 = static_cast<double>(countLit(image)) * m_scale.pixelWidthUm * m_scale.pixelHeightUm;
             requireOutput(writer.encodeShapes(number, shapesOf(traceOutlines(image, m_scale)),
                                               areaUm2 / (kUmPerMm * kUmPerMm), layer.slice));
             return;
@@ -496,9 +499,9 @@ private:
         if (m_kind == OutputKind::slices) {
             SliceFile file;
             SliceTrailer trailer;
-            const bool isRead =
-                file.open(pending.temporaryPath()).isOk() && file.trailer(trailer).isOk() &&
-                trailer.state != SliceTrailerState::wrong && trailer.state != SliceTrailerState::missing;
+            const bool isRead = file.open(pending.temporaryPath()).isOk() && file.trailer(trailer).isOk() &&
+                                trailer.state != SliceTrailerState::wrong &&
+                                trailer.state != SliceTrailerState::missing;
             if (!isRead) {
                 throw Failure(m_output + ": the file read back differs from the file written; the disk may be failing");
             }

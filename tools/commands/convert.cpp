@@ -54,7 +54,8 @@ public:
         syntax.choice("--mirror", m_mirror, {"x", "y", "xy"}, "mirror layers along x or y");
         syntax.choice("--rotate", m_rotate, {"90", "180", "270"}, "turn layers clockwise by so many degrees");
         syntax.flag("--pad", m_pads, "set layers into the middle of the printer's larger screen");
-        syntax.text("--resolution", m_resolution, "line files to images: pixels of the screen, WxH; else the file's own");
+        syntax.text("--resolution", m_resolution,
+                    "line files to images: pixels of the screen, WxH; else the file's own");
         syntax.number("--tolerance", m_tolerance, 0, kMostUm,
                       ".vnline: how far outlines may lie off, in micrometres; an eighth of a pixel without it");
         syntax.choiceOrPlain("--salvage", m_salvage, {"blank", "previous"}, "blank",
@@ -127,7 +128,7 @@ private:
             const std::string ending = m_ending.starts_with('.') ? m_ending : "." + m_ending;
             for (const std::string& input : m_words) {
                 std::string stem = fs::path(input).has_filename() ? fs::path(input).stem().string()
-                                                                 : fs::path(input).parent_path().stem().string();
+                                                                  : fs::path(input).parent_path().stem().string();
                 m_outputs.emplace_back(input, (fs::path(m_folder) / (stem + ending)).string());
             }
         }

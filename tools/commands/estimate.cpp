@@ -53,9 +53,15 @@ struct Fallback {
     const char* unit;
 };
 constexpr Fallback kFallbacks[] = {
-    {"layer_height_mm", 0.05, " mm"}, {"exposure_s", 2.5, " s"},     {"bottom_exposure_s", 30, " s"},
-    {"bottom_layers", 4, ""},         {"light_off_s", 1, " s"},      {"bottom_lift_mm", 6, " mm"},
-    {"bottom_lift_speed", 60, " mm/min"}, {"lift_mm", 6, " mm"},     {"lift_speed", 80, " mm/min"},
+    {"layer_height_mm", 0.05, " mm"},
+    {"exposure_s", 2.5, " s"},
+    {"bottom_exposure_s", 30, " s"},
+    {"bottom_layers", 4, ""},
+    {"light_off_s", 1, " s"},
+    {"bottom_lift_mm", 6, " mm"},
+    {"bottom_lift_speed", 60, " mm/min"},
+    {"lift_mm", 6, " mm"},
+    {"lift_speed", 80, " mm/min"},
     {"retract_speed", 150, " mm/min"},
 };
 
@@ -153,7 +159,8 @@ private:
         if (assumed > 0 && verbosity() < Verbosity::detailed) {
             printNote(counted(assumed, "setting") + " assumed, -v lists them");
         }
-        if (!source.warning.empty() && verbosity() >= Verbosity::detailed) printNote(source.path + ": " + source.warning);
+        if (!source.warning.empty() && verbosity() >= Verbosity::detailed)
+            printNote(source.path + ": " + source.warning);
         const std::string machine = normalised(s.text("machine"));
         Told told = choose(machine);
         if (told.model == kMoves) {
@@ -205,8 +212,9 @@ private:
         job.pixelHeightMm = s.number("display_height_mm") / std::max(source.height, 1);
         for (const LayerRow& row : rows) {
             const bool isCounted = row.facts.litPixels >= 0;
-            const double area = isCounted ? static_cast<double>(row.facts.litPixels) * job.pixelWidthMm * job.pixelHeightMm
-                                          : row.facts.areaMm2;
+            const double area = isCounted
+                                    ? static_cast<double>(row.facts.litPixels) * job.pixelWidthMm * job.pixelHeightMm
+                                    : row.facts.areaMm2;
             job.layerAreasMm2.push_back(std::isfinite(area) ? area : 0);
         }
         std::string problem;
@@ -225,8 +233,8 @@ private:
         const std::string machine = normalised(source.settings.text("machine"));
         std::string text = printable(source.path) + ": " + duration(told.seconds) + "  (" +
                            counted(static_cast<unsigned>(source.layerCount), "layer") + ", machine " +
-                           printable(machine.empty() ? "unknown" : machine) + ", model " + told.model + ": " + told.why +
-                           ")\n";
+                           printable(machine.empty() ? "unknown" : machine) + ", model " + told.model + ": " +
+                           told.why + ")\n";
         for (const auto& [name, seconds] : told.parts) {
             char row[96];
             std::snprintf(row, sizeof row, "  %-10s %22s  %5.1f %%\n", name, duration(seconds).c_str(),

@@ -165,8 +165,7 @@ public:
     void describe(Syntax& syntax) override {
         constexpr long long kLongest = 65535;
         syntax.words("FILE", m_files, "slice files, SL1 jobs, folders or zips of layers");
-        syntax.text("--layers", m_layers,
-                    "layers, numbered from 0, such as 0-99,150, 100-, 0-last/50; all without it");
+        syntax.text("--layers", m_layers, "layers, numbered from 0, such as 0-99,150, 100-, 0-last/50; all without it");
         syntax.flag("--previews", m_previews, "the previews; alone, no layers");
         syntax.text("-o,--output", m_output, "folder for the pictures, made if missing; - for one layer alone");
         syntax.require("--output");
@@ -213,7 +212,8 @@ private:
         std::map<std::string, std::string> taken;
         for (const std::string& file : m_files) {
             const auto [first, isNew] = taken.emplace(folderOf(file), file);
-            if (!isNew) throw UsageFailure(folderOf(file) + ": is the output of both " + first->second + " and " + file);
+            if (!isNew)
+                throw UsageFailure(folderOf(file) + ": is the output of both " + first->second + " and " + file);
         }
     }
 

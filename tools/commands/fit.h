@@ -11,12 +11,12 @@ namespace vndlp::tools {
 
 /// What a conversion makes of a source, as far as the fit is concerned.
 struct FitJob {
-    int width, height;        ///< pixels of a layer, turned but not padded
+    int width, height;          ///< pixels of a layer, turned but not padded
     double pixelXUm, pixelYUm;  ///< turned as well; NaN: unknown
-    double topMm;             ///< of the last layer; NaN: unknown
-    std::string machine;      ///< of the job; empty: none
+    double topMm;               ///< of the last layer; NaN: unknown
+    std::string machine;        ///< of the job; empty: none
     std::string wantedMachine;  ///< by --set; empty: none
-    std::string mirror;       ///< by --mirror: "", "x", "y", "xy"
+    std::string mirror;         ///< by --mirror: "", "x", "y", "xy"
     bool pads = false;
     bool isGeometry = false;  ///< fits a screen of any number of pixels
 };

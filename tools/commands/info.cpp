@@ -20,9 +20,7 @@ std::string row(const std::string& label, const std::string& value) {
     return "  " + printable(label) + blanks + " " + printable(value) + "\n";
 }
 
-std::string withUnit(const std::string& value, const char* unit) {
-    return *unit == '\0' ? value : value + " " + unit;
-}
+std::string withUnit(const std::string& value, const char* unit) { return *unit == '\0' ? value : value + " " + unit; }
 
 std::string rawValue(const SliceRawField& field) {
     if (field.type == SliceValueType::text) return field.text;

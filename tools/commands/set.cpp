@@ -20,9 +20,8 @@ namespace fs = std::filesystem;
 bool isAssignment(const std::string& word) {
     const std::size_t equals = word.find('=');
     if (equals == std::string::npos || equals == 0) return false;
-    return std::all_of(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(equals), [](unsigned char c) {
-        return std::isalnum(c) != 0 || c == '_' || c == '.';
-    });
+    return std::all_of(word.begin(), word.begin() + static_cast<std::ptrdiff_t>(equals),
+                       [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '.'; });
 }
 
 std::string changeLine(const SliceChanged& change) {

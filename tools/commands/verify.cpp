@@ -21,8 +21,7 @@ Findings verifyLayerOf(const Source& source, int index, GreyImage& scratch) {
     Findings findings;
     if (!source.isJob()) {
         std::uint64_t errors = 0;
-        require(source.path,
-                source.file->verifyLayer(static_cast<std::uint32_t>(index), keep, &findings, errors));
+        require(source.path, source.file->verifyLayer(static_cast<std::uint32_t>(index), keep, &findings, errors));
         return findings;
     }
     try {
@@ -34,8 +33,8 @@ Findings verifyLayerOf(const Source& source, int index, GreyImage& scratch) {
     } catch (const Failure& failure) {
         const std::string text = failure.what();
         const std::string prefix = source.path + ": ";
-        findings.push_back({SliceSeverity::error, -1, index,
-                            text.starts_with(prefix) ? text.substr(prefix.size()) : text});
+        findings.push_back(
+            {SliceSeverity::error, -1, index, text.starts_with(prefix) ? text.substr(prefix.size()) : text});
     }
     return findings;
 }

@@ -121,15 +121,13 @@ void CheckSource::assumeTheRest() {
     }
 }
 
-void CheckSource::fail(const SliceResult& result) const {
-    throw Failure(describeResult(m_path, result));
-}
+void CheckSource::fail(const SliceResult& result) const { throw Failure(describeResult(m_path, result)); }
 
 SourceLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
     SourceLayer read{CheckLayer(m_job), 0};
     if (!m_source.isJob()) {
-        const SliceResult result =
-            readCheckLayer(*m_source.file, m_job, static_cast<std::uint32_t>(index), m_threshold, read.layer, read.areaMm2);
+        const SliceResult result = readCheckLayer(*m_source.file, m_job, static_cast<std::uint32_t>(index), m_threshold,
+                                                  read.layer, read.areaMm2);
         if (!result.isOk()) fail(result);
         return read;
     }
@@ -149,7 +147,8 @@ SourceLayer CheckSource::readLayer(int index, GreyImage& scratch) const {
 void CheckSource::addLayer(int index, SourceLayer& layer, JobCheck& check) const {
     const double litMm2 = static_cast<double>(layer.layer.litPixels()) * m_job.pixelXUm * m_job.pixelYUm / 1e6;
     check.addLayer(layer.layer);
-    if (!m_source.isJob()) compareAreas(*m_source.file, static_cast<std::uint32_t>(index), layer.areaMm2, litMm2, check);
+    if (!m_source.isJob())
+        compareAreas(*m_source.file, static_cast<std::uint32_t>(index), layer.areaMm2, litMm2, check);
 }
 
 void CheckSource::paintLayer(int index, GreyImage& out) const {

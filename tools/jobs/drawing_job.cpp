@@ -5,8 +5,8 @@
 #include "tools/jobs/job.h"
 #include "tools/jobs/job_layers.h"
 #include "tools/jobs/job_settings.h"
-#include "tools/jobs/settings_file.h"
 #include "tools/jobs/names.h"
+#include "tools/jobs/settings_file.h"
 
 #include <algorithm>
 #include <cmath>
@@ -82,8 +82,8 @@ bool holdsDrawings(const Archive& archive) {
     const std::vector<JobFile> files = listJobFiles(archive);
     const auto any = [&files](auto is) { return std::any_of(files.begin(), files.end(), is); };
     return any(isDrawing) && !any([](const JobFile& file) {
-               return isAtRoot(file) &&
-                      ((endsWithIgnoringCase(file.name, ".png") && !isPreviewName(file.name)) || file.name == kConfigName);
+               return isAtRoot(file) && ((endsWithIgnoringCase(file.name, ".png") && !isPreviewName(file.name)) ||
+                                         file.name == kConfigName);
            });
 }
 

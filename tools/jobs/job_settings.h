@@ -40,8 +40,8 @@ struct JobSettings {
     std::optional<double> maxPrintHeightMm;
 
     // vndlp.json or settings.json
-    std::map<std::string, std::string> others;                    ///< by key; they win over the two files
-    std::map<int, std::map<std::string, std::string>> layers;     ///< of single layers
+    std::map<std::string, std::string> others;                 ///< by key; they win over the two files
+    std::map<int, std::map<std::string, std::string>> layers;  ///< of single layers
 
     /// What was missing and what was taken for it, or that nothing was: one sentence each, for the user.
     std::vector<std::string> assumptions;

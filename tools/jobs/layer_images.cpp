@@ -20,7 +20,9 @@ Resolution parseResolution(const std::string& text) {
     const std::size_t x = text.find_first_of("xX");
     double width = 0;
     double height = 0;
-    const auto isSide = [](double side) { return side >= 1 && side <= kMaxImageSide && side == static_cast<int>(side); };
+    const auto isSide = [](double side) {
+        return side >= 1 && side <= kMaxImageSide && side == static_cast<int>(side);
+    };
     const bool isRead = x != std::string::npos && parseNumber(text.substr(0, x), width) &&
                         parseNumber(text.substr(x + 1), height) && isSide(width) && isSide(height);
     if (!isRead) throw UsageFailure("--resolution " + text + ": expected WIDTHxHEIGHT such as 1440x2560");

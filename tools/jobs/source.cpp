@@ -111,7 +111,8 @@ void takeJob(const std::string& path, Source& source) {
     const Orientation back{source.mirrorX, source.mirrorY, 0};
     if (back.mirrorX || back.mirrorY) {
         source.warning = std::string("the job's images are mirrored (") + (back.mirrorX ? "x" : "") +
-                         (back.mirrorY ? "y" : "") + ") for its display; they are flipped back, --mirror turns them again";
+                         (back.mirrorY ? "y" : "") +
+                         ") for its display; they are flipped back, --mirror turns them again";
     }
     source.readLayer = [job, back](int index, GreyImage& out) {
         job->readPadded(index, out);
