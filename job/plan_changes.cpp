@@ -81,7 +81,31 @@ private:
         if (!result.isOk() || was == stored.bytes) return result;
         note(stored);
         m_plan.changed.push_back({m_change.key, {}, rawText(*place.spec, was), stored.text});
+        if (result = setTwins(name, was, stored.bytes); !result.isOk()) return result;
         return setField(place, stored.bytes);
+    }
+
+    /// What a record of a layer says stands in another record once more, which follows where it says the same.
+    SliceResult setTwins(const std::string& name, const ByteList& was, const ByteList& is) {
+        const std::size_t point = name.find('.');
+        const std::size_t next = name.find('.', point + 1);
+        if (next == std::string::npos) return {};
+        const std::string number = name.substr(point + 1, next - point - 1);
+        if (number.find_first_not_of("0123456789") != std::string::npos) return {};
+        const std::string record = name.substr(0, point);
+        const std::string member = name.substr(0, point) + name.substr(next);
+        std::vector<LayerField> twins = layerMembers(m_model, member);
+        if (!twins.empty()) twins.erase(twins.begin());
+        if (record == "AreaTable") twins = layerMembers(m_model, "Layer.area");
+        if (member == "Layer.area") twins = layerMembers(m_model, "AreaTable.area");
+        SliceResult result;
+        for (const LayerField& twin : twins) {
+            const FieldPlace at = placeIn(m_model, twin, static_cast<std::uint32_t>(std::stoul(number)));
+            ByteList bytes;
+            if (result.isOk()) result = m_edits.current(at, bytes);
+            if (result.isOk() && bytes == was) m_edits.replace(at.offset, at.bytes, is);
+        }
+        return result;
     }
 
     /// The file's value, its copies, and the layers that hold it.

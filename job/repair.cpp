@@ -36,11 +36,11 @@ bool isBodySound(const Model& model) {
     // what stands twice may differ though every layer can be decoded
     bool isSound = true;
     for (std::uint32_t i = 0; isSound && i < model.layers().layers.size(); ++i) {
-        const SliceResult result = job::verifyLayer(model, i, [&isSound](SliceFinding&&) {
-            isSound = false;
-            return false;
-        });
-        isSound = isSound && result.isOk();
+        const job::FindingSink stopAtError = [&isSound](SliceFinding&& finding) {
+            isSound = isSound && finding.severity != SliceSeverity::error;
+            return isSound;
+        };
+        isSound = job::verifyCopies(model, i, stopAtError).isOk() && job::verifyLayer(model, i, stopAtError).isOk();
     }
     return isSound;
 }

@@ -163,7 +163,8 @@ private:
         info.layers = m_model.whole(record + "layerCount");
         info.width = m_model.whole(record + "resolution_x");
         info.height = m_model.whole(record + "resolution_y");
-        info.version = static_cast<int>(m_model.whole(record + "versionCode"));
+        const bool hasVersion = m_model.field(record + "versionCode") != nullptr;
+        info.version = hasVersion ? static_cast<int>(m_model.whole(record + "versionCode")) : info.headerKind;
         const FieldPlace* count = m_model.field(record + "layerCount");
         const FieldPlace* height = m_model.field(record + "resolution_y");
         if (count != nullptr && info.layers > m_model.bytes.size() / kRunBytes) {

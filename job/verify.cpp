@@ -77,6 +77,9 @@ public:
     void error(std::int64_t offset, std::int64_t layer, std::string text) {
         if (m_goesOn) m_goesOn = m_tell({SliceSeverity::error, offset, layer, std::move(text)});
     }
+    void warning(std::int64_t offset, std::int64_t layer, std::string text) {
+        if (m_goesOn) m_goesOn = m_tell({SliceSeverity::warning, offset, layer, std::move(text)});
+    }
     [[nodiscard]] SliceResult result() const { return m_goesOn ? done() : stopped(); }
 
 private:
@@ -96,6 +99,24 @@ void tellOverlaps(std::vector<Part> parts, Teller& tell) {
     }
 }
 
+/// Layers that the end of the file cuts off.
+struct CutOff {
+    std::size_t count = 0;
+    std::size_t first = 0;
+    std::size_t last = 0;
+};
+
+CutOff layersCutOff(const Model& model) {
+    const std::vector<LayerPlace>& layers = model.layers().layers;
+    CutOff cut;
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        if (layers[i].begin < 0 || layers[i].end <= model.bytes.size()) continue;
+        if (cut.count++ == 0) cut.first = i;
+        cut.last = i;
+    }
+    return cut;
+}
+
 /// The table and the layers of CTB and V4 files: they may stand anywhere, but not on one another.
 void tellTabled(const Model& model, Teller& tell) {
     const LayerTable& table = model.layers();
@@ -109,6 +130,15 @@ void tellTabled(const Model& model, Teller& tell) {
         if (first.begin >= 0) parts.push_back({"layers", first.begin, table.end - first.begin});
     }
     tellOverlaps(std::move(parts), tell);
+    if (const CutOff cut = layersCutOff(model); cut.count > 0) {
+        const bool areInRow = cut.count == cut.last - cut.first + 1;
+        const std::string which = cut.count == 1 ? "layer " + std::to_string(cut.first)
+                                  : areInRow ? "layers " + std::to_string(cut.first) + " to " + std::to_string(cut.last)
+                                             : std::to_string(cut.count) + " layers";
+        tell.error(model.bytes.size(), -1,
+                   "the file ends here; " + which + " of " + std::to_string(model.info.layers) +
+                       (cut.count == 1 ? " is" : " are") + " not whole");
+    }
     for (std::size_t i = 0; i < table.layers.size(); ++i) {
         const LayerPlace& layer = table.layers[i];
         if (layer.begin < 0 || layer.dataBytes < 0 || layer.end > model.bytes.size()) continue;
@@ -138,7 +168,7 @@ void tellVendor(const Model& model, Teller& tell) {
 /// Bytes behind the last record, or missing there.
 void tellEnd(const Model& model, Teller& tell) {
     const std::int64_t end = structureEnd(model);
-    if (end < 0) return;
+    if (end < 0 || (!model.isVendor() && layersCutOff(model).count > 0)) return;
     const std::int64_t left = model.bytes.size() - end - (model.trailerKind == CHECKSUM_NONE ? 0 : kTrailerBytes);
     const char* last = model.isVendor()                        ? "tail magic"
                        : model.info.format == SliceFormat::ctb ? "last layer"
@@ -218,7 +248,8 @@ void checkBeads(const Model& model, std::uint32_t index, const LayerPlace& layer
         const std::lock_guard<std::mutex> lock(model.beadFields.mutex);
         model.beadFields.unused.push_back(std::move(field));
     }
-    if (!isRight) tell.error(layer.entry + 40, index, "its bead mask is not that of its image");
+    // masks are those of a field of beads, and printers of another field may be
+    if (!isRight) tell.warning(layer.entry + 40, index, "its bead mask is not that of its image");
 }
 
 void checkArea(const Model& model, std::uint32_t index, const LayerPlace& layer, Teller& tell) {
@@ -279,6 +310,21 @@ SliceResult verifyLayout(const Model& model, const FindingSink& tell) {
     for (const SliceFinding& finding : model.headFindings) teller.error(finding.offset, finding.layer, finding.text);
     model.isVendor() ? tellVendor(model, teller) : tellTabled(model, teller);
     tellEnd(model, teller);
+    SliceResult result = teller.result();
+    for (std::uint32_t i = 0; result.isOk() && i < model.layers().layers.size(); ++i) {
+        result = verifyCopies(model, i, tell);
+    }
+    return result;
+}
+
+SliceResult verifyCopies(const Model& model, std::uint32_t index, const FindingSink& tell) {
+    Teller teller(tell);
+    LayerPlace layer;
+    SliceResult result = placeOfLayer(model, index, layer);
+    if (!result.isOk()) return result.code == SliceCode::damaged ? done() : result;
+    if (model.isVendor() && layer.entry >= 0) checkArea(model, index, layer, teller);
+    if (model.info.format == SliceFormat::ctb && model.extendedBytes > 0) checkExtended(model, index, layer, teller);
+    if (model.info.format == SliceFormat::vndlpv4) checkSecondCopy(model, index, layer, teller);
     return teller.result();
 }
 
@@ -299,11 +345,6 @@ SliceResult verifyLayer(const Model& model, std::uint32_t index, const FindingSi
     LayerPlace layer;
     SliceResult result = placeOfLayer(model, index, layer);
     if (result.isOk()) {
-        if (model.isVendor() && layer.entry >= 0) checkArea(model, index, layer, teller);
-        if (model.info.format == SliceFormat::ctb && model.extendedBytes > 0) {
-            checkExtended(model, index, layer, teller);
-        }
-        if (model.info.format == SliceFormat::vndlpv4) checkSecondCopy(model, index, layer, teller);
         result = checkData(model, index, layer);
         if (result.isOk() && layer.isExtended) checkBeads(model, index, layer, teller);
     }

@@ -20,6 +20,8 @@ std::int64_t structureEnd(const Model& model);
 
 /// Records, tables and offsets: all of the structure but the trailer, so that little is read.
 [[nodiscard]] SliceResult verifyLayout(const Model& model, const FindingSink& tell);
+/// What the records of a layer say twice; part of the layout.
+[[nodiscard]] SliceResult verifyCopies(const Model& model, std::uint32_t layer, const FindingSink& tell);
 [[nodiscard]] SliceResult verifyStructure(const Model& model, const FindingSink& tell, const ProgressSink& progress);
 [[nodiscard]] SliceResult verifyLayer(const Model& model, std::uint32_t layer, const FindingSink& tell);
 

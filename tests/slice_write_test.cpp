@@ -218,6 +218,14 @@ TEST_F(SliceWriteTest, SettingChangesItsFieldsAlone) {
          {"raw.LayerDef.1.reserved28", "77", ""},
          {"raw.LayerDef.1.reserved28 0 -> 77"},
          {"LayerDef.1.reserved28"}},
+        {"ctb_version3",
+         {"raw.LayerDef.1.reserved28", "77", ""},
+         {"raw.LayerDef.1.reserved28 0 -> 77"},
+         {"LayerDef.1.reserved28", "LayerDefEx.1.layerDef.reserved28"}},
+        {"v4_plain",
+         {"raw.LayerDefEx.1.liftHeight", "7.5", ""},
+         {"raw.LayerDefEx.1.liftHeight 5 -> 7.5"},
+         {"LayerDefEx.1.liftHeight", "LayerDefEx.1.second.liftHeight"}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.file) + " " + c.change.key + "=" + c.change.value);

@@ -219,6 +219,11 @@ Totals totalsOf(const Source& source, int threads) {
     return {estimate.volumeMl, estimate.fileS, estimate.estimateS, estimate.model};
 }
 
+double steady(double value) {
+    constexpr double kSteps = 1e6;
+    return std::round(value * kSteps) / kSteps;
+}
+
 Json describeSource(const Source& source, const std::vector<SliceFinding>& findings, const DescribeOptions& options) {
     const Geometry geometry = geometryOf(source);
     std::vector<LayerRow> rows;
@@ -240,10 +245,10 @@ Json describeSource(const Source& source, const std::vector<SliceFinding>& findi
                    {"y", numberOrNull(geometry.sizeYMm)},
                    {"z", numberOrNull(geometry.sizeZMm)}}},
                  {"settings", settingsJson(source.settings)},
-                 {"volume_ml", numberOrNull(totals.volumeMl)},
+                 {"volume_ml", numberOrNull(steady(totals.volumeMl))},
                  {"print_time",
                   {{"file_s", numberOrNull(totals.fileS)},
-                   {"estimate_s", numberOrNull(totals.estimateS)},
+                   {"estimate_s", numberOrNull(steady(totals.estimateS))},
                    {"model", totals.model}}},
                  {"trailer", trailerJson(source)},
                  {"previews", previewsJson(source)},

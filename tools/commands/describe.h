@@ -46,6 +46,8 @@ Json jsonOf(const SliceFinding& finding);
 /// Volume and time from rows that were counted already.
 Totals totalsOfRows(const Source& source, const std::vector<LayerRow>& rows);
 Totals totalsOf(const Source& source, int threads);
+/// A sum without the last digits, which depend on the order of adding.
+double steady(double value);
 /// The rows of all layers, counted in several threads.
 std::vector<LayerRow> layerRowsOf(const Source& source, int threads);
 

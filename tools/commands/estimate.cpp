@@ -124,12 +124,12 @@ private:
         options.totals = totalsOfRows(source, rows);
         Json json = describeSource(source, findings, options);
         Json& time = json["print_time"];
-        time["estimate_s"] = numberOrNull(told.seconds);
+        time["estimate_s"] = numberOrNull(steady(told.seconds));
         time["model"] = told.model;
         time["machine"] = utf8Of(normalised(source.settings.text("machine")));
         time["why"] = told.why;
         time["parts"] = Json::object();
-        for (const auto& [name, seconds] : told.parts) time["parts"][name] = seconds;
+        for (const auto& [name, seconds] : told.parts) time["parts"][name] = steady(seconds);
         printResult(jsonText(json, m_files.size() > 1));
         return kSuccess;
     }

@@ -77,6 +77,9 @@ private:
         try {
             const SliceFile file = openSlices(path);
             const SliceResult result = checkSliceChanges(file, m_changes);
+            SliceHeadState head;
+            // a head that is cut off lacks keys its format has
+            if (result.code == SliceCode::key && (!file.headState(head).isOk() || !head.isWhole)) return;
             if (result.code == SliceCode::key || result.code == SliceCode::value || result.code == SliceCode::index) {
                 require(path, result);
             }
