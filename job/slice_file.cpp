@@ -179,8 +179,11 @@ SliceResult fillRaw(const Model& model, std::string name, const job::FieldPlace&
     field.integer = value.integer;
     field.text = std::move(value.text);
     field.isFixed = spec.isFixed;
-    field.offset = place.offset;
-    field.bytes = place.bytes;
+    constexpr std::int64_t kLengthBytes = 4;
+    const bool hasLength = spec.kind == job::FieldKind::text8 || spec.kind == job::FieldKind::text16;
+    const std::int64_t zero = spec.kind == job::FieldKind::text8 ? 1 : 0;
+    field.offset = place.offset - (hasLength ? kLengthBytes : 0);
+    field.bytes = place.bytes + (hasLength ? kLengthBytes + zero : 0);
     return result;
 }
 

@@ -38,6 +38,11 @@ struct Extracted {
     std::string loss;
 };
 
+/// A layer that cannot be read.
+struct DamagedLayer : Failure {
+    using Failure::Failure;
+};
+
 /// One file's layers on their way to pictures.
 class Extraction {
 public:
@@ -122,7 +127,7 @@ private:
                 m_images->read(from, image);
                 return loss.empty() ? "" : loss + "; layer " + std::to_string(from) + " takes its place";
             } catch (const Failure& failure) {
-                if (m_salvage == SliceSalvage::no) throw;
+                if (m_salvage == SliceSalvage::no) throw DamagedLayer(failure.what());
                 if (loss.empty()) loss = failure.what();
                 if (m_salvage == SliceSalvage::blank) break;
             }
@@ -247,11 +252,25 @@ private:
         return kSuccess;
     }
 
+    /// Pictures of a file that turns out damaged are taken back.
     void extractToFolder(const Extraction& extraction, const std::string& folder) const {
+        std::error_code ignored;
+        const bool isNew = !fs::exists(folder, ignored);
+        std::vector<std::string> written;
+        try {
+            writeFolder(extraction, folder, written);
+        } catch (const DamagedLayer&) {
+            for (const std::string& path : written) fs::remove(path, ignored);
+            if (isNew) fs::remove(folder, ignored);
+            throw;
+        }
+    }
+
+    void writeFolder(const Extraction& extraction, const std::string& folder, std::vector<std::string>& written) const {
         makeFolder(folder);
         sweepFolder(folder);
         const auto pathIn = [&](const std::string& name) { return (fs::path(folder) / name).string(); };
-        const std::size_t previews = m_previews ? writePreviews(extraction.source(), folder) : 0;
+        const std::size_t previews = m_previews ? writePreviews(extraction.source(), folder, written) : 0;
         const std::vector<int>& layers = extraction.layers();
         ProgressBar bar("extracting", static_cast<int>(layers.size()));
         runOrdered<GreyImage, Extracted>(
@@ -263,6 +282,7 @@ private:
                 if (!extracted.loss.empty()) printError(extracted.loss);
                 const std::string path = pathIn(extraction.nameOf(layers[static_cast<std::size_t>(index)]));
                 writeUnflushed(path, extracted.picture.data(), extracted.picture.size(), m_force);
+                written.push_back(path);
                 bar.advanceTo(index + 1);
             });
         if (!layers.empty()) writeSettings(pathIn(kFolderSettingsName), extraction.settings());
@@ -280,11 +300,14 @@ private:
         writeUnflushed(path, text.data(), text.size(), m_force);
     }
 
-    std::size_t writePreviews(const Source& source, const std::string& folder) const {
+    std::size_t writePreviews(const Source& source, const std::string& folder,
+                              std::vector<std::string>& written) const {
         std::size_t count = 0;
         const auto write = [&](const std::string& name, const ColourImage& picture) {
             const Picture png = encodePng(picture);
-            writeUnflushed((fs::path(folder) / ("preview_" + name + ".png")).string(), png.data(), png.size(), m_force);
+            const std::string path = (fs::path(folder) / ("preview_" + name + ".png")).string();
+            writeUnflushed(path, png.data(), png.size(), m_force);
+            written.push_back(path);
             ++count;
         };
         if (source.isJob()) {
