@@ -7,6 +7,7 @@
 
 #include <vndlp/formats.h>
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -220,8 +221,12 @@ Totals totalsOf(const Source& source, int threads) {
 }
 
 double steady(double value) {
-    constexpr double kSteps = 1e6;
-    return std::round(value * kSteps) / kSteps;
+    constexpr int kDigits = 12;
+    char text[32];
+    const auto [end, error] =
+        std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, kDigits - 1);
+    if (error == std::errc()) std::from_chars(text, end, value);
+    return value;
 }
 
 Json describeSource(const Source& source, const std::vector<SliceFinding>& findings, const DescribeOptions& options) {
