@@ -31,11 +31,12 @@ public:
     /// it replaces, as far as they can be had. Without `force` a file that appeared there meanwhile is left alone.
     /// Throws Failure.
     void commit();
+    /// The same without waiting for the disk. Throws Failure.
+    void commitUnflushed();
 
 private:
     friend void writeUnflushed(const std::string& path, const void* data, std::size_t size, bool force);
     PendingFile(std::string path, bool force, bool sweeps);
-    void commitUnflushed();
     void giveName();
     void keepOwnership() const;
 

@@ -100,7 +100,8 @@ private:
         ProgressBar bar("setting", 1000);
         heard.bar = &bar;
         require(path, changeSliceFile(path, pending.temporaryPath(), m_changes, heard.listener()));
-        pending.commit();
+        // a change is to take little more than a copy, which waits for no disk either
+        pending.commitUnflushed();
         for (const SliceFinding& note : heard.notes) printNote(path + ": " + note.text);
         if (m_json) {
             const Source source = openSource(output);
