@@ -18,7 +18,8 @@ namespace {
 constexpr std::int64_t kMostPixels = 1 << 18;
 constexpr std::uint32_t kMostLayers = 4;
 /// Two pictures of 2^24 pixels, decoded.
-constexpr long long kPreviewBytes = 2 * (1LL << 24) * 3;
+constexpr std::uint64_t kMaxPreviewPixels = 1 << 24;
+constexpr long long kPreviewBytes = 2 * static_cast<long long>(kMaxPreviewPixels) * 3;
 
 void describe(const SliceFile& file) {
     SliceRawField field;
@@ -32,6 +33,7 @@ void describe(const SliceFile& file) {
     }
     SlicePreviewInfo info;
     for (std::uint32_t i = 0; file.previewInfo(i, info).isOk(); ++i) {
+        if (std::uint64_t{info.width} * info.height > kMaxPreviewPixels) continue;
         std::vector<unsigned char> rgb(std::size_t{3} * info.width * info.height);
         (void)file.preview(i, rgb.data(), 0, rgb.size());
     }
@@ -42,6 +44,8 @@ void describe(const SliceFile& file) {
 /// \return whether every layer could be read.
 bool readLayers(const SliceFile& file) {
     const SliceInfo& info = file.info();
+    // the sides first: the product of two 32-bit numbers need not fit
+    if (info.width > kMostPixels || info.height > kMostPixels) return true;
     const std::int64_t pixels = std::int64_t{info.width} * info.height;
     if (pixels > kMostPixels) return true;
     std::vector<unsigned char> image(static_cast<std::size_t>(pixels));

@@ -62,7 +62,23 @@ int seekIn(void* cookie, off64_t* offset, int origin) {
     return 0;
 }
 
+/// The streams opened here, which have a descriptor only for those who ask this file.
+struct OpenStream {
+    std::FILE* stream = nullptr;
+    int descriptor = -1;
+};
+OpenStream openStreams[64];
+
+OpenStream* openStreamOf(const std::FILE* stream, int descriptor) {
+    for (OpenStream& open : openStreams) {
+        if (open.stream == stream && (stream != nullptr || descriptor < 0)) return &open;
+        if (descriptor >= 0 && open.descriptor == descriptor) return &open;
+    }
+    return nullptr;
+}
+
 int closeOf(void* cookie) {
+    if (OpenStream* const open = openStreamOf(nullptr, descriptorOf(cookie))) *open = {};
     const bool failing = fails();
     const int error = errno;
     const int result = ::close(descriptorOf(cookie));
@@ -91,7 +107,9 @@ std::FILE* openStream(const char* path, const char* mode) {
     if (descriptor < 0) return nullptr;
     std::FILE* const stream = fopencookie(reinterpret_cast<void*>(static_cast<std::intptr_t>(descriptor)), mode,
                                           {readFrom, writeTo, seekIn, closeOf});
-    if (stream != nullptr) std::setvbuf(stream, nullptr, _IOFBF, kBufferBytes);
+    if (stream == nullptr) return nullptr;
+    std::setvbuf(stream, nullptr, _IOFBF, kBufferBytes);
+    if (OpenStream* const open = openStreamOf(nullptr, -1)) *open = {stream, descriptor};
     return stream;
 }
 
@@ -140,6 +158,19 @@ extern "C" {
 
 std::FILE* fopen(const char* path, const char* mode) { return vndlp::faults::openStream(path, mode); }
 std::FILE* fopen64(const char* path, const char* mode) { return vndlp::faults::openStream(path, mode); }
+
+int fileno(std::FILE* stream) noexcept {
+    static auto* const plainFileno = vndlp::faults::next<int(std::FILE*)>("fileno");
+    const auto* const open = vndlp::faults::openStreamOf(stream, -1);
+    return open != nullptr ? open->descriptor : plainFileno(stream);
+}
+
+/// Refused, so that every byte goes through a stream and is counted.
+ssize_t copy_file_range(int /*in*/, off64_t* /*at*/, int /*out*/, off64_t* /*to*/, std::size_t /*size*/,
+                        unsigned int /*flags*/) {
+    errno = EXDEV;
+    return -1;
+}
 
 int fsync(int descriptor) {
     static auto* const plainSync = vndlp::faults::next<int(int)>("fsync");
