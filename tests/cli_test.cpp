@@ -2,6 +2,7 @@
 //
 //     # says why
 //     golden v2_version3 a.vndlp      the golden file of this name becomes a.vndlp
+//     sample tower.sl1                the sample job becomes tower.sl1
 //     $ vndlp verify a.vndlp          runs in the shell, in a folder that holds nothing else
 //     > a.vndlp: ok                   a line of its standard output
 //     ! vndlp: ...                    a line of its standard error
@@ -63,6 +64,7 @@ std::string play(const std::string& text) {
         }
         played += line + "\n";
         if (word == "golden") writeFile(second, golden(first).bytes);
+        if (word == "sample") fs::copy_file(VNDLP_EXAMPLES_DIR "/lattice_tower.sl1", first);
         if (word == "$") played += run(line.substr(2));
     }
     return played;

@@ -160,7 +160,7 @@ Geometry geometryOf(const Source& source) {
 
 std::vector<SliceFinding> findingsOf(const Source& source) {
     std::vector<SliceFinding> findings;
-    if (source.isJob()) return findings;
+    if (source.isJob()) return source.damage;
     std::uint64_t errors = 0;
     require(source.path, source.file->verifyStructure(
                              [](void* context, const SliceFinding& finding) {

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <mutex>
+#include <string_view>
 #include <system_error>
 
 namespace vndlp::tools {
@@ -156,6 +157,142 @@ void ZipArchive::readHead(std::size_t index, std::size_t count, std::vector<unsi
     readRaw(index, 0, out.data(), out.size());
 }
 
+/// A zip archive without its directory, all in memory: entries stand behind headers of their own.
+///
+/// | offset | size | field                                                             |
+/// |--------|------|-------------------------------------------------------------------|
+/// | 0      | 4    | "PK", 3, 4                                                        |
+/// | 6      | 2    | flags: 1 encrypted, 8 CRC and sizes are in a descriptor behind    |
+/// | 8      | 2    | method                                                            |
+/// | 14     | 12   | CRC-32, packed bytes, bytes                                       |
+/// | 26     | 4    | bytes of name and of extra fields, both of which follow           |
+///
+/// The descriptor is "PK", 7, 8, CRC-32, packed bytes, bytes.
+class CutZip : public Archive {
+public:
+    CutZip(const std::string& path, std::string bytes) : Archive(path), m_bytes(std::move(bytes)) { findEntries(); }
+
+    static bool isOne(const std::string& bytes) { return bytes.starts_with(kHeader); }
+
+    void readEntry(std::size_t index, std::vector<unsigned char>& out) const override;
+    void readHead(std::size_t index, std::size_t count, std::vector<unsigned char>& out) const override;
+
+private:
+    struct Place {
+        std::uint64_t at;  ///< of the packed bytes
+        std::uint64_t packed;
+        std::uint64_t size;
+        std::uint32_t crc;
+        unsigned method;
+    };
+    static constexpr std::string_view kHeader = "PK\3\4";
+    static constexpr std::string_view kDescriptor = "PK\7\10";
+    static constexpr std::string_view kDirectory = "PK\1\2";
+    static constexpr std::size_t kHeaderBytes = 30;
+    static constexpr std::size_t kDescriptorBytes = 16;
+
+    std::uint32_t number(std::size_t at, int bytes) const;
+    void takeSizes(std::size_t at, Place& place) const;
+    bool findPlace(std::size_t header, Place& place, std::size_t& end) const;
+    bool unpack(const Place& place, std::vector<unsigned char>& out) const;
+    void findEntries();
+
+    std::string m_bytes;
+    std::vector<Place> m_places;  // by entry
+};
+
+std::uint32_t CutZip::number(std::size_t at, int bytes) const {
+    std::uint32_t value = 0;
+    for (int i = bytes; i-- > 0;) value = value << 8 | static_cast<unsigned char>(m_bytes[at + std::size_t(i)]);
+    return value;
+}
+
+void CutZip::takeSizes(std::size_t at, Place& place) const {
+    place.crc = number(at, 4);
+    place.packed = number(at + 4, 4);
+    place.size = number(at + 8, 4);
+}
+
+/// \param end receives where the entry ends. \return false where it is not all there.
+bool CutZip::findPlace(std::size_t header, Place& place, std::size_t& end) const {
+    constexpr unsigned kIsEncrypted = 1;
+    constexpr unsigned kHasDescriptor = 8;
+    if (m_bytes.size() - header < kHeaderBytes) return false;
+    const unsigned flags = number(header + 6, 2);
+    place.method = number(header + 8, 2);
+    takeSizes(header + 14, place);
+    place.at = header + kHeaderBytes + number(header + 26, 2) + number(header + 28, 2);
+    if (place.at > m_bytes.size() || (flags & kIsEncrypted) != 0) return false;
+    if ((flags & kHasDescriptor) == 0) {
+        end = place.at + place.packed;
+        return end <= m_bytes.size();
+    }
+    // packed bytes may look like a descriptor, but hardly like one that says how many they are
+    for (std::size_t at = m_bytes.find(kDescriptor, place.at); at != std::string::npos;
+         at = m_bytes.find(kDescriptor, at + 1)) {
+        end = at + kDescriptorBytes;
+        if (end > m_bytes.size()) return false;
+        takeSizes(at + kDescriptor.size(), place);
+        if (place.packed == at - place.at) return true;
+    }
+    return false;
+}
+
+bool CutZip::unpack(const Place& place, std::vector<unsigned char>& out) const {
+    if (place.size > kMaxEntryBytes) return false;
+    const char* const packed = m_bytes.data() + place.at;
+    if (place.method == ZIP_CM_STORE) {
+        if (place.size != place.packed) return false;
+        out.assign(packed, packed + place.size);
+    } else {
+        if (place.method != ZIP_CM_DEFLATE || place.size / kMaxDeflateRatio > place.packed) return false;
+        out.resize(place.size);
+        if (libdeflate_deflate_decompress(threadDecompressor(), packed, place.packed, out.data(), out.size(),
+                                          nullptr) != LIBDEFLATE_SUCCESS)
+            return false;
+    }
+    return libdeflate_crc32(0, out.data(), out.size()) == place.crc;
+}
+
+void CutZip::findEntries() {
+    std::vector<unsigned char> unpacked;
+    std::size_t at = 0;
+    while (at != std::string::npos && at < m_bytes.size() && m_bytes.compare(at, kDirectory.size(), kDirectory) != 0) {
+        Place place{};
+        std::size_t end = 0;
+        const bool isWhole =
+            m_bytes.compare(at, kHeader.size(), kHeader) == 0 && findPlace(at, place, end) && unpack(place, unpacked);
+        if (isWhole) {
+            std::string name = m_bytes.substr(at + kHeaderBytes, number(at + 26, 2));
+            at = end;
+            if (name.ends_with('/')) continue;
+            m_entries.push_back({std::move(name), place.size});
+            m_places.push_back(place);
+            continue;
+        }
+        if (m_damagedAt < 0) m_damagedAt = static_cast<std::int64_t>(at);
+        at = m_bytes.find(kHeader, at + 1);
+    }
+    if (m_damagedAt < 0) m_damagedAt = static_cast<std::int64_t>(at);
+}
+
+void CutZip::readEntry(std::size_t index, std::vector<unsigned char>& out) const {
+    if (!unpack(m_places[index], out)) failAt(index, std::string("cannot be unpacked") + kCopyAgain);
+}
+
+void CutZip::readHead(std::size_t index, std::size_t count, std::vector<unsigned char>& out) const {
+    readEntry(index, out);
+    out.resize(std::min(count, out.size()));
+}
+
+std::string wholeFile(const std::string& path, std::uintmax_t bytes) {
+    FileRead file;
+    if (file.open(path, 0) != 0) return {};
+    std::string read(static_cast<std::size_t>(bytes), '\0');
+    read.resize(file.readBytes(reinterpret_cast<unsigned char*>(read.data()), read.size()));
+    return read;
+}
+
 class Folder : public Archive {
 public:
     explicit Folder(const std::string& path);
@@ -218,7 +355,13 @@ std::unique_ptr<Archive> openArchive(const std::string& path) {
     if (fs::is_directory(status)) return std::make_unique<Folder>(path);
     const std::uintmax_t bytes = error ? 0 : fs::file_size(nativePath(path), error);
     if (error) throw Failure(path + ": cannot be opened: " + error.message());
-    return std::make_unique<ZipArchive>(path, bytes);
+    try {
+        return std::make_unique<ZipArchive>(path, bytes);
+    } catch (const Failure&) {
+        std::string all = wholeFile(path, bytes);
+        if (!CutZip::isOne(all)) throw;
+        return std::make_unique<CutZip>(path, std::move(all));
+    }
 }
 
 }  // namespace vndlp::tools

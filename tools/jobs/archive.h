@@ -45,16 +45,21 @@ public:
     /// `readEntry`.
     virtual void readHead(std::size_t index, std::size_t count, std::vector<unsigned char>& out) const = 0;
 
+    /// Where the archive stops being whole, -1 where it is: what can be read of a cut or damaged one is in entries().
+    std::int64_t damagedAt() const { return m_damagedAt; }
+
 protected:
     [[noreturn]] void failAt(std::size_t index, const std::string& what) const;
 
     std::vector<ArchiveEntry> m_entries;
+    std::int64_t m_damagedAt = -1;
 
 private:
     std::string m_path;
 };
 
-/// Opens a zip file (also ZIP64), or a folder: its files and those of its folders, not deeper.
+/// Opens a zip file (also ZIP64), or a folder: its files and those of its folders, not deeper. Of a zip file without a
+/// directory, a cut one, the entries are found by their own headers, and those that are whole are listed.
 /// \param path UTF-8.
 /// Throws Failure when it is neither.
 std::unique_ptr<Archive> openArchive(const std::string& path);

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <set>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
@@ -28,6 +30,7 @@ public:
     const JobSettings& settings() const override { return m_settings; }
     void readPadded(int index, GreyImage& out) override;
     std::vector<ColourImage> thumbnails() override;
+    std::vector<std::uint32_t> writeWhole(ZipOutput& zip) override;
 
 private:
     std::optional<std::string> readText(std::string_view name) const;
@@ -40,6 +43,7 @@ private:
     std::unique_ptr<Archive> m_archive;
     std::vector<JobFile> m_files;
     std::vector<JobFile> m_layers;
+    bool m_isSliced = false;
     JobSettings m_settings;
     int m_width = 0;
     int m_height = 0;
@@ -51,18 +55,17 @@ ImageJob::ImageJob(std::unique_ptr<Archive> archive) : m_archive(std::move(archi
     const std::optional<std::string> config = readText(kConfigName);
     const std::optional<std::string> printerConfig = readText(kPrinterConfigName);
     m_settings = parseJobSettings(path, config, printerConfig);
-    const bool isSliced =
-        config || printerConfig || endsWithIgnoringCase(path, ".sl1") || endsWithIgnoringCase(path, ".sl1s");
+    m_isSliced = config || printerConfig || endsWithIgnoringCase(path, ".sl1") || endsWithIgnoringCase(path, ".sl1s");
     HeldSettings held = readSettingsFile(*m_archive);
     m_settings.others = std::move(held.file);
     m_settings.layers = std::move(held.layers);
-    m_layers = isSliced ? findNumberedLayers(*m_archive, m_files, m_settings)
-                        : findPlainLayers(*m_archive, m_files, m_settings);
+    m_layers = m_isSliced ? findNumberedLayers(*m_archive, m_files, m_settings)
+                          : findPlainLayers(*m_archive, m_files, m_settings);
     if (m_layers.size() > kMaxLayers)
         throw Failure(path + ": holds " + std::to_string(m_layers.size()) + " layers; a slice file counts " +
                       std::to_string(kMaxLayers) + " at most");
     readHeaders();
-    if (isSliced) {
+    if (m_isSliced) {
         noteMissingValues();
         matchDisplay();
     } else if (m_settings.others.empty()) {
@@ -89,6 +92,7 @@ std::optional<std::string> ImageJob::readText(std::string_view name) const {
 void ImageJob::readHeaders() {
     std::vector<unsigned char> head;
     for (const JobFile& layer : m_layers) {
+        if (layer.entry == kLostEntry) continue;
         const std::string label = m_archive->label(layer.entry);
         m_archive->readHead(layer.entry, kPngHeadBytes, head);
         if (head.empty()) throw Failure(label + ": is empty, the layer is lost" + kMakeAgain);
@@ -149,6 +153,8 @@ void ImageJob::readPadded(int index, GreyImage& out) {
     thread_local std::vector<unsigned char> bytes;
     try {
         const std::size_t entry = m_layers.at(static_cast<std::size_t>(index)).entry;
+        if (entry == kLostEntry)
+            throw Failure(m_archive->path() + ": layer " + std::to_string(index) + " is not in what is left of it");
         const std::string label = m_archive->label(entry);
         m_archive->readEntry(entry, bytes);
         // files of a folder may have changed since their headers were read
@@ -194,6 +200,72 @@ std::vector<ColourImage> ImageJob::thumbnails() {
         pictures.push_back(decodeColour(bytes, m_archive->label(found[i].second)));
     }
     return pictures;
+}
+
+/// config.ini with another number of layers.
+std::string withLayerCount(const std::string& config, std::size_t count) {
+    std::string text;
+    std::istringstream lines(config);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string end = line.ends_with('\r') ? "\r\n" : "\n";
+        const std::string key = line.substr(0, line.find_first_of(" \t="));
+        if (key == "numSlow")
+            line = "numSlow = 0" + end;
+        else if (key == "numFast")
+            line = "numFast = " + std::to_string(count) + end;
+        else
+            line += "\n";
+        text += line;
+    }
+    return text;
+}
+
+/// The name of a layer with another number of as many digits.
+std::string renumbered(const std::string& name, std::size_t number) {
+    constexpr std::size_t kDigits = 5;
+    const std::size_t stem = name.rfind('.');
+    const std::string digits = std::to_string(number);
+    return name.substr(0, stem - kDigits) + std::string(kDigits - std::min(digits.size(), kDigits), '0') + digits +
+           name.substr(stem);
+}
+
+std::vector<std::uint32_t> ImageJob::writeWhole(ZipOutput& zip) {
+    std::vector<std::uint32_t> whole;
+    GreyImage image;
+    for (int i = 0; i < layerCount(); ++i) {
+        try {
+            readPadded(i, image);
+            whole.push_back(static_cast<std::uint32_t>(i));
+        } catch (const Failure&) {
+            continue;  // left out
+        }
+    }
+    if (whole.empty()) throw Failure(m_archive->path() + ": no layer is whole");
+    std::set<std::size_t> layers;
+    for (const JobFile& layer : m_layers) layers.insert(layer.entry);
+    std::vector<unsigned char> bytes;
+    for (const JobFile& file : m_files) {
+        if (layers.count(file.entry) != 0 || file.name == kArchiveSettingsName || file.name == kFolderSettingsName)
+            continue;
+        m_archive->readEntry(file.entry, bytes);
+        if (file.name == kConfigName) {
+            zip.add(file.name, withLayerCount(std::string(bytes.begin(), bytes.end()), whole.size()));
+        } else {
+            zip.add(file.name, bytes);
+        }
+    }
+    HeldSettings held{m_settings.others, {}};
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        const auto own = m_settings.layers.find(static_cast<int>(whole[i]));
+        if (own != m_settings.layers.end()) held.layers[static_cast<int>(i)] = own->second;
+    }
+    if (!held.file.empty() || !held.layers.empty()) zip.add(kArchiveSettingsName, settingsText(held));
+    for (std::size_t i = 0; i < whole.size(); ++i) {
+        const JobFile& layer = m_layers[whole[i]];
+        m_archive->readEntry(layer.entry, bytes);
+        zip.add(m_isSliced ? renumbered(layer.name, i) : layer.name, bytes);
+    }
+    return whole;
 }
 
 }  // namespace

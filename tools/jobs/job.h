@@ -4,6 +4,7 @@
 
 #include "tools/images/png.h"
 #include "tools/jobs/job_settings.h"
+#include "tools/jobs/zip_output.h"
 
 #include <memory>
 #include <string>
@@ -44,6 +45,10 @@ public:
     /// The pictures the slicer made, the smallest first; the three largest where there are more, none where there are
     /// none. Throws Failure for a damaged one.
     virtual std::vector<ColourImage> thumbnails() = 0;
+
+    /// Writes the layers that can be read, numbered anew, as an archive, with all else the job holds.
+    /// \return their numbers in this job. Throws Failure where there are none.
+    virtual std::vector<std::uint32_t> writeWhole(ZipOutput& zip) = 0;
 };
 
 /// Opens a job:
@@ -54,6 +59,7 @@ public:
 ///
 /// Where nothing but one folder lies at the root, that folder is taken for the root. Hidden files are passed over.
 /// Every layer's header is read here, so that a missing, empty or unfit layer is found before any work is done.
+/// Layers that a cut archive has lost are counted, as far as config.ini tells them, and fail when they are read.
 /// \param path UTF-8.
 /// Throws Failure, naming the entry, when the job cannot be read or is not whole.
 std::unique_ptr<LayerSource> openJob(const std::string& path);

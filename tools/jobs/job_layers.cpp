@@ -75,6 +75,19 @@ void requireCount(const Archive& archive, std::string_view prefix, std::size_t f
                " + numFast " + std::to_string(*settings.fastLayers) + "), the job holds " + std::to_string(found));
 }
 
+/// The layers of a cut archive, lost ones among them.
+std::vector<JobFile> placeByNumber(const std::vector<NumberedLayer>& layers, const JobSettings& settings) {
+    constexpr std::uint64_t kMostLayers = 65535;
+    const std::uint64_t told = static_cast<std::uint64_t>(settings.slowLayers.value_or(0)) +
+                               static_cast<std::uint64_t>(settings.fastLayers.value_or(0));
+    const std::uint64_t count = std::min(std::max(told, layers.back().number + 1), kMostLayers);
+    std::vector<JobFile> result(count, {"", kLostEntry});
+    for (const NumberedLayer& layer : layers) {
+        if (layer.number < count) result[layer.number] = layer.file;
+    }
+    return result;
+}
+
 /// The digits that end a plain layer's name.
 std::string_view plainNumber(const JobFile& layer) {
     return trailingDigits(std::string_view(layer.name).substr(0, layer.name.size() - kPngSuffix.size()));
@@ -136,6 +149,7 @@ std::vector<JobFile> findNumberedLayers(const Archive& archive, const std::vecto
     if (!settings.jobDir)
         settings.assumptions.push_back(std::string(kConfigName) + " does not give jobDir: it is taken to be " +
                                        printable(prefix) + ", by the layers' names.");
+    if (archive.damagedAt() >= 0) return placeByNumber(layers, settings);
     requireUnbrokenNumbers(archive, layers);
     requireCount(archive, prefix, layers.size(), settings);
     std::vector<JobFile> result;

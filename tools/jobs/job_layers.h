@@ -11,6 +11,9 @@
 
 namespace vndlp::tools {
 
+/// The place of a layer that a cut archive has lost.
+constexpr std::size_t kLostEntry = ~std::size_t{0};
+
 /// A file of a job.
 struct JobFile {
     std::string name;       ///< below the job's root folder, '/' between folders

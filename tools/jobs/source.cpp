@@ -183,6 +183,11 @@ Source openSource(const std::string& path) {
     if (isFolder) {
         for (const ArchiveEntry& entry : archive->entries()) source.bytes += entry.size;
     }
+    if (archive->damagedAt() >= 0) {
+        source.damage.push_back(
+            {SliceSeverity::error, archive->damagedAt(), -1,
+             "the archive ends or is damaged here, whole entries: " + std::to_string(archive->entries().size())});
+    }
     try {
         if (holdsDrawings(*archive)) {
             takeDrawings(std::move(archive), source);

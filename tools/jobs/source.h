@@ -25,10 +25,11 @@ struct Source {
     int height = 0;
     int layerCount = 0;
     SliceLayers kind = SliceLayers::images;
-    PrintSettings settings;          ///< those the file or job holds, with the origin `job`
-    std::vector<std::string> notes;  ///< what a job lacked, and what was taken for it
-    std::string warning;             ///< what a user has to know of a job: its mirrored display
-    bool mirrorX = false;            ///< the job's images are mirrored; `readLayer` has flipped them back
+    PrintSettings settings;            ///< those the file or job holds, with the origin `job`
+    std::vector<std::string> notes;    ///< what a job lacked, and what was taken for it
+    std::vector<SliceFinding> damage;  ///< of a job's archive
+    std::string warning;               ///< what a user has to know of a job: its mirrored display
+    bool mirrorX = false;              ///< the job's images are mirrored; `readLayer` has flipped them back
     bool mirrorY = false;
 
     bool isJob() const { return file == nullptr; }
