@@ -67,6 +67,7 @@ public:
         if (m_source.kind == SliceLayers::images || fillsLines) m_images.emplace(m_source, images);
         checkFit();
         requireSound();
+        notePixels();
         PendingFile pending(m_output, m_plan.force);
         if (m_kind == OutputKind::job) {
             writeJob(pending.temporaryPath());
@@ -142,6 +143,27 @@ private:
             throw Failure(path() + ": layers are " + std::to_string(width()) + " x " + std::to_string(height()) +
                           " pixels, but " + key + " is set to " + s.text(key) +
                           "; --rotate 90 turns them, --pad sets " + "them into a larger screen");
+        }
+    }
+
+    /// A size of the screen given by hand that stretches the pixels is most often a mistake.
+    void notePixels() {
+        constexpr double kMostStretched = 0.05;
+        const PrintSettings& given = m_plan.settings;
+        const auto isGiven = [&given](const char* key) {
+            return given.has(key) && given.origin(key) == Origin::option;
+        };
+        if (!m_images || (!isGiven("display_width_mm") && !isGiven("display_height_mm"))) return;
+        const Geometry geometry = geometryOf(m_source);
+        const bool turned = m_plan.orientation.swapsSides();
+        const double own = turned ? geometry.pixelYUm / geometry.pixelXUm : geometry.pixelXUm / geometry.pixelYUm;
+        const PrintSettings s = outputSettings();
+        const double x = s.numberOr("display_width_mm", kNaN) * kUmPerMm / width();
+        const double y = s.numberOr("display_height_mm", kNaN) * kUmPerMm / height();
+        if (std::abs(x / y / own - 1) > kMostStretched && std::abs(x / y - 1) > kMostStretched) {
+            m_notes.push_back("pixels become " + shortNumber(x, 2) + " x " + shortNumber(y, 2) +
+                              " um by display_width_mm and display_height_mm, not as the input's are; " +
+                              "the print will be stretched");
         }
     }
 
@@ -371,12 +393,25 @@ private:
         if (!pictures.empty()) return pictures;
         GreyImage middle;
         if (m_images) {
-            m_images->read(m_source.layerCount / 2, middle);
+            readMiddle(middle);
         } else {
             LayerImages(m_source, previewPlan()).read(m_source.layerCount / 2, middle);
         }
         pictures.push_back(renderLayerPreview(middle, kPreviewSide, kPreviewSide));
         return pictures;
+    }
+
+    /// The middle layer; where it is lost and the user wants the rest, the next below that can be read.
+    void readMiddle(GreyImage& image) const {
+        for (int index = m_source.layerCount / 2; index >= 0; --index) {
+            try {
+                m_images->read(index, image);
+                return;
+            } catch (const Failure&) {
+                if (m_plan.salvage == SliceSalvage::no) throw;
+            }
+        }
+        m_images->makeBlank(image);
     }
 
     /// Geometry is filled for a picture at a size that one needs, not at the screen's.
