@@ -98,7 +98,7 @@ QuietEstimate machineEstimate(const Model& model, const std::vector<double>& are
     std::vector<double> areas = areasMm2;
     for (double& area : areas) area *= job.m_machineName == "M33" ? kM33AreasPerMm2 : kUm2OfArea;
     job.setMaxAreaLineArea(std::move(areas));
-    return estimateQuietly(std::move(job));
+    return estimateQuietly(job);
 }
 
 }  // namespace

@@ -46,7 +46,7 @@ run_tidy() {  # CHECKS
   scripts/install-deps.sh build test lint
   cmake --preset release
   # the library and the program; tests and examples are held to the compiler's warnings
-  git ls-files 'io/*.cpp' 'image/*.cpp' 'vndlp/*.cpp' 'ctb/*.cpp' 'v4/*.cpp' 'printtime/*.cpp' 'writer/*.cpp' \
+  git ls-files 'io/*.cpp' 'image/*.cpp' 'vndlp/*.cpp' 'ctb/*.cpp' 'v4/*.cpp' 'printtime/*.cpp' 'writer/*.cpp' 'job/*.cpp' 'capi/*.cpp' \
     'tools/*.cpp' | xargs -P "$jobs" -n 1 clang-tidy --quiet --checks="$1" -p build/release \
     --extra-arg=-Wno-unknown-warning-option
 }

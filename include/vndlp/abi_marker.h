@@ -27,6 +27,7 @@
 
 /// Declares a marker, which the library defines under this name or not at all, and refers to it from everything that
 /// includes the header.
+// NOLINTBEGIN(bugprone-macro-parentheses): names that are declared take none
 #define VNDLP_REFER_TO_MARKER_(marker, reference)                            \
     extern "C" VNDLP_API const int marker;                                   \
     namespace vndlp {                                                        \
@@ -34,6 +35,7 @@
     VNDLP_RETAIN_ VNDLP_USED_ static const int* const reference = &(marker); \
     }                                                                        \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 // containers of a debugging standard library have other layouts
 #if defined(_GLIBCXX_DEBUG) || (defined(_ITERATOR_DEBUG_LEVEL) && _ITERATOR_DEBUG_LEVEL > 0)

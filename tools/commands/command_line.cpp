@@ -206,7 +206,7 @@ private:
         }
         std::string text = error.what();
         std::replace(text.begin(), text.end(), '\n', ' ');
-        return (m_command.empty() ? "" : m_command + ": ") + text;
+        return m_command.empty() ? text : std::string(m_command).append(": ").append(text);
     }
 
     OutputStreams& m_streams;
