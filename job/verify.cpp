@@ -159,7 +159,9 @@ void tellVendor(const Model& model, Teller& tell) {
     }
     FieldPlace tail;
     FieldValue found;
-    const bool isThere = placeTail(model, tail) && readField(model.bytes, tail, found).isOk();
+    unsigned char closing = 0;
+    const bool isThere = placeTail(model, tail) && readField(model.bytes, tail, found).isOk() &&
+                         model.bytes.read(tail.offset + tail.bytes, &closing, 1).isOk() && closing == 0;
     if (!isThere || found.text != tailMagic(model)) {
         tell.error(table.end, -1, "the tail magic \"" + tailMagic(model) + "\" is missing");
     }

@@ -127,8 +127,8 @@ struct SliceRawField {
     std::int64_t integer = 0;  ///< of integers
     std::string text;          ///< of texts; of fields that are plain bytes: two hexadecimal digits a byte
     bool isFixed = false;      ///< the format's writers put a value of their own there
-    std::int64_t offset = 0;  ///< of texts with a length in front of them, that of the length
-    std::int64_t bytes = 0;   ///< with length and closing zero
+    std::int64_t offset = 0;   ///< of texts with a length in front of them, that of the length
+    std::int64_t bytes = 0;    ///< with length and closing zero
 };
 
 struct SlicePreviewInfo {

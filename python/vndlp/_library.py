@@ -135,6 +135,11 @@ def number_or_none(value: float) -> float | None:
     return None if math.isnan(value) else float(value)
 
 
+def sum_or_none(value: float) -> float | None:
+    """A sum over layers to twelve digits: its last ones hang on the order of adding."""
+    return None if math.isnan(value) else float(f"{value:.12g}")
+
+
 def path_bytes(path: str | os.PathLike[str]) -> bytes:
     """A path as the library takes it."""
     # os.fsencode would take bytes as well, which are a file's content here

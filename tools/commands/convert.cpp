@@ -143,7 +143,10 @@ private:
                 throw UsageFailure("--key: is for .ctb files; " + output + " has none");
             }
             const auto [first, isNew] = taken.emplace(output, input);
-            if (!isNew) throw UsageFailure(output + ": is the output of both " + first->second + " and " + input);
+            if (!isNew) {
+                throw UsageFailure(std::string(output).append(": is the output of both ").append(first->second) +
+                                   " and " + input);
+            }
         }
         for (const std::string& path : m_previews) m_plan.previews.push_back(decodeColour(readWholeFile(path), path));
         if (!m_folder.empty()) makeFolder(m_folder);

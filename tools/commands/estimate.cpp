@@ -17,8 +17,6 @@ namespace vndlp::tools {
 
 namespace {
 
-constexpr double kUmPerMm = 1000;
-
 struct ModelName {
     const char* name;
     EstimateModel model;
