@@ -130,7 +130,8 @@ TEST_F(FrontEnd, TakesLayersInOrderByIndexAndFromThreadsFileAfterFile) {
                 images.push_back(layerImage(i));
                 EXPECT_EQ(writer->addLayerImage(i, images[i], 1, batch), 0);
                 // the V2 writer shares an image until its batch is written, the others encode it at once
-                const bool held = isOf(name, ".vndlp") && (batch < 0 || (batch > 1 && (i + 1) % batch != 0));
+                const bool held =
+                    isOf(name, ".vndlp") && (batch < 0 || (batch > 1 && (i + 1) % static_cast<unsigned>(batch) != 0));
                 EXPECT_EQ(images[i].pixels.use_count(), held ? 2 : 1) << name << ", image " << i << ", batch " << batch;
             }
             EXPECT_EQ(writer->finish(), 0);

@@ -238,8 +238,8 @@ std::string writeImages(const std::string& path, unsigned width, unsigned height
     const std::unique_ptr<DLPWriter> writer(createDLPWriter(path));
     writer->filePath = path;
     writer->layerCount = static_cast<int>(layers);
-    writer->resolutionX = static_cast<int>(width);
-    writer->resolutionY = static_cast<int>(height);
+    writer->resolutionX = width;
+    writer->resolutionY = height;
     writer->bedSizeX = 60;
     writer->bedSizeY = 30;
     writer->machineType = writer->machineName = "M";

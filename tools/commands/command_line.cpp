@@ -202,7 +202,9 @@ private:
     std::string problemOf(const CLI::ParseError& error) const {
         for (const std::string& word : m_app.remaining(true)) {
             if (!word.starts_with('-')) continue;
-            return word + ": no such option; a file's name that begins with - is written ./" + word;
+            return std::string(word)
+                .append(": no such option; a file's name that begins with - is written ./")
+                .append(word);
         }
         std::string text = error.what();
         std::replace(text.begin(), text.end(), '\n', ' ');
