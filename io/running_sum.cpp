@@ -11,8 +11,7 @@ namespace vndlp {
 namespace {
 
 constexpr std::size_t kHeadBytes = std::size_t{1} << 21;  // previews and the largest table
-constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;
-constexpr std::uint32_t kOne = 0x80000000;  // the polynomial 1, highest coefficient last
+constexpr std::uint32_t kOne = 0x80000000;                // the polynomial 1, highest coefficient last
 
 /// a * b modulo the CRC's polynomial.
 std::uint32_t multiply(std::uint32_t a, std::uint32_t b) {
@@ -24,7 +23,9 @@ std::uint32_t multiply(std::uint32_t a, std::uint32_t b) {
     return product;
 }
 
-std::uint32_t crcOf(std::uint32_t crc, const unsigned char* data, std::size_t size) {
+}  // namespace
+
+std::uint32_t continueCrc(std::uint32_t crc, const unsigned char* data, std::size_t size) {
     constexpr std::size_t most = std::numeric_limits<unsigned int>::max();
     for (std::size_t part = std::min(size, most); part > 0; part = std::min(size, most)) {
         crc = CheckSum::instance().makeCrc(crc, const_cast<unsigned char*>(data), static_cast<unsigned int>(part));
@@ -33,8 +34,6 @@ std::uint32_t crcOf(std::uint32_t crc, const unsigned char* data, std::size_t si
     }
     return crc;
 }
-
-}  // namespace
 
 std::uint32_t crcBeforeZeros(std::uint32_t crc, unsigned long long zeros) {
     // a zero byte multiplies by x^8: the powers of that with the exponents 1, 2, 4 ...
@@ -59,7 +58,7 @@ void RunningSum::add(long long position, const unsigned char* data, std::size_t 
 }
 
 void RunningSum::append(const unsigned char* data, std::size_t size) {
-    m_crc = crcOf(m_crc, data, size);
+    m_crc = continueCrc(m_crc, data, size);
     m_xor = static_cast<unsigned char>(m_xor ^ xorOf(data, size));
     m_length += static_cast<long long>(size);
     const std::size_t kept = std::min(size, kHeadBytes - m_head.size());
@@ -75,7 +74,7 @@ void RunningSum::overwrite(std::size_t position, const unsigned char* data, std:
     unsigned char* const head = m_head.data() + position;
     for (std::size_t i = 0; i < size; ++i) head[i] = static_cast<unsigned char>(head[i] ^ data[i]);
     const auto behind = static_cast<unsigned long long>(m_length) - position - size;
-    m_crc ^= crcBeforeZeros(crcOf(0, head, size), behind);
+    m_crc ^= crcBeforeZeros(continueCrc(0, head, size), behind);
     m_xor = static_cast<unsigned char>(m_xor ^ xorOf(head, size));
     std::copy(data, data + size, head);
 }

@@ -33,6 +33,11 @@ private:
     std::vector<unsigned char> m_head;  // the file's first bytes as they are now
 };
 
+constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;  // reflected
+
+/// Continues the CRC of `CheckSum::makeCrc`.
+std::uint32_t continueCrc(std::uint32_t crc, const unsigned char* data, std::size_t size);
+
 /// The CRC of data followed by zeros, from the CRC of the data.
 /// \param zeros bytes.
 std::uint32_t crcBeforeZeros(std::uint32_t crc, unsigned long long zeros);

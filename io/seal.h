@@ -2,14 +2,15 @@
 
 #pragma once
 
-#include "io/running_sum.h"
-
-#include <string>
+#include <vndlp/streams.h>
 
 namespace vndlp {
 
-/// `CheckSum::appendFileSum` with a sum that is known already; where it is not, or the file on the disk is of another
-/// length, the file is read. Same messages, same results.
-int appendKnownSum(const std::string& path, const RunningSum& sum);
+/// Keeps the checksums of what is written to a file from now on, until it is opened again; call it behind `open`.
+void keepSum(FileWrite& file);
+
+/// `CheckSum::appendFileSum` on a file of which everything is written, with the sum kept. Where that is not known, or
+/// the file on the disk is of another length, the file is read. Same messages, same results.
+int appendKeptSum(const FileWrite& file);
 
 }  // namespace vndlp

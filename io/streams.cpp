@@ -287,11 +287,6 @@ bool FileWrite::move(long long offset, int origin) {
     return false;
 }
 
-void FileWrite::keepSum() {
-    m_sum = std::make_unique<RunningSum>();
-    m_sumPosition = 0;
-}
-
 long long FileWrite::fileLength() {
     if (m_stream == nullptr) return -1;
     const long long before = position();

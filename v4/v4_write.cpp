@@ -2,7 +2,6 @@
 #include "ctb/open_file.h"
 #include "ctb/scramble.h"
 #include "io/report.h"
-#include "io/running_sum.h"
 #include "io/seal.h"
 #include "io/section_writer.h"
 #include "v4/record_fields.h"
@@ -28,7 +27,7 @@ int VNDLPV4Write::openDlpFile(std::string path, bool verify) {
     close();
     m_sections->reset();
     const CTB::Result result = CTB::openVerified(m_file, std::move(path), verify);
-    if (result == kDone) m_file.keepSum();
+    if (result == kDone) vndlp::keepSum(m_file);
     return result;
 }
 
@@ -147,7 +146,7 @@ int VNDLPV4Write::writeTail() {
     // the trailer is appended to what the system has of the file
     m_file.flush();
     if (!m_sections->isComplete()) return kFailed;
-    const int code = vndlp::appendKnownSum(m_file.fileName(), *m_file.m_sum);
+    const int code = vndlp::appendKeptSum(m_file);
     if (code != 0) vndlp::report("error: write dlp file checksum, ret:%d\n", code);
     return code;
 }

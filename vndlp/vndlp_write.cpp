@@ -3,7 +3,6 @@
 #include <vndlp/formats.h>
 #include "io/byte_order.h"
 #include "io/report.h"
-#include "io/running_sum.h"
 #include "io/seal.h"
 #include "vndlp/record_fields.h"
 
@@ -94,7 +93,7 @@ int VndlpWrite::openDlpFile(std::string path) {
     m_tablePosition = 0;
     m_tableEntries = kNoTable;
     if (m_output->open(path, 0) == 0) {
-        m_output->keepSum();
+        keepSum(*m_output);
         return kOk;
     }
     report("error: %s can't open\n", path.c_str());
@@ -371,7 +370,7 @@ int VndlpWrite::writeTail(int headerType) {
         reportIncompleteFile(path.c_str(), m_output->failureCode());
         return kNotWritten;
     }
-    const int code = appendKnownSum(path, *m_output->m_sum);
+    const int code = appendKeptSum(*m_output);
     if (code == 0) return kOk;
     report("error: write dlp file checksum, ret:%d\n", code);
     return kCheckSum;

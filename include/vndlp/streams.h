@@ -24,10 +24,6 @@
 #include <utility>
 #include <vector>
 
-namespace VNDLPV4 {
-class VNDLPV4Write;
-}
-
 namespace vndlp {
 
 /// Order of the bytes of a number in a file or in memory.
@@ -289,10 +285,9 @@ private:
     bool move(long long offset, int origin);
     void noteFailure();
 
-    friend class VndlpWrite;
-    friend class VNDLPV4::VNDLPV4Write;
-    /// Keeps the checksums of what is written from now on, until the next `open`; call it behind `open`.
-    void keepSum();
+    // internal to the library
+    friend void keepSum(FileWrite& file);
+    friend int appendKeptSum(const FileWrite& file);
 
     BYTEORDER m_hostOrder;
     BYTEORDER m_fileOrder;
