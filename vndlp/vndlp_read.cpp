@@ -27,9 +27,16 @@ enum ReadCode : int {
 };
 
 /// Two coordinates of four bytes: a point of a polyline or a vertex, without z.
-constexpr long long kPointBytes = 8;
+constexpr std::size_t kPointBytes = 8;
 
 int codeOf(ReadStatus status) { return static_cast<int>(status); }
+
+/// Whether a file is open; reported when none is.
+bool isOpen(FileRead& in) {
+    if (in.isOpenFile()) return true;
+    report("error: no dlp file open\n");
+    return false;
+}
 
 template <class Header>
 int readHeader(FileRead& in, Header& header, bool withPreview) {
@@ -42,32 +49,48 @@ int readHeader(FileRead& in, Header& header, bool withPreview) {
     return codeOf(reader.status());
 }
 
-/// The name of a header kind in the message of its failing.
-const char* headerName(int headerType) {
-    switch (headerType) {
-        case kV1Header: return "DlpV1Header";
-        case kV2Header: return "DlpV2Header";
-        case kV3Header: return "DlpV3Header";
-        default: return "DlpV2LineHeader";
+/// Reads the header that a magic announces.
+int readHeader(FileRead& in, HeaderKind kind, DlpFileStructure& s, bool withPreview) {
+    const auto read = [&](auto& header) {
+        const int code = readHeader(in, header, withPreview);
+        if (code != kOk) report("error: read %s fail\n", Layout<std::decay_t<decltype(header)>>::name);
+        return code;
+    };
+    switch (kind) {
+        case kV1Header: return read(s.v1Header);
+        case kV2Header: return read(s.v2Header);
+        case kV3Header: return read(s.v3Header);
+        default: return read(s.lineHeader);
     }
 }
 
-/// Reads one polyline; false, with no point read, when the file holds less than it announces.
-/// \param packed scratch.
-bool readPolyline(FileRead& in, std::size_t coordinates, std::vector<unsigned char>& packed,
-                  std::vector<Vec3i>& points) {
-    if (in.remaining() < 4) return false;
-    const std::size_t pointBytes = 4 * coordinates;
-    const unsigned int pointCount = in.readUint32();
-    if (pointCount > in.remaining() / static_cast<long long>(pointBytes)) return false;
-    packed.resize(pointCount * pointBytes);
-    if (in.readBytes(packed.data(), packed.size()) != packed.size()) return false;
-    points.reserve(pointCount);
-    for (std::size_t at = 0; at < packed.size(); at += pointBytes) {
-        // a z in the file is dropped: the constructor makes it equal y
-        points.emplace_back(bigEndianInt32(packed.data() + at), bigEndianInt32(packed.data() + at + 4), 0);
-    }
-    return true;
+/// Reads records and hands those that the file holds to `keep(bytes, count)`. A file that holds fewer is left at its
+/// end, where it fails at the tag. \param packed scratch. \return whether it held them all.
+template <class Keep>
+bool readPacked(FileRead& in, unsigned int count, std::size_t recordBytes, std::vector<unsigned char>& packed,
+                Keep&& keep) {
+    const long long held = std::min<long long>(count, in.remaining() / static_cast<long long>(recordBytes));
+    packed.resize(static_cast<std::size_t>(held) * recordBytes);
+    const std::size_t arrived = in.readBytes(packed.data(), packed.size()) / recordBytes;
+    keep(packed.data(), arrived);
+    if (arrived < count) in.seek(0, 2);
+    return arrived == count;
+}
+
+/// As `readPacked` of nothing kept.
+bool skipPacked(FileRead& in, unsigned int count, std::size_t recordBytes) {
+    if (in.skipRawData(static_cast<long long>(count) * static_cast<long long>(recordBytes)) >= 0) return true;
+    in.seek(0, 2);
+    return false;
+}
+
+/// Walks polylines: `take(points)` reads or skips the points of one. What the file cannot hold is not walked.
+template <class Take>
+void walkPolylines(FileRead& in, unsigned int count, Take&& take) {
+    // each takes at least its count
+    bool complete = count <= in.remaining() / 4;
+    for (unsigned int i = 0; complete && i < count; ++i) complete = in.remaining() >= 4 && take(in.readUint32());
+    if (!complete) in.seek(0, 2);
 }
 
 void copyPreview(const DlpImage& preview, char* out) {
@@ -128,10 +151,7 @@ int VndlpRead::openDlpFile(std::string path, bool checkSum) {
 void VndlpRead::close() { m_input->close(); }
 
 int VndlpRead::readDlpStructure(bool withPreview) {
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
+    if (!isOpen(*m_input)) return kNoFile;
     readTag(m_magic);
     const MagicRow* format = findMagic(m_magic);
     if (format == nullptr || format->header == kNoHeader) {
@@ -147,15 +167,8 @@ int VndlpRead::readDlpStructure(bool withPreview) {
 
     DlpFileStructure& s = *m_structure;
     s.headerType = format->header;
-    int code = kOk;
-    switch (format->header) {
-        case kV1Header: code = readDlpV1Header(s.v1Header, withPreview); break;
-        case kV2Header: code = readDlpV2Header(s.v2Header, withPreview); break;
-        case kV3Header: code = readDlpV3Header(s.v3Header, withPreview); break;
-        default: code = readDlpLineV2Header(s.lineHeader, withPreview); break;
-    }
+    int code = readHeader(*m_input, format->header, s, withPreview);
     if (code != kOk) {
-        report("error: read %s fail\n", headerName(s.headerType));
         close();
         return code;
     }
@@ -166,20 +179,16 @@ int VndlpRead::readDlpStructure(bool withPreview) {
     m_resolutionY = s.getResulutionY();
 
     m_layerAreas.resize(static_cast<std::size_t>(m_layerCount));
-    const bool hasTable = hasAreaTable(s.headerType);
-    code = readDlpParameters(s.parameters, hasTable ? &m_layerAreas : nullptr);
+    code = readDlpParameters(s.parameters, hasAreaTable(s.headerType) ? &m_layerAreas : nullptr);
+    int failure = kBadParameters;
+    if (code == kOk && s.headerType == kV2Header && s.v2Header.versionCode >= kFirstSettingsVersion) {
+        code = readDlpSliceBasicParameters(s.sliceBasicParameters);
+        failure = kBadSettings;
+    }
     if (code != kOk) {
         report("error: parse dlp parameter error:%d\n", code);
         close();
-        return kBadParameters;
-    }
-    if (s.headerType == kV2Header && s.v2Header.versionCode >= kFirstSettingsVersion) {
-        code = readDlpSliceBasicParameters(s.sliceBasicParameters);
-        if (code != kOk) {
-            report("error: parse dlp parameter error:%d\n", code);
-            close();
-            return kBadSettings;
-        }
+        return failure;
     }
     m_pixelArea = static_cast<float>(s.parameters.parsePlatformX() * s.parameters.parsePlatformY() /
                                      (static_cast<double>(m_resolutionX) * m_resolutionY));
@@ -248,10 +257,7 @@ int VndlpRead::readDlpSliceBasicParameters(DlpSliceBasicParameters& parameters) 
 }
 
 int VndlpRead::readDlpImageParam(DlpImageParam& parameters) {
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
+    if (!isOpen(*m_input)) return kNoFile;
     FieldReader reader(*m_input, false);
     readRecord(reader, parameters);
     return codeOf(reader.status());
@@ -259,10 +265,7 @@ int VndlpRead::readDlpImageParam(DlpImageParam& parameters) {
 
 int VndlpRead::readLayerHead(unsigned int* area, unsigned int& count) {
     count = 0;
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
+    if (!isOpen(*m_input)) return kNoFile;
     if (area != nullptr) *area = m_input->readUint32();
     count = m_input->readUint32();
     if (count <= m_input->fileLength() / kPackedRunBytes) return kOk;
@@ -281,15 +284,12 @@ int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* ar
     unsigned int count = 0;
     const int code = readLayerHead(area, count);
     if (code != kOk) return code;
-    // a count the file cannot hold reads what is there and fails at the tag
-    const long long held = std::min<long long>(count, m_input->remaining() / kPackedRunBytes);
-    std::vector<unsigned char> packed(static_cast<std::size_t>(held) * kPackedRunBytes);
-    const std::size_t arrived = m_input->readBytes(packed.data(), packed.size()) / kPackedRunBytes;
-    const std::size_t first = runs.size();
-    runs.resize(first + arrived);
-    for (std::size_t i = 0; i < arrived; ++i) bits2WhiteData(packed.data() + i * kPackedRunBytes, runs[first + i]);
-    if (arrived < count) m_input->seek(0, 2);
-
+    std::vector<unsigned char> packed;
+    readPacked(*m_input, count, kPackedRunBytes, packed, [&](const unsigned char* bytes, std::size_t arrived) {
+        const std::size_t first = runs.size();
+        runs.resize(first + arrived);
+        for (std::size_t i = 0; i < arrived; ++i) bits2WhiteData(bytes + i * kPackedRunBytes, runs[first + i]);
+    });
     if (area != nullptr && m_structure) {
         const double volume = *area * m_structure->parameters.parseThickness() / 1000 / 1000;
         m_totalVolume = static_cast<float>(m_totalVolume + volume);
@@ -300,26 +300,26 @@ int VndlpRead::readLayerWhiteData(std::vector<WhiteData>& runs, unsigned int* ar
 int VndlpRead::skipLayerWhiteData(unsigned int* area, unsigned int& runCount) {
     const int code = readLayerHead(area, runCount);
     if (code != kOk) return code;
-    if (m_input->skipRawData(static_cast<long long>(runCount) * kPackedRunBytes) < 0) m_input->seek(0, 2);
+    skipPacked(*m_input, runCount, kPackedRunBytes);
     return readLayerEnd();
 }
 
 int VndlpRead::readLayerPath(std::vector<std::vector<Vec3i>>& paths, unsigned int* area, bool withZ) {
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
+    if (!isOpen(*m_input)) return kNoFile;
     paths.clear();
     if (area != nullptr) *area = m_input->readUint32();
-    const unsigned int pathCount = m_input->readUint32();
-    // a polyline takes at least its count; what the file cannot hold is not read and fails at the tag
-    bool complete = pathCount <= m_input->remaining() / 4;
-    if (complete) paths.reserve(pathCount);
+    const std::size_t pointBytes = withZ ? kPointBytes + 4 : kPointBytes;
     std::vector<unsigned char> packed;
-    while (complete && paths.size() < pathCount) {
-        complete = readPolyline(*m_input, withZ ? 3 : 2, packed, paths.emplace_back());
-    }
-    if (!complete) m_input->seek(0, 2);
+    walkPolylines(*m_input, m_input->readUint32(), [&](unsigned int points) {
+        std::vector<Vec3i>& path = paths.emplace_back();
+        return readPacked(*m_input, points, pointBytes, packed, [&](const unsigned char* bytes, std::size_t arrived) {
+            path.reserve(arrived);
+            for (std::size_t at = 0; at < arrived * pointBytes; at += pointBytes) {
+                // a z in the file is dropped: the constructor makes it equal y
+                path.emplace_back(bigEndianInt32(bytes + at), bigEndianInt32(bytes + at + 4), 0);
+            }
+        });
+    });
     const int end = readLayerEnd();
     return end != kOk ? end : static_cast<int>(paths.size());
 }
@@ -328,45 +328,36 @@ int VndlpRead::readLayerMesh(trimesh::TriMesh& mesh, unsigned int* area, bool wi
     unsigned int count = 0;
     const int code = readLayerHead(area, count);
     if (code != kOk) return code;
-    const std::size_t bytesPerVertex = withZ ? 12 : 8;
-    const long long held = std::min<long long>(count, m_input->remaining() / static_cast<long long>(bytesPerVertex));
-    std::vector<unsigned char> packed(static_cast<std::size_t>(held) * bytesPerVertex);
-    m_input->readBytes(packed.data(), packed.size());
-    mesh.vertices.reserve(mesh.vertices.size() + static_cast<std::size_t>(held));
-    for (std::size_t i = 0; i < static_cast<std::size_t>(held); ++i) {
-        const unsigned char* vertex = packed.data() + i * bytesPerVertex;
-        mesh.vertices.emplace_back(bigEndianFloat(vertex), bigEndianFloat(vertex + 4),
-                                   withZ ? bigEndianFloat(vertex + 8) : 0.0F);
-    }
-    if (held < count) m_input->seek(0, 2);
+    const std::size_t vertexBytes = withZ ? kPointBytes + 4 : kPointBytes;
+    std::vector<unsigned char> packed;
+    readPacked(*m_input, count, vertexBytes, packed, [&](const unsigned char* bytes, std::size_t arrived) {
+        mesh.vertices.reserve(mesh.vertices.size() + arrived);
+        for (std::size_t at = 0; at < arrived * vertexBytes; at += vertexBytes) {
+            mesh.vertices.emplace_back(bigEndianFloat(bytes + at), bigEndianFloat(bytes + at + 4),
+                                       withZ ? bigEndianFloat(bytes + at + 8) : 0.0F);
+        }
+    });
     const int end = readLayerEnd();
-    return end != kOk ? end : static_cast<int>(held);
+    return end != kOk ? end : static_cast<int>(count);
 }
 
 int VndlpRead::skipLayerPath(unsigned int& area, unsigned int& polylineCount, unsigned long long& pointCount) {
     polylineCount = 0;
     pointCount = 0;
-    if (!m_input->isOpenFile()) {
-        report("error: no dlp file open\n");
-        return kNoFile;
-    }
+    if (!isOpen(*m_input)) return kNoFile;
     area = m_input->readUint32();
     polylineCount = m_input->readUint32();
-    bool complete = polylineCount <= m_input->remaining() / 4;
-    for (unsigned int i = 0; complete && i < polylineCount; ++i) {
-        complete = m_input->remaining() >= 4;
-        const unsigned int points = m_input->readUint32();
-        complete = complete && m_input->skipRawData(static_cast<long long>(points) * kPointBytes) >= 0;
+    walkPolylines(*m_input, polylineCount, [&](unsigned int points) {
         pointCount += points;
-    }
-    if (!complete) m_input->seek(0, 2);
+        return skipPacked(*m_input, points, kPointBytes);
+    });
     return readLayerEnd();
 }
 
 int VndlpRead::skipLayerMesh(unsigned int& area, unsigned int& vertexCount) {
     const int code = readLayerHead(&area, vertexCount);
     if (code != kOk) return code;
-    if (m_input->skipRawData(static_cast<long long>(vertexCount) * kPointBytes) < 0) m_input->seek(0, 2);
+    skipPacked(*m_input, vertexCount, kPointBytes);
     return readLayerEnd();
 }
 
